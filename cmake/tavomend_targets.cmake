@@ -1,0 +1,25 @@
+# One library for each folder, with its sources listed and only the folders below it linked: an include that goes
+# upwards does not link in that folder's tests.
+function(tavomend_add_folder name)
+    cmake_parse_arguments(ARG "HIDDEN" "" "SOURCES;LIBS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC tavomend_options ${ARG_LIBS})
+    if(ARG_HIDDEN)
+        set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    endif()
+endfunction()
+
+# A test program; ctest runs each of its cases in a process of its own.
+# DEVICE: its main puts the process on an empty device root of its own before the first case.
+function(tavomend_add_test name)
+    cmake_parse_arguments(ARG "DEVICE" "" "SOURCES;LIBS;DEFINITIONS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE tavomend_options ${ARG_LIBS} GTest::gmock GTest::gtest)
+    target_compile_definitions(${name} PRIVATE ${ARG_DEFINITIONS})
+    if(ARG_DEVICE)
+        target_link_libraries(${name} PRIVATE tavomend_device_main)
+    else()
+        target_link_libraries(${name} PRIVATE GTest::gtest_main)
+    endif()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()

@@ -1,0 +1,1 @@
+#include "platform/utility/event_manager.h"

@@ -1,0 +1,1 @@
+#include "platform/utility/file_utils.h"

@@ -1,0 +1,52 @@
+// Files and directories, as the engine and the host platform need them. No operation throws.
+#ifndef TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
+#define TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
+
+#include <cstdint>
+#include <string>
+
+namespace ORVX::TavomendEngine {
+class FileUtils {
+public:
+    enum class Unit { BYTE, KIB };
+
+    // True for an existing regular file (links are followed).
+    [[nodiscard]] static bool FileIsExist(const std::string& path);
+    [[nodiscard]] static bool DirIsExist(const std::string& path);
+    // Size of a regular file, rounded up to the unit; -1 when there is none.
+    [[nodiscard]] static int64_t GetFileSize(const std::string& path, Unit unit);
+    // Acceptable as a path to write or read: absolute, not empty, no "..", no NUL.
+    [[nodiscard]] static bool IsValidPath(const std::string& path);
+    // Sum of the sizes of all regular files below a directory, in KiB, rounded up once over the sum; links are not
+    // followed. False, and size untouched, when it is not a directory or cannot be read.
+    [[nodiscard]] static bool GetDirSize(const std::string& path, uint64_t& size);
+    // Space that an unprivileged writer has left on the file system of a path, in KiB, at most INT32_MAX; -1 on
+    // failure.
+    [[nodiscard]] static int32_t GetDiskFreeSpace(const std::string& path);
+    // Empties a directory, and removes it too when removeSelf; a path that names a file is deleted whatever
+    // removeSelf says. True when nothing of it is left (also when there was nothing). Links are removed, not followed.
+    static bool CleanDir(const std::string& path, bool removeSelf);
+    // Moves a file and never replaces an existing target (renameat2 with RENAME_NOREPLACE): a query that shuffles the
+    // backup package back and forth must not eat one that was delivered meanwhile.
+    static bool RenameFile(const std::string& from, const std::string& to);
+    // Copies a directory tree; the target directory is created, files of the same name are replaced whole. Links and
+    // special files are refused. False when anything could not be copied.
+    [[nodiscard]] static bool CopyDir(const std::string& source, const std::string& target);
+    // The whole content; empty when it cannot be read.
+    [[nodiscard]] static std::string GetFileStream(const std::string& path);
+    // Gives a file or directory to the account "tavomend" of the device's /etc/passwd. False when there is no such
+    // account or the owner cannot be changed.
+    static bool SetGidAndUidToTavomend(const std::string& path);
+    // Creates a directory and its parents with mode 0755. True when it is there afterwards.
+    static bool MakeDirs(const std::string& path);
+    // Puts content in place of a file so that a power cut leaves the old content or the new: write beside, fsync,
+    // rename, fsync of the directory. The directory is created when it is missing. mode: of the new file.
+    [[nodiscard]] static bool ReplaceFile(const std::string& path, const std::string& content, uint32_t mode);
+    // The same for the content of another file.
+    [[nodiscard]] static bool ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode);
+    // Flushes a directory's entries to disk.
+    static bool SyncDir(const std::string& path);
+};
+} // namespace ORVX::TavomendEngine
+
+#endif

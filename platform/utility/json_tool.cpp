@@ -1,0 +1,1 @@
+#include "platform/utility/json_tool.h"

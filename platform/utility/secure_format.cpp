@@ -1,0 +1,1 @@
+#include "platform/utility/secure_format.h"

@@ -1,0 +1,1 @@
+#include "platform/utility/sys_utils.h"

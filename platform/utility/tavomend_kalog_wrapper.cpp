@@ -1,0 +1,1 @@
+#include "platform/utility/tavomend_kalog_wrapper.h"

@@ -1,0 +1,1 @@
+#include "platform/utility/tavomend_logger.h"

@@ -1,0 +1,1 @@
+#include "platform/utility/tavomend_status_record.h"

@@ -1,0 +1,1 @@
+#include "platform/utility/test_manager.h"
