@@ -1,1 +1,193 @@
-// to come
+#include "tools/parse_zip_tool.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <minizip/unzip.h>
+#include <sys/stat.h>
+
+#include "common/log.h"
+#include "platform/utility/file_utils.h"
+#include "platform/utility/sys_utils.h"
+
+namespace ORVX::TavomendEngine {
+namespace {
+constexpr size_t MEMBER_NAME_SIZE = 4096;
+constexpr int BUFFER_SIZE = 4096;
+constexpr mode_t DIR_MODE = 0755;
+
+struct FileCloser {
+    void operator()(FILE* file) const { static_cast<void>(fclose(file)); }
+};
+using File = std::unique_ptr<FILE, FileCloser>;
+
+bool GetCurrentMember(unzFile handle, std::string& fileName, unz_file_info& info)
+{
+    std::vector<char> name(MEMBER_NAME_SIZE + 1, '\0'); // minizip leaves the NUL out of a name that fills its buffer
+    if (unzGetCurrentFileInfo(handle, &info, name.data(), MEMBER_NAME_SIZE, nullptr, 0, nullptr, 0) != UNZ_OK) {
+        return false;
+    }
+    fileName = std::string("/") + name.data();
+    return true;
+}
+
+// The number of bytes that the last read gave: 0 at the end of the member, negative or the unwritten rest on failure.
+int CopyMember(unzFile handle, FILE* out, std::vector<char>& buffer)
+{
+    int count = 0;
+    do {
+        count = unzReadCurrentFile(handle, buffer.data(), static_cast<unsigned>(buffer.size()));
+        if (count > 0 && fwrite(buffer.data(), 1, static_cast<size_t>(count), out) != static_cast<size_t>(count)) {
+            TAVOMEND_LOG_E("fwrite Failed");
+            break;
+        }
+    } while (count > 0);
+    return count;
+}
+} // namespace
+
+ParseZipTool::ParseZipTool(std::string zipFilePath) : zipFilePath_(std::move(zipFilePath)) {}
+
+bool ParseZipTool::UnZipTargetFiles(const std::vector<UnZipTargetInfo>& targetInfos)
+{
+    if (!FileUtils::FileIsExist(zipFilePath_)) {
+        TAVOMEND_LOG_E("zipFile not exist");
+        return false;
+    }
+    if (unzHandle_ == nullptr) {
+        unzHandle_ = unzOpen(zipFilePath_.c_str());
+    }
+    if (unzHandle_ == nullptr) {
+        TAVOMEND_LOG_E("unZipDir is NULL");
+        return false;
+    }
+    for (const auto& info : targetInfos) {
+        if (!UnZipFile(info, unzHandle_)) {
+            TAVOMEND_LOG_E("exact %{public}s failed", info.fileName.c_str());
+            return false;
+        }
+    }
+    TAVOMEND_LOG_I("unZip targetInfos success");
+    return true;
+}
+
+bool ParseZipTool::UnZipFile(const UnZipTargetInfo& info, void* handle)
+{
+    TAVOMEND_LOG_I("decompressionPath: %{public}s", info.decompressionPath.c_str());
+    std::string outPath = info.decompressionPath;
+    for (int move = unzGoToFirstFile(handle); move == UNZ_OK; move = unzGoToNextFile(handle)) {
+        std::string fileName;
+        unz_file_info member{};
+        if (!GetCurrentMember(handle, fileName, member) || fileName != info.fileName) {
+            continue;
+        }
+        if (member.uncompressed_size > static_cast<uLong>(INT_MAX)) {
+            TAVOMEND_LOG_E("check fileSize failed");
+            continue;
+        }
+        if (UnZipTargetFile(outPath, handle, static_cast<int>(member.uncompressed_size))) {
+            TAVOMEND_LOG_I("unzip %{public}s success", outPath.c_str());
+            return true;
+        }
+    }
+    TAVOMEND_LOG_E("unzip %{public}s failed ", info.fileName.c_str());
+    return false;
+}
+
+bool ParseZipTool::UnZipTargetFile(std::string& outPath, void*& handle, int size)
+{
+    if (FileUtils::GetFileSize(outPath, FileUtils::Unit::BYTE) == size) {
+        return true;
+    }
+    if (!TouchNullFile(outPath)) {
+        TAVOMEND_LOG_E("touch null file failed");
+        return false;
+    }
+    if (unzOpenCurrentFile(handle) != UNZ_OK) {
+        TAVOMEND_LOG_E("unZip open %{public}s file failed", outPath.c_str());
+        return false;
+    }
+    const bool isWritten = ExtractFileAndWrite(handle, outPath, size);
+    unzCloseCurrentFile(handle);
+    if (!isWritten) {
+        TAVOMEND_LOG_E("extract %{public}s file failed", outPath.c_str());
+    }
+    return isWritten;
+}
+
+bool ParseZipTool::ExtractFileAndWrite(void*& handle, std::string outPath, int size)
+{
+    if (!FileUtils::IsValidPath(outPath)) {
+        TAVOMEND_LOG_E("outFilePath: %{public}s is an invalid path", outPath.c_str());
+        return false;
+    }
+    File out(fopen(outPath.c_str(), "wb"));
+    if (out == nullptr) {
+        TAVOMEND_LOG_E("outFilePath: %{public}s, errorMessage:%{public}s", outPath.c_str(), strerror(errno));
+        return false;
+    }
+    std::vector<char> buffer(static_cast<size_t>(std::min(size, BUFFER_SIZE)));
+    const int lastCount = CopyMember(handle, out.get(), buffer);
+    out.reset();
+    if (lastCount != 0) {
+        TAVOMEND_LOG_E("unzReadCurrentFile failed");
+        return false;
+    }
+    if (FileUtils::GetFileSize(outPath, FileUtils::Unit::BYTE) != size) {
+        TAVOMEND_LOG_E("check fileSize failed");
+        return false;
+    }
+    return true;
+}
+
+bool ParseZipTool::TouchNullFile(std::string& path)
+{
+    if (FileUtils::FileIsExist(path)) {
+        return true;
+    }
+    std::string dir = path.substr(0, std::min(path.rfind('/'), path.size()));
+    if (!CreateDir(dir)) {
+        TAVOMEND_LOG_E("create %{public}s dir failed", dir.c_str());
+        return false;
+    }
+    const File file(fopen(path.c_str(), "wb"));
+    if (file == nullptr) {
+        TAVOMEND_LOG_E("open %{public}s failed", path.c_str());
+        return false;
+    }
+    return true;
+}
+
+bool ParseZipTool::CreateDir(std::string& path)
+{
+    if (FileUtils::DirIsExist(path) || path.rfind('/') == path.find('/')) {
+        return true;
+    }
+    if (path.back() == '/') {
+        path.pop_back();
+    }
+    std::string parent = path.substr(0, path.rfind('/'));
+    if (!FileUtils::DirIsExist(parent) && !CreateDir(parent)) {
+        TAVOMEND_LOG_E("errinfo: %{public}s, path: %{public}s", strerror(errno), parent.c_str());
+        return false;
+    }
+    const int result = mkdir(path.c_str(), DIR_MODE);
+    TAVOMEND_LOG_I("mkdir result= %{public}d, errinfo: %{public}s", result, strerror(errno));
+    if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
+        FileUtils::SetGidAndUidToTavomend(path);
+    }
+    return result == 0;
+}
+
+void ParseZipTool::Reset()
+{
+    TAVOMEND_LOG_I("reset unZipDir");
+    if (unzHandle_ != nullptr) {
+        unzClose(unzHandle_);
+        unzHandle_ = nullptr;
+    }
+}
+} // namespace ORVX::TavomendEngine

@@ -1,0 +1,20 @@
+// Rebuilds one application package file from an installed base file and a difference.
+#ifndef TAVOMEND_TOOLS_RESTORE_TOOL_H
+#define TAVOMEND_TOOLS_RESTORE_TOOL_H
+
+#include <string>
+
+#include "platform/api/ref_base.h"
+
+namespace ORVX::TavomendEngine {
+// Called by the package manager once per file. Stateless.
+class RestoreTool : public virtual RefBase {
+public:
+    // 0 when the file was rebuilt, -1 when the inputs are not usable, otherwise the difference library's own code,
+    // unchanged. The output's directory must exist.
+    [[nodiscard]] int RestoreFile(const std::string& diffPath, const std::string& basePath,
+                                  const std::string& restoreProductPath);
+};
+} // namespace ORVX::TavomendEngine
+
+#endif

@@ -1,0 +1,37 @@
+// Proof of a package's integrity and origin: RSA PKCS#1 v1.5 (RFC 8017) over the SHA-256 of the whole file, with a
+// detached signature that is the raw signature and nothing else.
+#ifndef TAVOMEND_TOOLS_RSA_SIGN_VERIFY_TOOL_H
+#define TAVOMEND_TOOLS_RSA_SIGN_VERIFY_TOOL_H
+
+#include <cstdint>
+#include <openssl/types.h>
+#include <string>
+
+#include "platform/api/ref_base.h"
+
+namespace ORVX::TavomendEngine {
+// Selects the public key.
+enum class PatchFileType : int32_t {
+    APP = 0,
+};
+
+// Owned by each of the two package managers. Stateless.
+class RsaSignVerifyTool : public virtual RefBase {
+public:
+    struct SignInfo {
+        std::string patchFilePath;
+        std::string signFilePath;
+        PatchFileType type = PatchFileType::APP;
+    };
+
+    // True when both files exist and the signature verifies. Both are read whole into memory.
+    [[nodiscard]] static bool VerifyFileIntegrity(const SignInfo& info);
+    [[nodiscard]] static bool VerifySign(const SignInfo& info);
+    // The key file of a type, PEM "PUBLIC KEY"; empty for a type without one.
+    [[nodiscard]] static std::string GetPubKeyPath(PatchFileType type);
+    [[nodiscard]] static bool CheckPubKey(const std::string& path);
+    [[nodiscard]] static bool VerifyEVP(RSA* rsa, const std::string& data, const std::string& sign);
+};
+} // namespace ORVX::TavomendEngine
+
+#endif
