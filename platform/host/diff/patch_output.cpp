@@ -1,0 +1,58 @@
+#include "platform/host/diff/patch_output.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <utility>
+
+namespace ORVX::TavomendHost {
+std::unique_ptr<PatchOutput> PatchOutput::Create(const std::string& path, uint64_t size, PatchResult& result)
+{
+    result = PATCH_OUTPUT_UNWRITABLE;
+    FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (!file.IsOpen()) {
+        return nullptr;
+    }
+    std::unique_ptr<PatchOutput> output(new PatchOutput(path, std::move(file), size));
+    const int error = size == 0 ? 0 : posix_fallocate(output->file_.Get(), 0, static_cast<off_t>(size));
+    if (error != 0) {
+        result = error == ENOSPC || error == EFBIG || error == EDQUOT ? PATCH_NO_ROOM : PATCH_OUTPUT_UNWRITABLE;
+        return nullptr;
+    }
+    result = PATCH_OK;
+    return output;
+}
+
+PatchOutput::PatchOutput(std::string path, FileDescriptor file, uint64_t size)
+    : path_(std::move(path)), file_(std::move(file)), size_(size)
+{
+}
+
+PatchOutput::~PatchOutput()
+{
+    if (memory_ != nullptr) {
+        munmap(memory_, size_);
+    }
+    if (!isKept_) {
+        unlink(path_.c_str());
+    }
+}
+
+uint8_t* PatchOutput::Map()
+{
+    if (memory_ == nullptr && size_ != 0) {
+        void* const memory = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, file_.Get(), 0);
+        memory_ = memory == MAP_FAILED ? nullptr : memory;
+    }
+    return static_cast<uint8_t*>(memory_);
+}
+
+bool PatchOutput::Keep()
+{
+    if (memory_ != nullptr && msync(memory_, size_, MS_SYNC) != 0) {
+        return false;
+    }
+    isKept_ = fsync(file_.Get()) == 0;
+    return isKept_;
+}
+} // namespace ORVX::TavomendHost
