@@ -1,1 +1,146 @@
-// to come
+#include "bundle/bundle_mgr_proxy.h"
+
+#include <mutex>
+#include <new>
+
+#include "bundle/bundle_death_recipient.h"
+#include "bundle/installer_callback.h"
+#include "common/log.h"
+#include "platform/api/system_ability_manager.h"
+
+namespace ORVX::TavomendEngine {
+namespace {
+constexpr int32_t INSTALL_WAIT_SECONDS = 600;
+// The variant of dependent information that shared service bundles have.
+constexpr int32_t DEPENDENT_INFO_SERVICE_FWK = 1;
+
+std::mutex g_bundleMgrMutex;
+sptr<IBundleMgr> g_bundleMgr;
+} // namespace
+
+sptr<IBundleMgr> GetBundleMgr()
+{
+    const std::lock_guard<std::mutex> lock(g_bundleMgrMutex);
+    if (g_bundleMgr != nullptr) {
+        return g_bundleMgr;
+    }
+    const auto abilityManager = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    if (abilityManager == nullptr) {
+        TAVOMEND_LOG_E("get systemAbilityManager is null");
+        return nullptr;
+    }
+    const auto ability = abilityManager->GetSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID);
+    if (ability == nullptr) {
+        TAVOMEND_LOG_E("get systemAbility is null");
+        return nullptr;
+    }
+    const auto bundleMgr = iface_cast<IBundleMgr>(ability);
+    if (bundleMgr == nullptr) {
+        TAVOMEND_LOG_E("iface_cast get null");
+        return nullptr;
+    }
+    g_bundleMgr = bundleMgr;
+    return g_bundleMgr;
+}
+
+bool BundleMgrProxy::InstallApp(const std::vector<std::string>& bundleFilePaths, int32_t userId, int32_t& errorCode)
+{
+    if (bundleFilePaths.empty()) {
+        TAVOMEND_LOG_E("bundleFilePaths is empty");
+        errorCode = INSTALL_ERROR_NO_FILES;
+        return false;
+    }
+    if (userId < 0) {
+        TAVOMEND_LOG_E("userId is failed");
+        errorCode = INSTALL_ERROR_USER_ID;
+        return false;
+    }
+    InstallParam installParam;
+    installParam.installFlag = InstallFlag::REPLACE_EXISTING;
+    installParam.userId = userId;
+    if (!InnerInstallApp(bundleFilePaths, installParam, errorCode)) {
+        TAVOMEND_LOG_E("inner install app is failed");
+        return false;
+    }
+    TAVOMEND_LOG_I("install app success");
+    return true;
+}
+
+bool BundleMgrProxy::InnerInstallApp(const std::vector<std::string>& bundleFilePaths, const InstallParam& installParam,
+                                     int32_t& errorCode)
+{
+    const auto bundleMgr = GetBundleMgr();
+    if (bundleMgr == nullptr) {
+        TAVOMEND_LOG_E("can not get iBundleMgr");
+        errorCode = INSTALL_ERROR_NO_SERVICE;
+        return false;
+    }
+    const auto installer = bundleMgr->GetBundleInstaller();
+    const auto remote = installer == nullptr ? nullptr : installer->AsObject();
+    if (remote == nullptr) {
+        TAVOMEND_LOG_E("can not get iBundleInstaller");
+        errorCode = INSTALL_ERROR_NO_INSTALLER;
+        return false;
+    }
+    const sptr<InstallerCallback> callback = new (std::nothrow) InstallerCallback(INSTALL_WAIT_SECONDS);
+    if (callback == nullptr) {
+        TAVOMEND_LOG_E("callback nullptr");
+        errorCode = INSTALL_ERROR_NO_CALLBACK;
+        return false;
+    }
+    // Never removed: it goes with the remote object, and a death after the verdict changes nothing.
+    remote->AddDeathRecipient(MakeSptr<BundleDeathRecipient>(callback));
+    const int32_t refusal = installer->Install(bundleFilePaths, installParam, callback);
+    if (refusal != 0) {
+        TAVOMEND_LOG_E("invoke install failed");
+        errorCode = refusal;
+        return false;
+    }
+    const int32_t resultCode = callback->GetResultCode();
+    if (resultCode == 0) {
+        return true;
+    }
+    const std::string message = callback->GetResultMsg();
+    TAVOMEND_LOG_E("install failed, result: %{public}d, msg: %{public}s", resultCode, message.c_str());
+    errorCode = resultCode;
+    return false;
+}
+
+int32_t BundleMgrProxy::GetBundleInfo(const std::string& bundleName, int32_t flags, BundleInfo& bundleInfo,
+                                      int32_t userId)
+{
+    if (bundleName.empty()) {
+        TAVOMEND_LOG_E("bundleName is empty");
+        return -1;
+    }
+    if (userId < 0) {
+        TAVOMEND_LOG_E("userId is failed");
+        return -1;
+    }
+    const auto bundleMgr = GetBundleMgr();
+    if (bundleMgr == nullptr) {
+        TAVOMEND_LOG_E("can not get iBundleMgr");
+        return -1;
+    }
+    return bundleMgr->GetBundleInfo(bundleName, flags, bundleInfo, userId) ? 0 : -2;
+}
+
+int32_t BundleMgrProxy::GetDependentBundleInfo(const std::string& sharedBundleName, BundleInfo& bundleInfo)
+{
+    if (sharedBundleName.empty()) {
+        TAVOMEND_LOG_E("sharedBundleName is empty");
+        return -1;
+    }
+    const auto bundleMgr = GetBundleMgr();
+    if (bundleMgr == nullptr) {
+        TAVOMEND_LOG_E("can not get iBundleMgr");
+        return -1;
+    }
+    const int32_t result = bundleMgr->GetDependentBundleInfo(sharedBundleName, bundleInfo, DEPENDENT_INFO_SERVICE_FWK);
+    if (result != 0) {
+        TAVOMEND_LOG_W("sharedBundleName: %{public}s, result: %{public}d", sharedBundleName.c_str(), result);
+        return -2;
+    }
+    return 0;
+}
+} // namespace ORVX::TavomendEngine

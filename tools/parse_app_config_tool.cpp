@@ -260,18 +260,18 @@ std::string ParseAppConfigTool::Dump()
     std::string text = " space: " + std::to_string(info.space) + " version: " + info.version +
                        " preVersion: " + info.preVersion + " productModel: {" + JoinEntries(info.productModel) + "} " +
                        "productVersion: {" + JoinEntries(info.productVersion) + "} " +
-                       " action: " + std::to_string(info.action) + " dataKept: " + std::to_string(info.dataKept ? 1 : 0) +
+                       " action: " + std::to_string(info.action) +
+                       " dataKept: " + std::to_string(info.dataKept ? 1 : 0) +
                        " needReboot: " + std::to_string(info.needReboot ? 1 : 0) +
                        " appsSize: " + std::to_string(info.appsSize) + " appsList: {";
     // Error level, so that a log which keeps errors only still tells which package was judged.
     TAVOMEND_LOG_E("%{public}s", text.c_str());
     for (const AppInfo& app : info.appsList) {
-        const std::string appText =
-            "[ bundleName: " + app.bundleName + " version: " + std::to_string(app.version) +
-            " preVersion: " + std::to_string(app.preVersion) + " appType: " + app.appType +
-            " fileNum: " + std::to_string(app.fileNum) + " appPatchType: " + app.appPatchType + " diffPaths: {" +
-            JoinEntries(app.diffPaths) + "} basePaths: {" + JoinEntries(app.basePaths) + "} appsHashs: {" +
-            JoinEntries(app.appsHashs) + "}]";
+        const std::string appText = "[ bundleName: " + app.bundleName + " version: " + std::to_string(app.version) +
+                                    " preVersion: " + std::to_string(app.preVersion) + " appType: " + app.appType +
+                                    " fileNum: " + std::to_string(app.fileNum) + " appPatchType: " + app.appPatchType +
+                                    " diffPaths: {" + JoinEntries(app.diffPaths) + "} basePaths: {" +
+                                    JoinEntries(app.basePaths) + "} appsHashs: {" + JoinEntries(app.appsHashs) + "}]";
         TAVOMEND_LOG_E("%{public}s", appText.c_str());
         text += appText;
     }

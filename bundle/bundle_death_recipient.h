@@ -1,0 +1,24 @@
+// Ends the wait of an install whose bundle service dies.
+#ifndef TAVOMEND_BUNDLE_BUNDLE_DEATH_RECIPIENT_H
+#define TAVOMEND_BUNDLE_BUNDLE_DEATH_RECIPIENT_H
+
+#include "platform/api/remote_object.h"
+#include "platform/api/status_receiver.h"
+
+namespace ORVX::TavomendEngine {
+// The verdict that a dead service counts as.
+constexpr int32_t SERVICE_DIED_CODE = 9568391;
+constexpr const char* SERVICE_DIED_MESSAGE = "[BUNDLER_MANAGER_SERVICE_UNAVAILABLE]";
+
+// Added by the bundle proxy to the installer's remote object, one for each install.
+class BundleDeathRecipient : public IRemoteObject::DeathRecipient {
+public:
+    explicit BundleDeathRecipient(const sptr<StatusReceiverHost>& statusReceiver);
+    void OnRemoteDied(const wptr<IRemoteObject>& object) override;
+
+private:
+    sptr<StatusReceiverHost> statusReceiver_;
+};
+} // namespace ORVX::TavomendEngine
+
+#endif
