@@ -1,1 +1,28 @@
-// to come
+#include "state/idle_state.h"
+
+#include <cstdio>
+
+#include "common/path_constants.h"
+#include "state/state_errors.h"
+
+namespace ORVX::TavomendEngine {
+IdleState::IdleState() : packageManager_(DelayedSingleton<TvpkPackageManager>::GetInstance()) {}
+
+bool IdleState::SwitchState(const State& targetState, const std::vector<std::string>& /*bundleNames*/)
+{
+    if (!IsTargetState(targetState)) {
+        return RefuseSwitch(ERROR_SWITCH_REFUSED);
+    }
+    if (!packageManager_->IsPackageExist()) {
+        packageManager_->ClearAppTempDir();
+    }
+    static_cast<void>(remove(STATUS_DIR)); // goes only when it is empty
+    packageManager_->ClearBackupPackage();
+    return true;
+}
+
+bool IdleState::IsTargetState(const State& targetState)
+{
+    return targetState == IDLE;
+}
+} // namespace ORVX::TavomendEngine
