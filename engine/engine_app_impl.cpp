@@ -1,1 +1,280 @@
-// to come
+// State dispatch, the client callback, apply, revoke, clear and the queries; load is in engine_app_impl_load.cpp.
+#include "engine/engine_app_impl.h"
+
+#include <utility>
+
+#include "bundle/progress_manager.h"
+#include "common/app_constants.h"
+#include "common/log.h"
+#include "common/path_constants.h"
+#include "common/status_words.h"
+#include "error/app_error_code.h"
+#include "package/app_patch_manager.h"
+#include "platform/utility/sys_utils.h"
+#include "state/activites_state.h"
+#include "state/idle_state.h"
+#include "state/ready_state.h"
+#include "state/revoke_state.h"
+
+namespace ORVX::TavomendEngine {
+namespace {
+constexpr int32_t RESULT_NOTHING_TO_DO = -2;
+
+// What the client is told of a finished operation.
+constexpr int32_t CLIENT_STATUS_SUCCESS = 101;
+constexpr int32_t CLIENT_STATUS_FAILED = 151;
+
+// The aggregate's state number of an apply, and the numbers that end an apply's detail in the status record.
+constexpr int APPLY_OPERATION = 1;
+constexpr int32_t APPLY_SUCCEEDED = 34;
+constexpr int32_t APPLY_FAILED = 35;
+
+constexpr const char* TEST_WITHOUT_DATA = "\"Vab\": \"null,vab patch backup package no exist\"";
+} // namespace
+
+EngineAppImpl::EngineAppImpl()
+{
+    TAVOMEND_LOG_I("EngineAppImpl");
+    stateTable_.max_load_factor(1.0F);
+    stateTable_[IDLE] = std::make_shared<IdleState>();
+    stateTable_[READY] = std::make_shared<ReadyState>();
+    stateTable_[ACTIVITES] = std::make_shared<ActivitesState>();
+    stateTable_[REVOKE] = std::make_shared<RevokeState>();
+    if (appPatchManager_ == nullptr) {
+        appPatchManager_ = MakeSptr<AppPatchManager>();
+    }
+    if (progressManager_ == nullptr) {
+        progressManager_ = DelayedSingleton<ProgressManager>::GetInstance();
+    }
+    statusRecord_.InitStatusRecord(STATUS_DIR, STATUS_RECORD_NAME);
+}
+
+EngineAppImpl::~EngineAppImpl()
+{
+    TAVOMEND_LOG_I("~EngineAppImpl");
+}
+
+int32_t EngineAppImpl::SwitchState(const State& targetState, const std::vector<std::string>& bundleNames)
+{
+    TAVOMEND_LOG_I("switch targetState: %d", static_cast<int>(targetState));
+    const auto found = stateTable_.find(targetState);
+    if (found == stateTable_.end()) {
+        return -1;
+    }
+    if (found->second == nullptr) {
+        TAVOMEND_LOG_W("typeImpl not exist");
+        return -1;
+    }
+    if (!found->second->SwitchState(targetState, bundleNames)) {
+        return -1;
+    }
+    TAVOMEND_LOG_I("switch targetState success, targetState: %d", static_cast<int>(targetState));
+    return 0;
+}
+
+void EngineAppImpl::ReportStatusChange(int result, std::string message)
+{
+    if (callback_ == nullptr) {
+        return;
+    }
+    const int32_t status = result == 0 ? CLIENT_STATUS_SUCCESS : CLIENT_STATUS_FAILED;
+    TAVOMEND_LOG_I("OnStatusChanged, status is %{public}d, msg is %{public}s", status, message.c_str());
+    callback_->OnStatusChanged(status, message);
+}
+
+int32_t EngineAppImpl::RegisterCallback(const sptr<ICoreEngineCallback>& callback)
+{
+    if (callback == nullptr) {
+        TAVOMEND_LOG_E("callback is null");
+        return -1;
+    }
+    callback_ = callback;
+    progressManager_->progressCallback_ = callback;
+    TAVOMEND_LOG_I("RegisterCallback success");
+    return 0;
+}
+
+int32_t EngineAppImpl::UnregisterCallback(const sptr<ICoreEngineCallback>& callback)
+{
+    if (callback == nullptr) {
+        TAVOMEND_LOG_E("callback is null");
+        return -1;
+    }
+    if (callback != callback_) {
+        TAVOMEND_LOG_E("this callback is Unregistered");
+        return -1;
+    }
+    callback_ = nullptr;
+    progressManager_->progressCallback_ = nullptr;
+    TAVOMEND_LOG_I("UnregisterCallback success");
+    return 0;
+}
+
+void EngineAppImpl::Reset()
+{
+    TAVOMEND_LOG_I("engine app reset");
+    stringList_.clear();
+    bundleList_.clear();
+    patchInfo_.clear();
+    version_.clear();
+    appPatchManager_->Reset();
+}
+
+void EngineAppImpl::InitErrCode(const int& state)
+{
+    const bool isSaStage = SysUtils::GetRunningStage() != RUNNING_STAGE_INIT;
+    const std::string status = statusRecord_.GetStatus();
+    std::string errorStatus;
+    // A finished apply ends a history, and so does a boot.
+    if (isSaStage && status != STATUS_ACTIVITES_FAILED && status != STATUS_ACTIVITES) {
+        errorStatus = statusRecord_.GetStatusFromFile();
+    }
+    TAVOMEND_LOG_I("status: %{public}s, state: %{public}d", errorStatus.c_str(), state);
+    DelayedSingleton<AppErrorCode>::GetInstance()->Init(isSaStage ? 1 : 0, state, errorStatus);
+}
+
+int32_t EngineAppImpl::ApplyTavomend()
+{
+    TAVOMEND_LOG_I("apply tavomend begin");
+    appPatchManager_->RenameRevokeFileToBak();
+    if (!appPatchManager_->IsPackageExist()) {
+        if (!appPatchManager_->IsBackupPackageExist()) {
+            TAVOMEND_LOG_I("no app tavomend package exist, no need apply");
+            return RESULT_NOTHING_TO_DO;
+        }
+        const int32_t earlier = CheckTvpkStatus();
+        if (earlier != RESULT_NOTHING_TO_DO) {
+            TAVOMEND_LOG_I("patch has been apply, result: %{public}d", earlier);
+            ReportStatusChange(earlier, statusRecord_.GetStatus());
+            return earlier;
+        }
+    }
+    IEngineApp* engine = this;
+    const std::string version = engine->GetTavomendVersion();
+    const int32_t result = DoApplyTavomend();
+    appPatchManager_->RenameRevokeFileToBak();
+    const auto errorCode = DelayedSingleton<AppErrorCode>::GetInstance();
+    errorCode->SetStop();
+    const std::string detail =
+        errorCode->GetAppErrorCode() + ":" + std::to_string(result == 0 ? APPLY_SUCCEEDED : APPLY_FAILED);
+    statusRecord_.SetStatus(version, result == 0 ? STATUS_ACTIVITES : STATUS_ACTIVITES_FAILED, detail);
+    ReportStatusChange(result, statusRecord_.GetStatus());
+    TAVOMEND_LOG_I("apply tavomend end, result: %{public}d", result);
+    return result;
+}
+
+int32_t EngineAppImpl::DoApplyTavomend()
+{
+    TAVOMEND_LOG_I("do apply tavomend beign"); // the system's own spelling: log filters look for it
+    const std::lock_guard<std::mutex> lock(operationMutex_);
+    InitErrCode(APPLY_OPERATION);
+    if (!PreconditionCheck() || !GetAllBundleNameList()) {
+        appPatchManager_->ClearPackage();
+        return -1;
+    }
+    std::vector<std::string> bundleNames;
+    for (const auto& bundle : bundleList_) {
+        bundleNames.push_back(bundle.first);
+    }
+    if (SwitchState(ACTIVITES, bundleNames) == -1) {
+        return -1;
+    }
+    patchInfo_.clear();
+    for (const auto& name : bundleNames) {
+        patchInfo_[name] = PATCH_FIXED;
+    }
+    return 0;
+}
+
+bool EngineAppImpl::PreconditionCheck()
+{
+    if (appPatchManager_->PreconditionCheck() == 0) {
+        TAVOMEND_LOG_E("precondition check failed");
+        return false;
+    }
+    return true;
+}
+
+bool EngineAppImpl::GetAllBundleNameList()
+{
+    if (!bundleList_.empty()) {
+        return true;
+    }
+    if (!appPatchManager_->GetAllBundleNameList(bundleList_)) {
+        TAVOMEND_LOG_E("get all bundleName list failed");
+        return false;
+    }
+    return true;
+}
+
+int32_t EngineAppImpl::RevokeTavomend(const std::vector<std::string>& bundleNames)
+{
+    if (bundleNames.empty()) {
+        TAVOMEND_LOG_W("unload is empty");
+        return RESULT_NOTHING_TO_DO;
+    }
+    for (const auto& name : bundleNames) {
+        if (bundleList_.find(name) == bundleList_.end()) {
+            TAVOMEND_LOG_E("bundleName not found");
+            return -1;
+        }
+    }
+    return SwitchState(REVOKE, bundleNames);
+}
+
+int32_t EngineAppImpl::ClearTavomend()
+{
+    TAVOMEND_LOG_I("clean tavomend begin");
+    const int32_t result = SwitchState(IDLE, {});
+    statusRecord_.SetStatus(NO_PATCH_VERSION, result == 0 ? STATUS_IDLE : STATUS_IDLE_FAILED, "");
+    return result == 0 ? 0 : -1;
+}
+
+std::string EngineAppImpl::TestTavomend()
+{
+    std::map<std::string, uint32_t> testData;
+    if (!appPatchManager_->GetTestData(testData)) {
+        return TEST_WITHOUT_DATA;
+    }
+    testManager_.CheckAppPatchInit();
+    for (const auto& [name, version] : testData) {
+        testManager_.CheckAppPatch(name, version);
+    }
+    return testManager_.CheckAppPatchEnd();
+}
+
+std::string EngineAppImpl::GetTavomendVersion()
+{
+    if (version_.empty()) {
+        version_ = appPatchManager_->GetTavomendVersion();
+    }
+    return version_;
+}
+
+std::string EngineAppImpl::GetTavomendStatus()
+{
+    return statusRecord_.GetStatus();
+}
+
+std::map<std::string, PatchStatusCode> EngineAppImpl::GetTavomendInfo()
+{
+    const std::lock_guard<std::mutex> lock(operationMutex_);
+    if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
+        TAVOMEND_LOG_I("get tavomendInfo is null");
+        return {};
+    }
+    if (!patchInfo_.empty() && patchInfo_.size() == bundleList_.size()) {
+        TAVOMEND_LOG_I("get tavomendInfo success");
+        return patchInfo_;
+    }
+    if (eventManager_ == nullptr) {
+        eventManager_ = DelayedSingleton<EventManager>::GetInstance();
+    }
+    patchInfo_.clear();
+    if (appPatchManager_->GetTavomendInfo(patchInfo_) != 0) {
+        TAVOMEND_LOG_E("get tavomendInfo is null");
+        return {};
+    }
+    return patchInfo_;
+}
+} // namespace ORVX::TavomendEngine
