@@ -116,7 +116,10 @@ void EngineAppImpl::Reset()
     stringList_.clear();
     bundleList_.clear();
     patchInfo_.clear();
-    version_.clear();
+    {
+        const std::lock_guard<std::mutex> lock(versionMutex_);
+        version_.clear();
+    }
     appPatchManager_->Reset();
 }
 
@@ -136,6 +139,9 @@ void EngineAppImpl::InitErrCode(const int& state)
 int32_t EngineAppImpl::ApplyTavomend()
 {
     TAVOMEND_LOG_I("apply tavomend begin");
+    // From here on, so that no query moves the backup package while its presence is judged; given back before the
+    // client is told, who may ask for information from any thread.
+    std::unique_lock<std::recursive_mutex> lock(operationMutex_);
     appPatchManager_->RenameRevokeFileToBak();
     if (!appPatchManager_->IsPackageExist()) {
         if (!appPatchManager_->IsBackupPackageExist()) {
@@ -145,6 +151,7 @@ int32_t EngineAppImpl::ApplyTavomend()
         const int32_t earlier = CheckTvpkStatus();
         if (earlier != RESULT_NOTHING_TO_DO) {
             TAVOMEND_LOG_I("patch has been apply, result: %{public}d", earlier);
+            lock.unlock();
             ReportStatusChange(earlier, statusRecord_.GetStatus());
             return earlier;
         }
@@ -158,6 +165,7 @@ int32_t EngineAppImpl::ApplyTavomend()
     const std::string detail =
         errorCode->GetAppErrorCode() + ":" + std::to_string(result == 0 ? APPLY_SUCCEEDED : APPLY_FAILED);
     statusRecord_.SetStatus(version, result == 0 ? STATUS_ACTIVITES : STATUS_ACTIVITES_FAILED, detail);
+    lock.unlock();
     ReportStatusChange(result, statusRecord_.GetStatus());
     TAVOMEND_LOG_I("apply tavomend end, result: %{public}d", result);
     return result;
@@ -166,7 +174,7 @@ int32_t EngineAppImpl::ApplyTavomend()
 int32_t EngineAppImpl::DoApplyTavomend()
 {
     TAVOMEND_LOG_I("do apply tavomend beign"); // the system's own spelling: log filters look for it
-    const std::lock_guard<std::mutex> lock(operationMutex_);
+    const std::lock_guard<std::recursive_mutex> lock(operationMutex_);
     InitErrCode(APPLY_OPERATION);
     if (!PreconditionCheck() || !GetAllBundleNameList()) {
         appPatchManager_->ClearPackage();
@@ -245,6 +253,7 @@ std::string EngineAppImpl::TestTavomend()
 
 std::string EngineAppImpl::GetTavomendVersion()
 {
+    const std::lock_guard<std::mutex> lock(versionMutex_);
     if (version_.empty()) {
         version_ = appPatchManager_->GetTavomendVersion();
     }
@@ -258,7 +267,7 @@ std::string EngineAppImpl::GetTavomendStatus()
 
 std::map<std::string, PatchStatusCode> EngineAppImpl::GetTavomendInfo()
 {
-    const std::lock_guard<std::mutex> lock(operationMutex_);
+    const std::lock_guard<std::recursive_mutex> lock(operationMutex_);
     if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
         TAVOMEND_LOG_I("get tavomendInfo is null");
         return {};

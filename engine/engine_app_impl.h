@@ -73,7 +73,10 @@ private:
     std::map<std::string, std::string> bundleList_;
     std::map<std::string, PatchStatusCode> patchInfo_;
     std::string version_;
-    std::mutex operationMutex_;
+    std::mutex versionMutex_; // queries for the version wait for nothing longer than the cache
+    // Held for the whole of a load, an apply and an information query. Recursive: a client may ask for information
+    // while it is told of progress.
+    std::recursive_mutex operationMutex_;
 };
 } // namespace ORVX::TavomendEngine
 

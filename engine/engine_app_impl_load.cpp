@@ -29,6 +29,7 @@ std::unordered_map<std::string, std::string> MigrationTable()
 int32_t EngineAppImpl::LoadTavomend()
 {
     TAVOMEND_LOG_I("load tavomend begin");
+    const std::lock_guard<std::recursive_mutex> lock(operationMutex_);
     if (!MigrateTavomend()) {
         TAVOMEND_LOG_W("migrate tavomend failed");
     }
@@ -72,7 +73,7 @@ int32_t EngineAppImpl::CheckTvpkStatus()
 int32_t EngineAppImpl::DoLoadTavomend()
 {
     TAVOMEND_LOG_I("do load tavomend beign"); // the system's own spelling: log filters look for it
-    const std::lock_guard<std::mutex> lock(operationMutex_);
+    const std::lock_guard<std::recursive_mutex> lock(operationMutex_);
     if (!PreconditionCheck() || !GetAllBundleNameList()) {
         appPatchManager_->ClearAppCache();
         return -1;

@@ -24,6 +24,7 @@ AppErrorCode::~AppErrorCode()
 
 void AppErrorCode::Init(int32_t stage, int32_t state, const std::string& preStatus)
 {
+    const std::lock_guard<std::mutex> lock(mutex_);
     if (started_) {
         return;
     }
@@ -38,16 +39,19 @@ void AppErrorCode::Init(int32_t stage, int32_t state, const std::string& preStat
 
 void AppErrorCode::AddErrMsgs(const int32_t& key, const int32_t& code)
 {
+    const std::lock_guard<std::mutex> lock(mutex_);
     info_.codes[key].push_back(code);
 }
 
 void AppErrorCode::AddErrMsgs(const int32_t& key)
 {
+    const std::lock_guard<std::mutex> lock(mutex_);
     info_.codes.try_emplace(key);
 }
 
 void AppErrorCode::SetStop()
 {
+    const std::lock_guard<std::mutex> lock(mutex_);
     history_.push_back(ToString(info_));
     started_ = false;
     info_.stage = -1;
@@ -71,6 +75,7 @@ std::string AppErrorCode::ToString(const AppErrCodeInfo& info) const
 
 std::string AppErrorCode::GetAppErrorCode() const
 {
+    const std::lock_guard<std::mutex> lock(mutex_);
     std::string result;
     for (const auto& text : history_) {
         result += text + ";";

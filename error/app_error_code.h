@@ -3,6 +3,7 @@
 #define TAVOMEND_ERROR_APP_ERROR_CODE_H
 
 #include <cstdint>
+#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -19,8 +20,9 @@ struct AppErrCodeInfo {
     std::unordered_map<int32_t, std::vector<int32_t>> codes;
 };
 
-// Process-wide. The facade opens it with Init and closes it with SetStop; every folder records into it. It has no lock:
-// load and apply, the only operations that open and close it, are serialised by the facade.
+// Process-wide. The facade opens it with Init and closes it with SetStop; every folder records into it. The facade
+// serialises load and apply, the only operations that open and close it; the lock is for a query for the version, whose
+// failed check may record from another thread meanwhile.
 class AppErrorCode {
 public:
     AppErrorCode();
@@ -49,6 +51,7 @@ private:
     AppErrCodeInfo info_;
     std::vector<std::string> history_;
     bool started_ = false;
+    mutable std::mutex mutex_;
 };
 } // namespace ORVX::TavomendEngine
 

@@ -9,6 +9,34 @@
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendEngine {
+namespace {
+// Has the backup package under the delivered name, where it can be read, as long as it lives. A package that is waiting
+// to be applied is the one to read, and stays where it is.
+class BackupInPlace {
+public:
+    explicit BackupInPlace(TvpkPackageManager& manager)
+        : manager_(manager), hold_(manager.HoldPackageFiles()), isBorrowed_(!manager.IsPackageExist())
+    {
+        if (isBorrowed_) {
+            manager_.RenameBakToPackage();
+        }
+    }
+    ~BackupInPlace()
+    {
+        if (isBorrowed_) {
+            manager_.RenamePackageToBak();
+        }
+    }
+    BackupInPlace(const BackupInPlace&) = delete;
+    BackupInPlace& operator=(const BackupInPlace&) = delete;
+
+private:
+    TvpkPackageManager& manager_;
+    std::unique_lock<std::recursive_mutex> hold_;
+    bool isBorrowed_;
+};
+} // namespace
+
 AppPatchManager::AppPatchManager()
     : packageManager_(DelayedSingleton<TvpkPackageManager>::GetInstance()),
       bakPackageManager_(DelayedSingleton<TvpkBakPackageManager>::GetInstance()),
@@ -40,10 +68,7 @@ std::string AppPatchManager::GetTavomendVersion()
 int32_t AppPatchManager::GetTavomendInfo(std::map<std::string, PatchStatusCode>& infos)
 {
     std::map<std::string, uint32_t> targets;
-    packageManager_->RenameBakToPackage();
-    const bool hasTargets = GetAllAppFixTargetVersion(targets);
-    packageManager_->RenamePackageToBak();
-    if (!hasTargets) {
+    if (!ReadTargets(targets)) {
         TAVOMEND_LOG_E("GetAllAppFixTargetVersion failed");
         return -1;
     }
@@ -59,6 +84,12 @@ int32_t AppPatchManager::GetTavomendInfo(std::map<std::string, PatchStatusCode>&
     RetryGetTavomendInfo(retries, infos);
     TAVOMEND_LOG_I("get TavomendInfo success");
     return 0;
+}
+
+bool AppPatchManager::ReadTargets(std::map<std::string, uint32_t>& targets)
+{
+    const BackupInPlace backup(*packageManager_);
+    return GetAllAppFixTargetVersion(targets);
 }
 
 bool AppPatchManager::GetAllAppFixTargetVersion(std::map<std::string, uint32_t>& targets)
@@ -136,9 +167,7 @@ bool AppPatchManager::CheckBundleScanReady()
 
 bool AppPatchManager::GetTestData(std::map<std::string, uint32_t>& targets)
 {
-    packageManager_->RenameBakToPackage();
-    const bool hasTargets = GetAllAppFixTargetVersion(targets);
-    packageManager_->RenamePackageToBak();
+    const bool hasTargets = ReadTargets(targets);
     packageManager_->RemoveAppConfigFile();
     return hasTargets;
 }

@@ -24,7 +24,7 @@ public:
     [[nodiscard]] int32_t PreconditionCheck();
     [[nodiscard]] std::string GetTavomendVersion();
     // 0 with every application of the patch in `infos`, -1 when the package cannot be read. The backup package is
-    // brought back under the delivered name for the time of the query and always moved back.
+    // brought under the delivered name for the time of the query and always moved back; a delivered one stays.
     [[nodiscard]] int32_t GetTavomendInfo(std::map<std::string, PatchStatusCode>& infos);
     // Bundle name to the version that it should run: the patch's, or the one before it for a revoked application.
     [[nodiscard]] bool GetAllAppFixTargetVersion(std::map<std::string, uint32_t>& targets);
@@ -46,6 +46,8 @@ public:
     void RenameRevokeFileToBak();
 
 private:
+    [[nodiscard]] bool ReadTargets(std::map<std::string, uint32_t>& targets);
+
     std::shared_ptr<TvpkPackageManager> packageManager_;
     std::shared_ptr<TvpkBakPackageManager> bakPackageManager_;
     std::shared_ptr<BundleManager> bundleManager_;

@@ -42,8 +42,14 @@ TvpkPackageManager::~TvpkPackageManager()
     zipTool_->Reset();
 }
 
+std::unique_lock<std::recursive_mutex> TvpkPackageManager::HoldPackageFiles()
+{
+    return std::unique_lock<std::recursive_mutex>(packageFilesMutex_);
+}
+
 bool TvpkPackageManager::PreconditionCheck()
 {
+    const auto hold = HoldPackageFiles();
     if (isPreconditionPassed_) {
         TAVOMEND_LOG_I("precondition check, result is true");
         return true;

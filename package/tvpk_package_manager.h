@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,10 @@ public:
     virtual ~TvpkPackageManager();
     TvpkPackageManager(const TvpkPackageManager&) = delete;
     TvpkPackageManager& operator=(const TvpkPackageManager&) = delete;
+
+    // Keeps the package and its backup where they are for others that ask for the version or pass the gate, while the
+    // holder moves them about.
+    [[nodiscard]] std::unique_lock<std::recursive_mutex> HoldPackageFiles();
 
     // --- the gate ---
     // Package and signature there, signature good, configuration readable, base version listed, room enough. Records
@@ -139,6 +144,7 @@ private:
     ParseAppConfigTool::PackageInfo* packageInfo_ = nullptr; // held inside configTool_
     bool isPreconditionPassed_ = false;
     std::map<std::string, APatchInfo> aPatchInfos_;
+    std::recursive_mutex packageFilesMutex_;
 };
 } // namespace ORVX::TavomendEngine
 

@@ -24,6 +24,7 @@ bool RemoveFile(const char* path)
 
 std::string TvpkPackageManager::GetTavomendVersion()
 {
+    const auto hold = HoldPackageFiles();
     if (IsPackageExist()) {
         if (!PreconditionCheck()) {
             TAVOMEND_LOG_E("precondition Check failed");
@@ -179,6 +180,7 @@ void TvpkPackageManager::RemoveAppConfigFile()
 void TvpkPackageManager::Reset()
 {
     TAVOMEND_LOG_I("tvpk package reset");
+    const auto hold = HoldPackageFiles();
     aPatchInfos_.clear();
     zipTool_->Reset();
 }

@@ -34,6 +34,7 @@ bool ActivitesState::SwitchState(const State& targetState, const std::vector<std
     const bool result = DoTask(bundleNames);
     packageManager_->CleanAppTempHotDir();
     packageManager_->RemoveAppConfigFile();
+    const auto hold = packageManager_->HoldPackageFiles(); // at no moment is there neither package nor backup to ask
     packageManager_->ClearBackupPackage();
     packageManager_->RenamePackageToBak();
     return result;
