@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that are missing: what the build needs, and with "--tests" what the tests need as well.
+# Asks for nothing when all are there, so that an ordinary user can build on a prepared machine.
+set -euo pipefail
+
+packages=(
+    g++ cmake ninja-build pkg-config
+    zlib1g-dev libminizip-dev libssl-dev libcjson-dev      # the engine
+    libzstd-dev libdivsufsort-dev liblzma-dev              # differences
+    libsqlite3-dev libspdlog-dev                           # the host platform
+    libcli11-dev nlohmann-json3-dev                        # the programs
+    openssl                                                # the demo's sample data
+)
+if [ "${1:-}" = "--tests" ]; then
+    packages+=(libgtest-dev libgmock-dev binutils zstd zip unzip)
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+        echo "These packages are missing, and installing them takes root: ${missing[*]}" >&2
+        exit 1
+    fi
+    as_root=(sudo)
+fi
+echo "Installing: ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
