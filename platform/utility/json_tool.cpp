@@ -1,1 +1,54 @@
 #include "platform/utility/json_tool.h"
+
+#include <fstream>
+#include <iterator>
+
+namespace ORVX::TavomendEngine {
+namespace {
+const cJSON* Member(const cJSON* node, const std::string& key)
+{
+    return cJSON_GetObjectItemCaseSensitive(node, key.c_str());
+}
+} // namespace
+
+cJSON* JsonTool::ParseJsonFromFile(const std::string& path) const
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open()) {
+        return nullptr;
+    }
+    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    constexpr cJSON_bool WANT_NOTHING_BEHIND = 1;
+    return cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, nullptr, WANT_NOTHING_BEHIND);
+}
+
+int JsonTool::GetInt(const cJSON* node, const std::string& key, int defaultValue) const
+{
+    const cJSON* member = Member(node, key);
+    return cJSON_IsNumber(member) != 0 ? member->valueint : defaultValue;
+}
+
+bool JsonTool::GetBool(const cJSON* node, const std::string& key, bool defaultValue) const
+{
+    const cJSON* member = Member(node, key);
+    return cJSON_IsBool(member) != 0 ? cJSON_IsTrue(member) != 0 : defaultValue;
+}
+
+std::string JsonTool::GetString(const cJSON* node, const std::string& key, const std::string& defaultValue) const
+{
+    const cJSON* member = Member(node, key);
+    return cJSON_IsString(member) != 0 ? member->valuestring : defaultValue;
+}
+
+cJSON* JsonTool::GetObject(const cJSON* node, const std::string& key) const
+{
+    const cJSON* member = Member(node, key);
+    return cJSON_IsObject(member) != 0 ? const_cast<cJSON*>(member) : nullptr;
+}
+
+cJSON* JsonTool::GetArray(const cJSON* node, const std::string& key) const
+{
+    const cJSON* member = Member(node, key);
+    return cJSON_IsArray(member) != 0 ? const_cast<cJSON*>(member) : nullptr;
+}
+} // namespace ORVX::TavomendEngine
