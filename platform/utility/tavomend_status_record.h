@@ -2,6 +2,7 @@
 #ifndef TAVOMEND_PLATFORM_UTILITY_TAVOMEND_STATUS_RECORD_H
 #define TAVOMEND_PLATFORM_UTILITY_TAVOMEND_STATUS_RECORD_H
 
+#include <mutex>
 #include <string>
 
 namespace ORVX::TavomendEngine {
@@ -32,9 +33,10 @@ private:
         std::string detail;
     };
     [[nodiscard]] Record ReadFile() const;
+    [[nodiscard]] bool WriteFile() const;
 
+    mutable std::mutex mutex_; // queries come from other threads while an operation writes
     std::string path_;
-    std::string directory_;
     Record record_;
 };
 } // namespace ORVX::TavomendEngine

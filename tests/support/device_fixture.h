@@ -1,0 +1,50 @@
+// A test on an empty device of its own; its main is device_main.cpp.
+#ifndef TAVOMEND_TESTS_SUPPORT_DEVICE_FIXTURE_H
+#define TAVOMEND_TESTS_SUPPORT_DEVICE_FIXTURE_H
+
+#include <cstdint>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace ORVX::TavomendTest {
+// Parent directories are created; failures fail the test.
+void WriteFile(const std::string& path, const std::string& content);
+// Fails the test when there is no such file.
+[[nodiscard]] std::string ReadFile(const std::string& path);
+[[nodiscard]] bool Exists(const std::string& path);
+// Every regular file below a directory, sorted, with its content's hash: "PATH HASH".
+[[nodiscard]] std::vector<std::string> ListTree(const std::string& directory);
+[[nodiscard]] std::string Sha256Hex(const std::string& content);
+
+// Before each test the device is empty but for /etc/os-release (1.0.0) and the engine's directories, the stage is the
+// system-service stage, and no event has been subscribed to.
+class DeviceTest : public testing::Test {
+protected:
+    void SetUp() override;
+};
+
+// Collects what goes to the platform log as long as it lives; one at a time.
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+    // A line that ends with the text, behind its prefix.
+    [[nodiscard]] bool Contains(const std::string& text) const;
+    [[nodiscard]] size_t Count(const std::string& text) const;
+
+private:
+    struct Lines {
+        std::mutex mutex;
+        std::vector<std::string> texts;
+    };
+    std::shared_ptr<Lines> lines_;
+};
+} // namespace ORVX::TavomendTest
+
+#endif

@@ -1,0 +1,128 @@
+#include "tools/parse_zip_tool.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "platform/utility/sys_utils.h"
+#include "tests/support/device_fixture.h"
+#include "tests/support/zip_builder.h"
+
+namespace ORVX::TavomendTest {
+namespace {
+using TavomendEngine::ParseZipTool;
+
+constexpr const char* ARCHIVE = "/data/archive.zip";
+
+class ParseZipToolTest : public DeviceTest {
+protected:
+    void SetUp() override
+    {
+        DeviceTest::SetUp();
+        big_.assign(10000, 'x');
+        big_ += "end";
+        WriteFile(ARCHIVE, ZipBuilder().Add("a.txt", "alpha").Add("dir/big.bin", big_).Add("empty", "").Build());
+    }
+    void TearDown() override { tool_.Reset(); }
+
+    std::string big_;
+    ParseZipTool tool_{ARCHIVE};
+};
+
+TEST_F(ParseZipToolTest, ExtractsMembersAndMakesTheirDirectories)
+{
+    ASSERT_TRUE(tool_.UnZipTargetFiles(
+        {{"/a.txt", "/data/out/a"}, {"/dir/big.bin", "/data/out/deep/er/b"}, {"/empty", "/data/out/e"}}));
+    EXPECT_EQ(ReadFile("/data/out/a"), "alpha");
+    EXPECT_EQ(ReadFile("/data/out/deep/er/b"), big_);
+    EXPECT_TRUE(Exists("/data/out/e"));
+    EXPECT_EQ(ReadFile("/data/out/e"), "");
+    struct stat info {};
+    ASSERT_EQ(stat("/data/out/deep", &info), 0);
+    EXPECT_EQ(info.st_mode & 0777U, 0755U);
+}
+
+TEST_F(ParseZipToolTest, NamesMatchToTheLetter)
+{
+    const LogCapture log;
+    for (const char* name : {"a.txt", "/A.txt", "/big.bin", "/dir", "/a.tx"}) {
+        EXPECT_FALSE(tool_.UnZipTargetFiles({{name, "/data/out/x"}})) << name;
+        EXPECT_TRUE(log.Contains(std::string("unzip ") + name + " failed ")) << name;
+        EXPECT_TRUE(log.Contains(std::string("exact ") + name + " failed")) << name;
+    }
+    EXPECT_FALSE(Exists("/data/out/x"));
+}
+
+TEST_F(ParseZipToolTest, StopsAtTheFirstFailureAndKeepsWhatCameBefore)
+{
+    EXPECT_FALSE(tool_.UnZipTargetFiles({{"/a.txt", "/data/1"}, {"/none", "/data/2"}, {"/a.txt", "/data/3"}}));
+    EXPECT_EQ(ReadFile("/data/1"), "alpha");
+    EXPECT_FALSE(Exists("/data/3"));
+}
+
+TEST_F(ParseZipToolTest, TrustsAnOutputOfTheRightSizeAndReplacesOthers)
+{
+    WriteFile("/data/same", "ALPHA");
+    WriteFile("/data/other", "longer than alpha");
+    ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", "/data/same"}, {"/a.txt", "/data/other"}}));
+    EXPECT_EQ(ReadFile("/data/same"), "ALPHA");
+    EXPECT_EQ(ReadFile("/data/other"), "alpha");
+}
+
+TEST_F(ParseZipToolTest, KeepsTheArchiveOpenUntilReset)
+{
+    ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", "/data/1"}}));
+    ASSERT_EQ(remove(ARCHIVE), 0);
+    WriteFile(ARCHIVE, ZipBuilder().Add("a.txt", "second").Build());
+    ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", "/data/2"}}));
+    EXPECT_EQ(ReadFile("/data/2"), "alpha");
+    tool_.Reset();
+    ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", "/data/3"}}));
+    EXPECT_EQ(ReadFile("/data/3"), "second");
+}
+
+TEST_F(ParseZipToolTest, RefusesDamageAndBadPaths)
+{
+    const LogCapture log;
+    EXPECT_FALSE(tool_.UnZipTargetFiles({{"/a.txt", "/data/../data/x"}}));
+    EXPECT_TRUE(log.Contains("outFilePath: /data/../data/x is an invalid path"));
+
+    ParseZipTool missing("/data/none.zip");
+    EXPECT_FALSE(missing.UnZipTargetFiles({{"/a.txt", "/data/x"}}));
+    EXPECT_TRUE(log.Contains("zipFile not exist"));
+
+    WriteFile("/data/no.zip", "this is no archive");
+    ParseZipTool noArchive("/data/no.zip");
+    EXPECT_FALSE(noArchive.UnZipTargetFiles({{"/a.txt", "/data/x"}}));
+    EXPECT_TRUE(log.Contains("unZipDir is NULL"));
+
+    // A member whose compressed bytes are damaged: the archive opens, the reading fails.
+    std::string archive = ZipBuilder().Add("big.bin", big_).Build();
+    const size_t data = archive.find("big.bin") + 7;
+    for (size_t i = 0; i < 8; ++i) {
+        archive[data + i] = '\xff';
+    }
+    WriteFile("/data/damaged.zip", archive);
+    ParseZipTool damaged("/data/damaged.zip");
+    EXPECT_FALSE(damaged.UnZipTargetFiles({{"/big.bin", "/data/y"}}));
+    EXPECT_TRUE(log.Contains("unzReadCurrentFile failed"));
+    EXPECT_TRUE(log.Contains("extract /data/y file failed"));
+    damaged.Reset();
+}
+
+TEST_F(ParseZipToolTest, RefusesAMemberOf2GiBBeforeWritingAByte)
+{
+    // The sizes that both headers of the first member state, raised to 2^31.
+    std::string archive = ZipBuilder().Add("a.txt", "alpha").Build();
+    const std::string size("\0\0\0\x80", 4);
+    archive.replace(22, 4, size);
+    archive.replace(archive.find("PK\x01\x02") + 24, 4, size);
+    WriteFile("/data/huge.zip", archive);
+    const LogCapture log;
+    ParseZipTool huge("/data/huge.zip");
+    EXPECT_FALSE(huge.UnZipTargetFiles({{"/a.txt", "/data/x"}}));
+    EXPECT_TRUE(log.Contains("check fileSize failed"));
+    EXPECT_FALSE(Exists("/data/x"));
+    huge.Reset();
+}
+} // namespace
+} // namespace ORVX::TavomendTest

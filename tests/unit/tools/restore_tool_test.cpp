@@ -1,0 +1,46 @@
+#include "tools/restore_tool.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/device_fixture.h"
+#include "tests/support/patch_builder.h"
+
+namespace ORVX::TavomendTest {
+namespace {
+using TavomendEngine::RestoreTool;
+
+class RestoreToolTest : public DeviceTest {
+protected:
+    RestoreTool tool_;
+};
+
+TEST_F(RestoreToolTest, RefusesWhatIsMissing)
+{
+    const LogCapture log;
+    WriteFile("/data/base", "base");
+    EXPECT_EQ(tool_.RestoreFile("/data/diff", "/data/base", "/data/out"), -1);
+    EXPECT_TRUE(log.Contains("base: /data/base, diff: /data/diff file not found"));
+    WriteFile("/data/diff", "diff");
+    EXPECT_EQ(tool_.RestoreFile("/data/diff", "/data/none", "/data/out"), -1);
+    EXPECT_EQ(tool_.RestoreFile("/data/diff", "/data/base", ""), -1);
+    EXPECT_TRUE(log.Contains("restoreProductPath is empty"));
+    EXPECT_FALSE(Exists("/data/out"));
+}
+
+TEST_F(RestoreToolTest, RebuildsOrPassesTheLibrarysCodeOn)
+{
+    WriteFile("/data/base", "the old content of the file");
+    WriteFile("/data/diff", MakeZstdDifference("the old content of the file", "the new content of the file"));
+    EXPECT_EQ(tool_.RestoreFile("/data/diff", "/data/base", "/data/out"), 0);
+    EXPECT_EQ(ReadFile("/data/out"), "the new content of the file");
+
+    WriteFile("/data/noDiff", "this is no difference");
+    const LogCapture log;
+    const int result = tool_.RestoreFile("/data/noDiff", "/data/base", "/data/out2");
+    EXPECT_NE(result, 0);
+    EXPECT_NE(result, -1);
+    EXPECT_TRUE(log.Contains("restore file result: " + std::to_string(result)));
+    EXPECT_FALSE(Exists("/data/out2"));
+}
+} // namespace
+} // namespace ORVX::TavomendTest
