@@ -1,5 +1,7 @@
 #include "platform/api/apply_patch.h"
 
+#include "platform/host/diff/archive_patch.h"
+#include "platform/host/diff/difference_header.h"
 #include "platform/host/diff/mapped_file.h"
 #include "platform/host/diff/patch_result.h"
 #include "platform/host/diff/plain_patch.h"
@@ -47,6 +49,9 @@ PatchResult Apply(const std::string& diffPath, const std::string& oldPath, const
     }
     if (IsPlainPatch(difference->View())) {
         return ApplyPlainPatch(difference->View(), base->View(), newPath);
+    }
+    if (IsArchivePatch(difference->View())) {
+        return ApplyArchivePatch(difference->View(), base->View(), newPath);
     }
     return PATCH_FORMAT_UNKNOWN;
 }

@@ -38,6 +38,37 @@ PatchOutput::~PatchOutput()
     }
 }
 
+bool PatchOutput::Write(ByteView bytes)
+{
+    if (bytes.size > size_ - written_) {
+        return false;
+    }
+    for (size_t done = 0; done < bytes.size;) {
+        const ssize_t count = write(file_.Get(), bytes.data + done, bytes.size - done);
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        done += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+    written_ += bytes.size;
+    return true;
+}
+
+bool PatchOutput::Digest(Sha256Digest& digest) const
+{
+    Sha256 hash;
+    std::array<uint8_t, size_t{64} << 10> room;
+    for (uint64_t done = 0; done < size_;) {
+        const ssize_t count = pread(file_.Get(), room.data(), room.size(), static_cast<off_t>(done));
+        if (count <= 0) {
+            return false;
+        }
+        hash.Add(ByteView{room.data(), static_cast<size_t>(count)});
+        done += static_cast<uint64_t>(count);
+    }
+    return hash.Finish(digest);
+}
+
 uint8_t* PatchOutput::Map()
 {
     if (memory_ == nullptr && size_ != 0) {

@@ -2,8 +2,10 @@
 #ifndef TAVOMEND_PLATFORM_HOST_DIFF_PATCH_OUTPUT_H
 #define TAVOMEND_PLATFORM_HOST_DIFF_PATCH_OUTPUT_H
 
+#include "platform/host/diff/byte_view.h"
 #include "platform/host/diff/file_descriptor.h"
 #include "platform/host/diff/patch_result.h"
+#include "platform/host/diff/sha256.h"
 
 #include <cstdint>
 #include <memory>
@@ -20,6 +22,11 @@ public:
     PatchOutput& operator=(const PatchOutput&) = delete;
     ~PatchOutput();
 
+    // Writes the next bytes of the file. False when they do not fit its size, or when the disk fails.
+    [[nodiscard]] bool Write(ByteView bytes);
+    [[nodiscard]] uint64_t Written() const { return written_; }
+    // SHA-256 of what is in the file. False when it cannot be read.
+    [[nodiscard]] bool Digest(Sha256Digest& digest) const;
     // The whole file, mapped for writing; null when it is empty or cannot be mapped.
     [[nodiscard]] uint8_t* Map();
     // Flushes the content to the disk and lets the file stay. After a failure it still deletes itself.
@@ -31,6 +38,7 @@ private:
     std::string path_;
     FileDescriptor file_;
     uint64_t size_;
+    uint64_t written_ = 0;
     void* memory_ = nullptr;
     bool isKept_ = false;
 };

@@ -32,6 +32,10 @@ std::string PatchResultText(int result)
         return "the difference is damaged, or was made for another old file";
     case PATCH_NO_MEMORY:
         return "not enough memory";
+    case PATCH_WRONG_BASE:
+        return "the old file is not the one that the difference was made for";
+    case PATCH_ZLIB_DIFFERS:
+        return "the zlib of this device does not write what the maker's did";
     default:
         return "unknown result " + std::to_string(result);
     }

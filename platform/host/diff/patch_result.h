@@ -21,6 +21,8 @@ enum PatchResult : int {
     PATCH_DAMAGED = 11,              // the difference is cut or damaged
     PATCH_MISMATCH = 12,             // the outcome is wrong: a damaged difference, or one made for another base
     PATCH_NO_MEMORY = 13,            // no memory for decoding
+    PATCH_WRONG_BASE = 14,           // the old file is not the one that the difference was made for
+    PATCH_ZLIB_DIFFERS = 15,         // base and difference are intact, but deflating gave other bytes than the maker's
 };
 
 // One line for people; also for numbers that are no PatchResult.

@@ -1,0 +1,43 @@
+// The inflated old content that a difference refers to: a window that moves forward over the concatenated content of
+// the old file's entries, in the order that the difference names them.
+#ifndef TAVOMEND_PLATFORM_HOST_DIFF_OLD_WINDOW_H
+#define TAVOMEND_PLATFORM_HOST_DIFF_OLD_WINDOW_H
+
+#include "platform/host/diff/delta_model.h"
+#include "platform/host/diff/patch_result.h"
+#include "platform/host/diff/range_coder.h"
+#include "platform/host/diff/raw_deflate.h"
+
+namespace ORVX::TavomendHost {
+class OldWindow {
+public:
+    enum PieceMethod : uint8_t { STORED = 0, DEFLATED = 1 };
+
+    // capacity: the most bytes that the window holds, at most DIFFERENCE_WINDOW_MAX.
+    OldWindow(ByteView base, size_t capacity);
+
+    // Drops bytes at the front and appends others, which come from the pieces of the base that the decoder names.
+    [[nodiscard]] PatchResult Slide(uint64_t drop, uint64_t load, RangeDecoder& decoder, NumberModel& numbers);
+
+    [[nodiscard]] uint64_t Start() const { return start_; }
+    [[nodiscard]] ByteView View() const { return ByteView{bytes_.get(), size_}; }
+
+private:
+    [[nodiscard]] PatchResult BeginPiece(RangeDecoder& decoder, NumberModel& numbers);
+    [[nodiscard]] PatchResult ReadPiece(size_t& room);
+    [[nodiscard]] PatchResult ReadDeflated(size_t& room);
+
+    ByteView base_;
+    size_t capacity_;
+    std::unique_ptr<uint8_t[]> bytes_;
+    size_t size_ = 0;
+    uint64_t start_ = 0;
+    RawInflater inflater_;
+    uint64_t piecePosition_ = 0; // in the base: of the current piece, or the end of the last one
+    uint64_t storedLeft_ = 0;
+    bool isInflating_ = false;
+    bool isPieceEmpty_ = false;
+};
+} // namespace ORVX::TavomendHost
+
+#endif
