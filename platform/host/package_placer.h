@@ -1,0 +1,41 @@
+// Puts package files in place under /data/app, one directory for each installed version of a bundle.
+#ifndef TAVOMEND_PLATFORM_HOST_PACKAGE_PLACER_H
+#define TAVOMEND_PLATFORM_HOST_PACKAGE_PLACER_H
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "platform/host/bundle_store.h"
+#include "platform/host/package_set.h"
+
+namespace ORVX::TavomendHost {
+constexpr const char* INSTALLED_APP_DIR = "/data/app";
+
+// Files are staged, flushed and renamed into a new directory; then the store's one transaction makes the new version
+// the installed one; then the old directory goes. A power cut at any point leaves the old version or the new one, and
+// leftovers that the next scan removes. Used by the installer's threads and by the boot scan.
+class PackagePlacer {
+public:
+    explicit PackagePlacer(std::shared_ptr<BundleStore> store);
+
+    // Installs for one user more, keeping those that have the bundle already. On failure nothing has changed.
+    [[nodiscard]] InstallResult Install(const PackageSet& set, int32_t userId, bool mayReplace, std::string& message);
+    // Takes a newer version in for the users who have the bundle.
+    [[nodiscard]] InstallResult Update(const PackageSet& set, std::string& message);
+    // Back to the factory files, for the users who have the bundle. False when the store cannot be written.
+    [[nodiscard]] bool RestoreFactory(const PackageSet& factory);
+    // Removes what no stored bundle uses.
+    void RemoveLeftovers();
+
+private:
+    [[nodiscard]] InstallResult CheckUser(const PackageManifest& manifest, int32_t userId, std::string& message);
+    [[nodiscard]] InstallResult Place(StoredBundle bundle, const std::optional<StoredBundle>& installed,
+                                      std::string& message);
+
+    std::shared_ptr<BundleStore> store_;
+    std::mutex mutex_;
+};
+} // namespace ORVX::TavomendHost
+
+#endif
