@@ -23,18 +23,16 @@ public:
 
     std::optional<std::string> Encode()
     {
+        Put(NumberKind::REGION_COUNT, plan_.regions.size());
         for (size_t i = 0; i < plan_.regions.size(); ++i) {
             const Region& region = plan_.regions[i];
-            if (i != 0 && region.level == 0 && region.raw.size == 0) {
-                break;
-            }
             Put(NumberKind::RAW_LENGTH, region.raw.size);
-            PutRaw(region.raw, rawStretches_[i]);
+            Put(NumberKind::LEVEL, static_cast<uint64_t>(region.level));
             if (region.level != 0) {
-                Put(NumberKind::LEVEL, static_cast<uint64_t>(region.level));
                 Put(NumberKind::PLAIN_LENGTH, region.plainSize);
-                PutPlain(region.plainSize);
             }
+            PutRaw(region.raw, rawStretches_[i]);
+            PutPlain(region.plainSize);
         }
         return Assemble();
     }

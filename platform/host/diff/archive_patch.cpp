@@ -3,7 +3,7 @@
 #include "platform/host/diff/delta_stream.h"
 #include "platform/host/diff/difference_header.h"
 #include "platform/host/diff/old_window.h"
-#include "platform/host/diff/patch_output.h"
+#include "platform/host/diff/output_writer.h"
 
 namespace ORVX::TavomendHost {
 namespace {
@@ -18,6 +18,7 @@ public:
           source_(ByteView{difference.data + DIFFERENCE_HEADER_SIZE, header.modelSize}),
           extra_{difference.data + DIFFERENCE_HEADER_SIZE + header.modelSize, header.extraSize},
           raw_(source_, DeltaStream::RAW), plain_(source_, DeltaStream::PLAIN), window_(base, header.windowSize),
+          writer_(output), rawLeft_(header.outputSize),
           plainLeft_(DEFLATE_RATIO_MAX * (uint64_t{header.outputSize} + 1))
     {
     }
@@ -25,59 +26,71 @@ public:
     PatchResult Write()
     {
         PatchResult result = extra_.size == 0 ? PATCH_OK : source_.extra.Open(extra_, header_.extraProperties);
-        while (result == PATCH_OK && output_.Written() < header_.outputSize) {
-            result = WriteRaw();
-            if (result == PATCH_OK && output_.Written() < header_.outputSize) {
-                result = WriteEntry();
-            }
+        if (result == PATCH_OK && !writer_.Start()) {
+            result = PATCH_NO_MEMORY;
         }
-        return result != PATCH_OK ? result : CheckOutcome();
+        if (result == PATCH_OK) {
+            result = WriteRegions();
+        }
+        return result == PATCH_OK ? CheckOutcome() : result;
     }
 
 private:
-    PatchResult WriteRaw()
+    PatchResult WriteRegions()
     {
-        uint64_t left = source_.numbers.Code(source_.decoder, NumberKind::RAW_LENGTH, 0);
-        if (!source_.decoder.IsIntact() || left > header_.outputSize - output_.Written()) {
-            return PATCH_DAMAGED;
-        }
-        while (left != 0) {
-            const size_t length = std::min<uint64_t>(left, room_.size());
-            const PatchResult result = raw_.Read(base_, 0, room_.data(), length);
-            if (result != PATCH_OK) {
-                return result;
+        const uint64_t count = Number(NumberKind::REGION_COUNT);
+        // Each region but the last one brings something.
+        PatchResult result = count <= uint64_t{header_.outputSize} + 1 ? PATCH_OK : PATCH_DAMAGED;
+        for (uint64_t i = 0; i < count && result == PATCH_OK; ++i) {
+            const uint64_t rawLength = Number(NumberKind::RAW_LENGTH);
+            const uint64_t level = Number(NumberKind::LEVEL);
+            const uint64_t plainLength = level != 0 ? Number(NumberKind::PLAIN_LENGTH) : 0;
+            if (!source_.decoder.IsIntact() || rawLength > rawLeft_ || level > DEFLATE_LEVEL_MAX ||
+                plainLength > plainLeft_) {
+                return PATCH_DAMAGED;
             }
-            if (!output_.Write(ByteView{room_.data(), length})) {
-                return PATCH_OUTPUT_UNWRITABLE;
+            rawLeft_ -= rawLength;
+            plainLeft_ -= plainLength;
+            result = WriteRaw(rawLength);
+            if (result == PATCH_OK && level != 0) {
+                result = WriteEntry(static_cast<int>(level), plainLength);
             }
-            left -= length;
         }
-        return PATCH_OK;
+        return result;
     }
 
-    PatchResult WriteEntry()
+    uint64_t Number(NumberKind kind) { return source_.numbers.Code(source_.decoder, kind, 0); }
+
+    PatchResult WriteRaw(uint64_t left)
     {
-        const uint64_t level = source_.numbers.Code(source_.decoder, NumberKind::LEVEL, 0);
-        uint64_t left = source_.numbers.Code(source_.decoder, NumberKind::PLAIN_LENGTH, 0);
-        if (!source_.decoder.IsIntact() || level < DEFLATE_LEVEL_MIN || level > DEFLATE_LEVEL_MAX ||
-            left > plainLeft_) {
-            return PATCH_DAMAGED;
+        PatchResult result = PATCH_OK;
+        while (left != 0 && result == PATCH_OK) {
+            OutputWriter::Step step;
+            step.bytes.resize(std::min<uint64_t>(left, CHUNK));
+            left -= step.bytes.size();
+            result = raw_.Read(base_, 0, step.bytes.data(), step.bytes.size());
+            result = result == PATCH_OK ? Put(std::move(step)) : result;
         }
-        plainLeft_ -= left;
-        if (!deflater_.Begin(static_cast<int>(level))) {
-            return PATCH_NO_MEMORY;
-        }
-        do {
-            const size_t length = std::min<uint64_t>(left, room_.size());
-            PatchResult result = ReadPlain(room_.data(), length);
-            left -= length;
-            result = result == PATCH_OK ? Deflate(ByteView{room_.data(), length}, left == 0) : result;
-            if (result != PATCH_OK) {
-                return result;
-            }
-        } while (left != 0);
-        return PATCH_OK;
+        return result;
     }
+
+    PatchResult WriteEntry(int level, uint64_t left)
+    {
+        PatchResult result = PATCH_OK;
+        hasDeflated_ = true;
+        do {
+            OutputWriter::Step step;
+            step.level = level;
+            step.bytes.resize(std::min<uint64_t>(left, CHUNK));
+            left -= step.bytes.size();
+            step.isLast = left == 0;
+            result = ReadPlain(step.bytes.data(), step.bytes.size());
+            result = result == PATCH_OK ? Put(std::move(step)) : result;
+        } while (left != 0 && result == PATCH_OK);
+        return result;
+    }
+
+    PatchResult Put(OutputWriter::Step step) { return writer_.Put(std::move(step)) ? PATCH_OK : writer_.Finish(); }
 
     PatchResult ReadPlain(uint8_t* room, size_t size)
     {
@@ -95,40 +108,29 @@ private:
         return PATCH_OK;
     }
 
-    // A group of new content is all that the same window of old content serves.
+    // A group of new content is all that the same window of old content serves. One without content is there to move
+    // the window on.
     PatchResult BeginGroup()
     {
-        groupLeft_ = source_.numbers.Code(source_.decoder, NumberKind::GROUP_LENGTH, 0);
-        const uint64_t drop = source_.numbers.Code(source_.decoder, NumberKind::GROUP_DROP, 0);
-        const uint64_t load = source_.numbers.Code(source_.decoder, NumberKind::GROUP_LOAD, 0);
-        return source_.decoder.IsIntact() && groupLeft_ != 0
+        groupLeft_ = Number(NumberKind::GROUP_LENGTH);
+        const uint64_t drop = Number(NumberKind::GROUP_DROP);
+        const uint64_t load = Number(NumberKind::GROUP_LOAD);
+        return source_.decoder.IsIntact() && groupLeft_ + load != 0
                    ? window_.Slide(drop, load, source_.decoder, source_.numbers)
                    : PATCH_DAMAGED;
     }
 
-    PatchResult Deflate(ByteView plain, bool isLast)
-    {
-        PatchResult result = PATCH_OK;
-        hasDeflated_ = true;
-        const bool isWritten = deflater_.Write(plain, isLast, [this, &result](ByteView deflated) {
-            // Base and difference are intact: only a deflate that writes other bytes can run over the end.
-            if (deflated.size > header_.outputSize - output_.Written()) {
-                result = PATCH_ZLIB_DIFFERS;
-            } else if (!output_.Write(deflated)) {
-                result = PATCH_OUTPUT_UNWRITABLE;
-            }
-            return result == PATCH_OK;
-        });
-        return isWritten || result != PATCH_OK ? result : PATCH_NO_MEMORY;
-    }
-
     PatchResult CheckOutcome()
     {
+        const PatchResult result = writer_.Finish();
+        if (result != PATCH_OK) {
+            return result;
+        }
         Sha256Digest digest{};
         if (!output_.Digest(digest)) {
             return PATCH_OUTPUT_UNWRITABLE;
         }
-        if (digest == header_.outputDigest) {
+        if (digest == header_.outputDigest && output_.Room() == 0) {
             return PATCH_OK;
         }
         return hasDeflated_ ? PATCH_ZLIB_DIFFERS : PATCH_MISMATCH;
@@ -142,11 +144,11 @@ private:
     DeltaStream raw_;
     DeltaStream plain_;
     OldWindow window_;
-    RawDeflater deflater_;
-    uint64_t groupLeft_ = 0;
+    OutputWriter writer_;
+    uint64_t rawLeft_;
     uint64_t plainLeft_;
+    uint64_t groupLeft_ = 0;
     bool hasDeflated_ = false;
-    std::array<uint8_t, CHUNK> room_;
 };
 
 PatchResult CheckBase(ByteView base, const DifferenceHeader& header)

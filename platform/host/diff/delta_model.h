@@ -12,6 +12,7 @@
 namespace ORVX::TavomendHost {
 // What a number is; each kind has statistics of its own. The order is part of the format.
 enum class NumberKind : uint8_t {
+    REGION_COUNT,
     RAW_LENGTH,
     LEVEL,
     PLAIN_LENGTH,
@@ -137,6 +138,10 @@ public:
     template <class Coder>
     uint8_t CodeDelta(Coder& coder, const DeltaHistory& history, uint8_t old, uint8_t delta)
     {
+        uint8_t& guess = guesses_[Slot(old | uint32_t{history.old1} << 8)];
+        if (CodeGuessed(coder, history, old, guess, delta == guess)) {
+            return Remember(guess, guess);
+        }
         const std::array<uint32_t, DELTA_CONTEXTS> contexts = {
             0U,
             lastDelta1_,
@@ -163,21 +168,43 @@ public:
             const int bit = DeltaMixer::Code(coder, delta >> i & 1, opinions, deltaWeights_[node], DELTA_MEMORY);
             node = node << 1 | static_cast<uint32_t>(bit);
         }
-        lastDelta2_ = lastDelta1_;
-        lastDelta1_ = static_cast<uint8_t>(node);
-        return lastDelta1_;
+        return Remember(guess, static_cast<uint8_t>(node));
     }
 
 private:
     static constexpr size_t FLAG_CONTEXTS = 6;
     static constexpr size_t DELTA_CONTEXTS = 7;
+    static constexpr size_t GUESS_CONTEXTS = 4;
     static constexpr int SLOT_BITS = 16;
     static constexpr uint16_t FLAG_MEMORY = 250;
     static constexpr uint16_t DELTA_MEMORY = 120;
 
     using FlagMixer = BitMixer<FLAG_CONTEXTS>;
+    using GuessMixer = BitMixer<GUESS_CONTEXTS>;
     using DeltaMixer = BitMixer<DELTA_CONTEXTS>;
     using Slots = std::vector<AdaptiveBit>;
+
+    // Whether the difference is the one that came last in the same place: most are, and this saves coding eight bits.
+    template <class Coder>
+    bool CodeGuessed(Coder& coder, const DeltaHistory& history, uint8_t old, uint8_t guess, bool isGuessed)
+    {
+        const uint32_t agrees = guess == lastDelta1_ ? 1 : 0;
+        const GuessMixer::Opinions opinions = {
+            &guessed_[0][Slot(guess | lastDelta1_ << 8, lastDelta2_)],
+            &guessed_[1][Slot(old | uint32_t{guess} << 8, agrees)],
+            &guessed_[2][Slot(old | uint32_t{history.old1} << 8, guess)],
+            &guessed_[3][Slot(history.delta1 | uint32_t{guess} << 8, std::min(history.same, 3U))],
+        };
+        return GuessMixer::Code(coder, isGuessed ? 1 : 0, opinions, guessWeights_[agrees], FLAG_MEMORY) == 1;
+    }
+
+    uint8_t Remember(uint8_t& guess, uint8_t delta)
+    {
+        guess = delta;
+        lastDelta2_ = lastDelta1_;
+        lastDelta1_ = delta;
+        return delta;
+    }
 
     static uint32_t Hash(uint32_t a, uint32_t b)
     {
@@ -189,7 +216,10 @@ private:
 
     std::array<Slots, FLAG_CONTEXTS> flags_;
     std::array<Slots, DELTA_CONTEXTS> deltas_;
+    std::array<Slots, GUESS_CONTEXTS> guessed_;
+    std::vector<uint8_t> guesses_; // the last difference for each two old bytes
     std::vector<FlagMixer::Weights> flagWeights_;
+    std::array<GuessMixer::Weights, 2> guessWeights_;
     std::vector<DeltaMixer::Weights> deltaWeights_;
     uint32_t lastDelta1_ = 0;
     uint32_t lastDelta2_ = 0;

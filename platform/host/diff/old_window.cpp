@@ -1,5 +1,7 @@
 #include "platform/host/diff/old_window.h"
 
+#include "platform/host/diff/patch_limits.h"
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -15,7 +17,8 @@ PatchResult OldWindow::Slide(uint64_t drop, uint64_t load, RangeDecoder& decoder
     if (bytes_ == nullptr) {
         return PATCH_NO_MEMORY;
     }
-    if (drop > size_ || load > capacity_ - (size_ - drop)) {
+    loaded_ += load;
+    if (drop > size_ || load > capacity_ - (size_ - drop) || loaded_ > PATCH_OUTPUT_SIZE_MAX) {
         return PATCH_DAMAGED;
     }
     std::memmove(bytes_.get(), bytes_.get() + drop, size_ - drop);

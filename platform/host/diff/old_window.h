@@ -32,6 +32,7 @@ private:
     std::unique_ptr<uint8_t[]> bytes_;
     size_t size_ = 0;
     uint64_t start_ = 0;
+    uint64_t loaded_ = 0; // in all; bounds the work that a difference can ask for
     RawInflater inflater_;
     uint64_t piecePosition_ = 0; // in the base: of the current piece, or the end of the last one
     uint64_t storedLeft_ = 0;

@@ -24,7 +24,8 @@ public:
 
     // Writes the next bytes of the file. False when they do not fit its size, or when the disk fails.
     [[nodiscard]] bool Write(ByteView bytes);
-    [[nodiscard]] uint64_t Written() const { return written_; }
+    // Bytes that may still be written.
+    [[nodiscard]] uint64_t Room() const { return size_ - written_; }
     // SHA-256 of what is in the file. False when it cannot be read.
     [[nodiscard]] bool Digest(Sha256Digest& digest) const;
     // The whole file, mapped for writing; null when it is empty or cannot be mapped.

@@ -1,0 +1,109 @@
+#include "platform/host/diff/output_writer.h"
+
+#include <system_error>
+
+namespace ORVX::TavomendHost {
+namespace {
+constexpr size_t QUEUE_MAX = 8;
+} // namespace
+
+OutputWriter::~OutputWriter()
+{
+    Close(true);
+}
+
+bool OutputWriter::Start()
+{
+    try {
+        thread_ = std::thread([this] { Run(); });
+    } catch (const std::system_error&) {
+        return false;
+    }
+    return true;
+}
+
+bool OutputWriter::Put(Step step)
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this] { return queue_.size() < QUEUE_MAX || result_ != PATCH_OK; });
+    if (result_ != PATCH_OK) {
+        return false;
+    }
+    queue_.push_back(std::move(step));
+    changed_.notify_all();
+    return true;
+}
+
+PatchResult OutputWriter::Finish()
+{
+    Close(false);
+    return result_;
+}
+
+void OutputWriter::Close(bool isAbandoned)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isClosed_ = true;
+        if (isAbandoned) {
+            queue_.clear();
+        }
+        changed_.notify_all();
+    }
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+}
+
+void OutputWriter::Run()
+{
+    PatchResult result = PATCH_OK;
+    while (result == PATCH_OK) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [this] { return !queue_.empty() || isClosed_; });
+        if (queue_.empty()) {
+            return;
+        }
+        const Step step = std::move(queue_.front());
+        queue_.pop_front();
+        changed_.notify_all();
+        lock.unlock();
+        result = Write(step);
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    result_ = result;
+    changed_.notify_all();
+}
+
+PatchResult OutputWriter::Write(const Step& step)
+{
+    if (step.level != 0) {
+        return Deflate(step);
+    }
+    const ByteView bytes = {step.bytes.data(), step.bytes.size()};
+    if (bytes.size > output_.Room()) {
+        return PATCH_ZLIB_DIFFERS;
+    }
+    return output_.Write(bytes) ? PATCH_OK : PATCH_OUTPUT_UNWRITABLE;
+}
+
+PatchResult OutputWriter::Deflate(const Step& step)
+{
+    if (!isInEntry_ && !deflater_.Begin(step.level)) {
+        return PATCH_NO_MEMORY;
+    }
+    isInEntry_ = !step.isLast;
+    PatchResult result = PATCH_OK;
+    const ByteView plain = {step.bytes.data(), step.bytes.size()};
+    const bool isWritten = deflater_.Write(plain, step.isLast, [this, &result](ByteView deflated) {
+        // Base and difference are intact: only a deflate that writes other bytes can run over the end.
+        if (deflated.size > output_.Room()) {
+            result = PATCH_ZLIB_DIFFERS;
+        } else if (!output_.Write(deflated)) {
+            result = PATCH_OUTPUT_UNWRITABLE;
+        }
+        return result == PATCH_OK;
+    });
+    return isWritten || result != PATCH_OK ? result : PATCH_NO_MEMORY;
+}
+} // namespace ORVX::TavomendHost
