@@ -1,0 +1,79 @@
+#include "apps/tvpk/app_packer.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <vector>
+
+#include "apps/common/package_archive.h"
+#include "platform/host/package_reader.h"
+#include "platform/utility/file_utils.h"
+
+namespace ORVX::Tvpk {
+namespace fs = std::filesystem;
+using TavomendEngine::FileUtils;
+
+namespace {
+bool ListFiles(const std::string& directory, std::vector<fs::path>& files, std::string& error)
+{
+    std::error_code failure;
+    for (fs::recursive_directory_iterator at(directory, failure), end; !failure && at != end; at.increment(failure)) {
+        const fs::file_status status = at->symlink_status(failure);
+        if (fs::is_regular_file(status)) {
+            files.push_back(at->path().lexically_relative(directory));
+        } else if (!fs::is_directory(status)) {
+            error = at->path().string() + " is neither a file nor a directory";
+            return false;
+        }
+    }
+    if (failure) {
+        error = "cannot read " + directory + ": " + failure.message();
+        return false;
+    }
+    std::sort(files.begin(), files.end());
+    return true;
+}
+
+bool WriteArchive(const std::string& directory, const std::vector<fs::path>& files, const std::string& path, int level,
+                  std::string& error)
+{
+    PackageFile::ArchiveWriter archive(path);
+    for (const auto& file : files) {
+        if (!archive.AddFile(file.generic_string(), (fs::path(directory) / file).string(), level, error)) {
+            return false;
+        }
+    }
+    return archive.Close(error);
+}
+} // namespace
+
+bool PackApp(const std::string& directory, const std::string& outPath, int level, std::string& error)
+{
+    if (!FileUtils::DirIsExist(directory)) {
+        error = "there is no directory " + directory;
+        return false;
+    }
+    const std::string manifestPath = (fs::path(directory) / TavomendHost::MANIFEST_MEMBER).string();
+    if (!FileUtils::FileIsExist(manifestPath)) {
+        error = directory + " has no manifest.json at its top";
+        return false;
+    }
+    if (!TavomendHost::PackageReader::ParseManifest(FileUtils::GetFileStream(manifestPath), error)) {
+        error = directory + ": " + error;
+        return false;
+    }
+    std::vector<fs::path> files;
+    if (!ListFiles(directory, files, error)) {
+        return false;
+    }
+    const std::string beside = outPath + ".part";
+    const bool isDone = WriteArchive(directory, files, beside, level, error) &&
+                        TavomendHost::PackageReader::Read(beside, error).has_value() &&
+                        std::rename(beside.c_str(), outPath.c_str()) == 0;
+    if (!isDone) {
+        std::remove(beside.c_str());
+        error = error.empty() ? "cannot write " + outPath : error;
+    }
+    return isDone;
+}
+} // namespace ORVX::Tvpk

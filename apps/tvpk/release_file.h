@@ -1,0 +1,39 @@
+// The release file: what a maker says about a package. docs/package-format.md tells its format.
+#ifndef TAVOMEND_APPS_TVPK_RELEASE_FILE_H
+#define TAVOMEND_APPS_TVPK_RELEASE_FILE_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ORVX::Tvpk {
+struct ReleaseFile {
+    std::string base;    // installed file on the device
+    std::string oldPath; // the maker's copy of it
+    std::string newPath;
+    bool isWhole = false; // ship the new file instead of a difference
+};
+
+struct ReleaseApp {
+    std::string patch; // "hot" or "cold"
+    std::string type = "internal";
+    std::vector<ReleaseFile> files;
+};
+
+struct Release {
+    std::string version;
+    std::string preVersion = "patch00";
+    std::vector<std::string> models;
+    std::vector<std::string> baseVersions; // parallel to models
+    bool isRevoke = false;
+    bool dataKept = true;
+    bool needReboot = false;
+    std::vector<ReleaseApp> apps;
+};
+
+// Paths of package files are taken from the release file's folder on. Nothing on failure, with one line that says what
+// is wrong and where; an unknown key is an error, it is a typing mistake more often than not.
+[[nodiscard]] std::optional<Release> ReadReleaseFile(const std::string& path, std::string& error);
+} // namespace ORVX::Tvpk
+
+#endif
