@@ -8,6 +8,7 @@
 #include "apps/common/signature.h"
 #include "apps/common/text_table.h"
 #include "apps/tvpk/app_packer.h"
+#include "apps/tvpk/diff_commands.h"
 #include "apps/tvpk/package_inspector.h"
 #include "apps/tvpk/package_maker.h"
 #include "apps/tvpk/release_file.h"
@@ -204,6 +205,8 @@ int RunTvpk(int argc, char** argv)
     verify->add_option("--public-key", key, "Public key (PEM)")->required();
     verify->add_flag("--json", asJson, "JSON on standard output");
     verify->callback([&] { result = RunVerify(one, two, key, asJson); });
+
+    const DiffCommands differences(program, result);
 
     try {
         program.parse(argc, argv);

@@ -1,0 +1,123 @@
+#include "apps/tvpk/diff_commands.h"
+
+#include "apps/tvpk/diff_maker.h"
+#include "platform/api/apply_patch.h"
+#include "platform/host/diff/difference_header.h"
+#include "platform/host/diff/mapped_file.h"
+#include "platform/host/diff/patch_result.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+namespace ORVX::Tvpk {
+namespace {
+constexpr int EXIT_DONE = 0;
+constexpr int EXIT_FAILED = 1;
+constexpr int SCHEMA = 1;
+
+int Fail(const std::string& reason)
+{
+    std::fprintf(stderr, "tvpk: %s\n", reason.c_str());
+    return EXIT_FAILED;
+}
+
+// One line that is written over, on a terminal only.
+void ShowProgress(const std::string& step, uint64_t done, uint64_t total)
+{
+    std::fprintf(stderr, "\r%-8s %llu/%llu\033[K", step.c_str(), static_cast<unsigned long long>(done),
+                 static_cast<unsigned long long>(total));
+    if (step == "verify" && done == total) {
+        std::fprintf(stderr, "\r\033[K");
+    }
+}
+
+// "tvdf" for the archive-aware format, "zstd" for a plain frame.
+const char* FormatName(const std::string& diffPath)
+{
+    const auto difference = TavomendHost::MappedFile::Open(diffPath);
+    return difference.has_value() && TavomendHost::IsArchivePatch(difference->View()) ? "tvdf" : "zstd";
+}
+
+uint64_t SizeOf(const std::string& path)
+{
+    std::error_code error;
+    const uintmax_t size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
+
+nlohmann::json ToJson(const DiffReport& report)
+{
+    return {{"schema", SCHEMA},
+            {"command", "diff"},
+            {"kind", DiffKindName(report.kind)},
+            {"oldSize", report.oldSize},
+            {"newSize", report.newSize},
+            {"diffSize", report.diffSize},
+            {"plainSize", report.plainSize},
+            {"entries", report.entries}};
+}
+} // namespace
+
+DiffCommands::DiffCommands(CLI::App& program, int& result)
+{
+    CLI::App* const diff = program.add_subcommand("diff", "Make the difference between two files");
+    diff->add_option("OLD", oldPath_, "The old file")->required();
+    diff->add_option("NEW", newPath_, "The new file")->required();
+    diff->add_option("OUT", diffPath_, "The difference to write")->required();
+    diff->add_flag("--json", json_, "JSON on standard output");
+    diff->callback([this, &result] { result = Diff(); });
+
+    CLI::App* const patch = program.add_subcommand("patch", "Make the new file from a difference and the old file");
+    patch->add_option("DIFF", diffPath_, "The difference")->required();
+    patch->add_option("OLD", oldPath_, "The old file")->required();
+    patch->add_option("OUT", newPath_, "The new file to write")->required();
+    patch->add_flag("--json", json_, "JSON on standard output");
+    patch->callback([this, &result] { result = Patch(); });
+}
+
+int DiffCommands::Diff() const
+{
+    DiffOptions options;
+    if (isatty(STDERR_FILENO) != 0) {
+        options.progress = ShowProgress;
+    }
+    DiffReport report;
+    std::string error;
+    if (!MakeDifference(oldPath_, newPath_, diffPath_, options, report, error)) {
+        return Fail(error);
+    }
+    if (json_) {
+        std::printf("%s\n", ToJson(report).dump().c_str());
+        return EXIT_DONE;
+    }
+    const double share =
+        report.newSize != 0 ? 100.0 * static_cast<double>(report.diffSize) / static_cast<double>(report.newSize) : 0;
+    std::printf("%s: %llu bytes for a file of %llu (%.1f %%); plain zstd: %llu\n", DiffKindName(report.kind),
+                static_cast<unsigned long long>(report.diffSize), static_cast<unsigned long long>(report.newSize),
+                share, static_cast<unsigned long long>(report.plainSize));
+    return EXIT_DONE;
+}
+
+int DiffCommands::Patch() const
+{
+    const int result = ApplyPatch(diffPath_, oldPath_, newPath_);
+    const std::string text = TavomendHost::PatchResultText(result);
+    const bool isDone = result == TavomendHost::PATCH_OK;
+    if (json_) {
+        nlohmann::json report = {{"schema", SCHEMA}, {"command", "patch"}, {"code", result}, {"text", text}};
+        if (isDone) {
+            report["format"] = FormatName(diffPath_);
+            report["diffSize"] = SizeOf(diffPath_);
+            report["newSize"] = SizeOf(newPath_);
+        }
+        std::printf("%s\n", report.dump().c_str());
+    } else if (isDone) {
+        std::printf("%s: %llu bytes brought forth %llu\n", FormatName(diffPath_),
+                    static_cast<unsigned long long>(SizeOf(diffPath_)),
+                    static_cast<unsigned long long>(SizeOf(newPath_)));
+    }
+    return isDone ? EXIT_DONE : Fail(text + " (code " + std::to_string(result) + ")");
+}
+} // namespace ORVX::Tvpk
