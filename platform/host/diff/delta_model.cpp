@@ -1,25 +1,31 @@
 #include "platform/host/diff/delta_model.h"
 
 namespace ORVX::TavomendHost {
+namespace {
+template <class Tables>
+void Resize(Tables& tables, size_t size)
+{
+    for (auto& table : tables) {
+        table.resize(size);
+    }
+}
+
+template <class Sets>
+void FillWeights(Sets& sets, int32_t weight)
+{
+    for (auto& weights : sets) {
+        weights.fill(weight);
+    }
+}
+} // namespace
+
 ByteModel::ByteModel() : guesses_(size_t{1} << SLOT_BITS), flagWeights_(RUN_AFTER), deltaWeights_(256)
 {
-    for (FlagMixer::Weights& weights : flagWeights_) {
-        weights.fill(FlagMixer::FIRST_WEIGHT);
-    }
-    for (DeltaMixer::Weights& weights : deltaWeights_) {
-        weights.fill(DeltaMixer::FIRST_WEIGHT);
-    }
-    for (GuessMixer::Weights& weights : guessWeights_) {
-        weights.fill(GuessMixer::FIRST_WEIGHT);
-    }
-    for (Slots& slots : guessed_) {
-        slots.resize(size_t{1} << SLOT_BITS);
-    }
-    for (Slots& slots : flags_) {
-        slots.resize(size_t{1} << SLOT_BITS);
-    }
-    for (Slots& slots : deltas_) {
-        slots.resize(size_t{1} << SLOT_BITS);
-    }
+    Resize(flags_, size_t{1} << SLOT_BITS);
+    Resize(guessed_, size_t{1} << SLOT_BITS);
+    Resize(deltas_, size_t{1} << SLOT_BITS);
+    FillWeights(flagWeights_, FlagMixer::FIRST_WEIGHT);
+    FillWeights(guessWeights_, GuessMixer::FIRST_WEIGHT);
+    FillWeights(deltaWeights_, DeltaMixer::FIRST_WEIGHT);
 }
 } // namespace ORVX::TavomendHost

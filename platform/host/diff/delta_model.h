@@ -128,6 +128,7 @@ public:
             &flags_[2][Slot(old | history.old1 << 8, near & 1)],
             &flags_[3][Slot(history.delta1 | history.delta2 << 8, std::min(history.same, 8U))],
             &flags_[4][Slot(old | history.old1 << 8, history.old2 + 1U)],
+            &flags_[5][Slot(old | lastDelta1_ << 8, std::min(history.same, 3U))],
         };
         FlagMixer::Weights& weights = flagWeights_[std::min(history.same, RUN_AFTER - 1)];
         return FlagMixer::Code(coder, isChanged ? 1 : 0, opinions, weights, FLAG_MEMORY) == 1;
@@ -143,7 +144,9 @@ public:
         }
         const std::array<uint32_t, DELTA_CONTEXTS> contexts = {
             0U,
+            lastDelta1_,
             lastDelta1_ | lastDelta2_ << 8,
+            old,
             old | uint32_t{history.delta1} << 8,
             old | uint32_t{history.old1} << 8,
             old | uint32_t{history.new1} << 8 | uint32_t{history.new2} << 16,
@@ -169,8 +172,8 @@ public:
     }
 
 private:
-    static constexpr size_t FLAG_CONTEXTS = 5;
-    static constexpr size_t DELTA_CONTEXTS = 5;
+    static constexpr size_t FLAG_CONTEXTS = 6;
+    static constexpr size_t DELTA_CONTEXTS = 7;
     static constexpr size_t GUESS_CONTEXTS = 4;
     static constexpr int SLOT_BITS = 16;
     static constexpr uint16_t FLAG_MEMORY = 250;

@@ -4,7 +4,9 @@
 
 namespace ORVX::TavomendHost {
 namespace {
-constexpr size_t QUEUE_MAX = 8;
+// Entries differ in what they cost to decode and to deflate; the queue evens that out.
+constexpr size_t QUEUED_BYTES_MAX = size_t{2} << 20;
+constexpr size_t QUEUED_STEPS_MAX = 1024;
 } // namespace
 
 OutputWriter::~OutputWriter()
@@ -25,10 +27,13 @@ bool OutputWriter::Start()
 bool OutputWriter::Put(Step step)
 {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return queue_.size() < QUEUE_MAX || result_ != PATCH_OK; });
+    changed_.wait(lock, [this] {
+        return (queuedBytes_ < QUEUED_BYTES_MAX && queue_.size() < QUEUED_STEPS_MAX) || result_ != PATCH_OK;
+    });
     if (result_ != PATCH_OK) {
         return false;
     }
+    queuedBytes_ += step.bytes.size();
     queue_.push_back(std::move(step));
     changed_.notify_all();
     return true;
@@ -66,6 +71,7 @@ void OutputWriter::Run()
         }
         const Step step = std::move(queue_.front());
         queue_.pop_front();
+        queuedBytes_ -= step.bytes.size();
         changed_.notify_all();
         lock.unlock();
         result = Write(step);

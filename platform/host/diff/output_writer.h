@@ -49,6 +49,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Step> queue_;
+    size_t queuedBytes_ = 0;
     bool isClosed_ = false;
     PatchResult result_ = PATCH_OK;
 };
