@@ -47,7 +47,7 @@ uint64_t SizeOf(const std::string& path)
     return error ? 0 : size;
 }
 
-nlohmann::json ToJson(const DiffReport& report)
+nlohmann::ordered_json ToJson(const DiffReport& report)
 {
     return {{"schema", SCHEMA},
             {"command", "diff"},
@@ -89,7 +89,7 @@ int DiffCommands::Diff() const
         return Fail(error);
     }
     if (json_) {
-        std::printf("%s\n", ToJson(report).dump().c_str());
+        std::printf("%s\n", ToJson(report).dump(2).c_str());
         return EXIT_DONE;
     }
     const double share =
@@ -106,13 +106,13 @@ int DiffCommands::Patch() const
     const std::string text = TavomendHost::PatchResultText(result);
     const bool isDone = result == TavomendHost::PATCH_OK;
     if (json_) {
-        nlohmann::json report = {{"schema", SCHEMA}, {"command", "patch"}, {"code", result}, {"text", text}};
+        nlohmann::ordered_json report = {{"schema", SCHEMA}, {"command", "patch"}, {"code", result}, {"text", text}};
         if (isDone) {
             report["format"] = FormatName(diffPath_);
             report["diffSize"] = SizeOf(diffPath_);
             report["newSize"] = SizeOf(newPath_);
         }
-        std::printf("%s\n", report.dump().c_str());
+        std::printf("%s\n", report.dump(2).c_str());
     } else if (isDone) {
         std::printf("%s: %llu bytes brought forth %llu\n", FormatName(diffPath_),
                     static_cast<unsigned long long>(SizeOf(diffPath_)),
