@@ -106,7 +106,8 @@ Json MadeAsJson(const MadePackage& made, const std::string& outDir)
             {"files", files}};
 }
 
-int RunMake(const std::string& releasePath, const std::string& keyPath, const std::string& outDir, bool asJson)
+int RunMake(const std::string& releasePath, const std::string& keyPath, const std::string& outDir, bool isPlainOnly,
+            bool asJson)
 {
     std::string error;
     const auto release = ReadReleaseFile(releasePath, error);
@@ -114,7 +115,7 @@ int RunMake(const std::string& releasePath, const std::string& keyPath, const st
         return Fail(error);
     }
     MadePackage made;
-    PackageMaker maker(*release, [](const std::string& line) { std::cerr << line << "\n"; });
+    PackageMaker maker(*release, isPlainOnly, [](const std::string& line) { std::cerr << line << "\n"; });
     if (!maker.Make(keyPath, outDir, made, error)) {
         return Fail(error);
     }
@@ -168,6 +169,7 @@ int RunTvpk(int argc, char** argv)
     program.set_version_flag("--version", std::string(TAVOMEND_VERSION));
     program.require_subcommand(1);
     bool asJson = false;
+    bool isPlainOnly = false;
     std::string one;
     std::string two;
     std::string key;
@@ -191,8 +193,9 @@ int RunTvpk(int argc, char** argv)
     make->add_option("RELEASE", one, "The release file (docs/package-format.md)")->required();
     make->add_option("--key", key, "Private key (PEM)")->required();
     make->add_option("--out", out, "Directory of app.tvpk and tavomend_sign.bin")->required();
+    make->add_flag("--plain", isPlainOnly, "Plain zstd differences only");
     make->add_flag("--json", asJson, "JSON on standard output");
-    make->callback([&] { result = RunMake(one, key, out, asJson); });
+    make->callback([&] { result = RunMake(one, key, out, isPlainOnly, asJson); });
 
     auto* inspect = program.add_subcommand("inspect", "Show what is inside a patch package");
     inspect->add_option("PACKAGE", one, "The package (app.tvpk)")->required();

@@ -141,7 +141,7 @@ bool MakeDifference(const std::string& oldPath, const std::string& newPath, cons
     }
     auto plainMade = std::async(std::launch::async, [&] { return MakePlainDifference(old->View(), fresh->View()); });
     Maker maker(old->View(), fresh->View(), options);
-    const std::optional<std::string> own = maker.Make(report.entries);
+    const std::optional<std::string> own = options.isPlainOnly ? std::nullopt : maker.Make(report.entries);
     const std::optional<std::string> plain = plainMade.get();
     if (!plain.has_value()) {
         error = "zstd could not make a difference";

@@ -30,6 +30,7 @@ using DiffProgress = std::function<void(const std::string& step, uint64_t done, 
 
 struct DiffOptions {
     DiffProgress progress;
+    bool isPlainOnly = false; // no other kind is tried: for devices whose difference library knows zstd alone
     // Most inflated old content that the device shall hold at a time, in bytes; at least 4.
     size_t window = TavomendHost::DIFFERENCE_WINDOW_MAX;
 };

@@ -88,8 +88,8 @@ bool ReadSides(const ReleaseFile& file, PackageManifest& before, PackageManifest
 }
 } // namespace
 
-PackageMaker::PackageMaker(const Release& release, Progress progress)
-    : release_(release), progress_(std::move(progress))
+PackageMaker::PackageMaker(const Release& release, bool isPlainOnly, Progress progress)
+    : release_(release), isPlainOnly_(isPlainOnly), progress_(std::move(progress))
 {
 }
 
@@ -251,7 +251,9 @@ bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDi
     if (!isWhole) {
         progress_("making the difference for " + FileNameOf(source.base) + " of " + made.bundleName);
         DiffReport report;
-        if (!MakeDifference(source.oldPath, source.newPath, shipped + ".diff", DiffOptions(), report, error)) {
+        DiffOptions options;
+        options.isPlainOnly = isPlainOnly_;
+        if (!MakeDifference(source.oldPath, source.newPath, shipped + ".diff", options, report, error)) {
             return false;
         }
         isWhole = report.diffSize >= made.newSize; // then a difference costs and gains nothing

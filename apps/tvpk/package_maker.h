@@ -34,7 +34,8 @@ struct MadePackage {
 class PackageMaker {
 public:
     using Progress = std::function<void(const std::string& line)>;
-    PackageMaker(const Release& release, Progress progress);
+    // isPlainOnly: differences are plain zstd frames.
+    PackageMaker(const Release& release, bool isPlainOnly, Progress progress);
     [[nodiscard]] bool Make(const std::string& privateKeyPath, const std::string& outDir, MadePackage& made,
                             std::string& error);
 
@@ -47,6 +48,7 @@ private:
     [[nodiscard]] bool WritePackage(const std::string& workDir, const MadePackage& made, std::string& error) const;
 
     const Release& release_;
+    bool isPlainOnly_;
     Progress progress_;
 };
 } // namespace ORVX::Tvpk

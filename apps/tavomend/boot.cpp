@@ -1,0 +1,98 @@
+#include "apps/tavomend/boot.h"
+
+#include <functional>
+#include <iostream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "apps/tavomend/delivery.h"
+#include "apps/tavomend/patch_run.h"
+#include "platform/utility/sys_utils.h"
+
+namespace ORVX::TavomendCli {
+using TavomendHost::ServiceStart;
+
+namespace {
+using Stage = std::function<int(Session&)>;
+
+// A process that is gone in another way than by its own exit counts as failed.
+int RunInProcess(const Options& options, const Stage& stage)
+{
+    std::cout.flush();
+    std::cerr.flush();
+    const pid_t child = fork();
+    if (child < 0) {
+        return EXIT_FAILED;
+    }
+    if (child == 0) {
+        int result = EXIT_FAILED;
+        {
+            Session session(options);
+            result = session.EnterDevice() ? stage(session) : EXIT_FAILED;
+        }
+        std::cout.flush();
+        std::exit(result);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILED;
+}
+
+int InitStage(Session& session)
+{
+    LayOutMissingColdFiles();
+    return LoadOnce(session, TavomendEngine::RUNNING_STAGE_INIT);
+}
+
+int ServiceStage(Session& session)
+{
+    const auto platform = session.StartPlatform(ServiceStart::ATTACH);
+    return platform == nullptr ? EXIT_FAILED : LoadAndApply(session);
+}
+
+std::string LineOf(const TavomendHost::ScanReport::Entry& entry)
+{
+    const std::string name = entry.bundleName.empty() ? "" : entry.bundleName + " ";
+    return "  " + name + entry.action +
+           (entry.reason.empty() ? " at version " + std::to_string(entry.versionCode) : ": " + entry.reason);
+}
+} // namespace
+
+int RunScan(const Session& session)
+{
+    const auto platform = session.StartPlatform(ServiceStart::SCAN);
+    if (platform == nullptr) {
+        return EXIT_FAILED;
+    }
+    const auto& entries = platform->GetScanReport().entries;
+    session.Out().Say(entries.empty() ? "scan: nothing has changed" : "scan:");
+    for (const auto& entry : entries) {
+        session.Out().Say(LineOf(entry));
+        session.Out().Emit({{"event", "scan"},
+                            {"bundle", entry.bundleName},
+                            {"action", entry.action},
+                            {"version", entry.versionCode},
+                            {"reason", entry.reason}});
+    }
+    return EXIT_DONE;
+}
+
+int RunBoot(const Options& options)
+{
+    struct NamedStage {
+        const char* name;
+        Stage run;
+    };
+    const NamedStage stages[] = {
+        {"init stage", InitStage}, {"bundle scan", RunScan}, {"system-service stage", ServiceStage}};
+    const Console console(options.isJson);
+    int result = EXIT_DONE;
+    for (const auto& stage : stages) {
+        console.Say(std::string("-- ") + stage.name);
+        result = RunInProcess(options, stage.run);
+        console.Emit({{"event", "stage"}, {"stage", stage.name}, {"exit", result}});
+    }
+    return result;
+}
+} // namespace ORVX::TavomendCli

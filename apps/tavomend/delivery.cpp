@@ -1,0 +1,159 @@
+#include "apps/tavomend/delivery.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+#include "apps/common/package_archive.h"
+#include "apps/common/signature.h"
+#include "apps/tavomend/session.h"
+#include "common/path_constants.h"
+#include "platform/utility/file_utils.h"
+#include "platform/utility/sys_utils.h"
+
+namespace ORVX::TavomendCli {
+using namespace TavomendEngine;
+using PackageFile::ConfigApp;
+using PackageFile::ConfigFile;
+using PackageFile::PackageArchive;
+using PackageFile::PatchConfig;
+
+namespace {
+constexpr uint64_t MAX_CONFIG_SIZE = 16 * 1024 * 1024;
+
+// A whole package file is taken in by the next scan as it is, so it must be the one that the configuration means.
+bool LayOutFile(const PackageArchive& archive, const ConfigApp& app, const ConfigFile& file, std::string& error)
+{
+    const std::string path = PackageFile::DevicePathOf(app, file);
+    if (!FileUtils::IsValidPath(path)) {
+        error = path + " is not a path below the work directory";
+        return false;
+    }
+    if (!archive.ExtractMember(file.member.substr(1), path, error)) {
+        return false;
+    }
+    if (!PackageFile::IsDifference(file) && PackageFile::Sha256OfFile(path, error) != file.hash) {
+        std::remove(path.c_str());
+        error = file.member + " does not have the stated hash";
+        return false;
+    }
+    return true;
+}
+
+bool LayOutColdFiles(const std::string& package, const PatchConfig& config, bool onlyMissing, std::string& error)
+{
+    const auto archive = PackageArchive::Open(package, error);
+    bool isWhole = archive.has_value();
+    for (const auto& app : config.apps) {
+        for (const auto& file : app.files) {
+            if (app.patchType != "cold" || !archive ||
+                (onlyMissing && FileUtils::FileIsExist(PackageFile::DevicePathOf(app, file)))) {
+                continue;
+            }
+            isWhole = LayOutFile(*archive, app, file, error) && isWhole;
+        }
+    }
+    return isWhole;
+}
+
+bool PruneList(const std::string& path, const std::vector<std::string>& bundleNames)
+{
+    using Json = nlohmann::json;
+    if (!FileUtils::FileIsExist(path)) {
+        return true;
+    }
+    const Json root = Json::parse(FileUtils::GetFileStream(path), nullptr, false);
+    if (!root.is_object() || !root.contains("list") || !root["list"].is_array()) {
+        return true; // damaged: the scan says so
+    }
+    Json kept = Json::array();
+    for (const auto& name : root["list"]) {
+        if (!name.is_string() ||
+            std::find(bundleNames.begin(), bundleNames.end(), name.get<std::string>()) == bundleNames.end()) {
+            kept.push_back(name);
+        }
+    }
+    if (kept.empty()) {
+        return std::remove(path.c_str()) == 0;
+    }
+    return kept == root["list"] || FileUtils::ReplaceFile(path, Json{{"list", kept}}.dump(), 0644);
+}
+} // namespace
+
+std::optional<PatchConfig> JudgePackage(const std::string& package, const std::string& signature, std::string& reason)
+{
+    if (!PackageFile::VerifyFile(package, signature, PUBLIC_KEY_PATH, reason)) {
+        return std::nullopt;
+    }
+    const auto archive = PackageArchive::Open(package, reason);
+    const auto text =
+        archive ? archive->ReadMember(PackageFile::CONFIG_MEMBER_NAME, MAX_CONFIG_SIZE, reason) : std::nullopt;
+    if (!text) {
+        return std::nullopt;
+    }
+    std::vector<std::string> problems;
+    auto config = PackageFile::ParsePatchConfig(*text, problems);
+    if (!config) {
+        reason = problems.front();
+        return std::nullopt;
+    }
+    const auto& versions = config->baseVersions;
+    const std::string baseVersion = SysUtils::GetBaseVersion();
+    if (std::find(versions.begin(), versions.end(), baseVersion) == versions.end()) {
+        reason = "it is not made for base version " + baseVersion;
+        return std::nullopt;
+    }
+    return config;
+}
+
+bool Deliver(std::string& refusal, std::string& error)
+{
+    // From here on there is no delivered package until the last rename below.
+    for (const char* path : {SIGN_PATH, PACKAGE_PATH, CONFIG_PATH, HOT_WORK_DIR, COLD_WORK_DIR}) {
+        if (!FileUtils::CleanDir(path, true)) {
+            error = std::string("cannot remove ") + path;
+            return false;
+        }
+    }
+    const auto config = JudgePackage(INCOMING_PACKAGE, INCOMING_SIGNATURE, refusal);
+    if (config && !LayOutColdFiles(INCOMING_PACKAGE, *config, false, error)) {
+        refusal = error;
+        error.clear();
+    }
+    if (config && config->action != PackageFile::ACTION_REVOKE) {
+        std::vector<std::string> names;
+        for (const auto& app : config->apps) {
+            names.push_back(app.bundleName);
+        }
+        if (!PruneRecoverLists(names)) {
+            error = "cannot rewrite the recover list";
+            return false;
+        }
+    }
+    if (std::rename(INCOMING_PACKAGE, PACKAGE_PATH) != 0 || !FileUtils::SyncDir(PACKAGE_DIR) ||
+        std::rename(INCOMING_SIGNATURE, SIGN_PATH) != 0 || !FileUtils::SyncDir(PACKAGE_DIR)) {
+        error = std::string("cannot put the package in place: ") + strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+void LayOutMissingColdFiles()
+{
+    std::string ignored;
+    if (!IsPackageDelivered()) {
+        return;
+    }
+    if (const auto config = JudgePackage(PACKAGE_PATH, SIGN_PATH, ignored)) {
+        static_cast<void>(LayOutColdFiles(PACKAGE_PATH, *config, true, ignored)); // the engine names what is missing
+    }
+}
+
+bool PruneRecoverLists(const std::vector<std::string>& bundleNames)
+{
+    const bool isPruned = PruneList(RECOVER_LIST_PATH, bundleNames);
+    return PruneList(BACKUP_RECOVER_LIST_PATH, bundleNames) && isPruned;
+}
+} // namespace ORVX::TavomendCli

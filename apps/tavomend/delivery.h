@@ -1,0 +1,30 @@
+// Brings a patch package onto a device, as a device's downloader does.
+#ifndef TAVOMEND_APPS_TAVOMEND_DELIVERY_H
+#define TAVOMEND_APPS_TAVOMEND_DELIVERY_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/common/patch_config.h"
+
+namespace ORVX::TavomendCli {
+// Where the two files wait, on the device's own disk, until Deliver takes them.
+constexpr const char* INCOMING_PACKAGE = "/data/update/tavomend/package/incoming.tvpk";
+constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incoming_sign.bin";
+
+// The configuration of a package that this device will take; otherwise nothing, and why not.
+[[nodiscard]] std::optional<PackageFile::PatchConfig> JudgePackage(const std::string& package,
+                                                                   const std::string& signature, std::string& reason);
+// On the device root. Clears what an earlier package left in the work directory, lays out the files of cold
+// applications (of a package that this device will take), and puts package and signature in place, each by one rename,
+// the signature last: a package counts as delivered only with both. refusal: why the engine will refuse it; empty when
+// it will not. False when the device could not be written.
+[[nodiscard]] bool Deliver(std::string& refusal, std::string& error);
+// Lays out what an earlier boot, cut short, has consumed of a delivered package's cold files. Harmless at any time.
+void LayOutMissingColdFiles();
+// Takes the bundles off the recover list and its backup: a newer patch of theirs ends an older revoke.
+[[nodiscard]] bool PruneRecoverLists(const std::vector<std::string>& bundleNames);
+} // namespace ORVX::TavomendCli
+
+#endif

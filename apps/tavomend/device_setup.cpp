@@ -1,0 +1,228 @@
+#include "apps/tavomend/device_setup.h"
+
+#include <filesystem>
+#include <future>
+#include <map>
+
+#include "apps/common/text_table.h"
+#include "common/path_constants.h"
+#include "platform/api/bundle_mgr.h"
+#include "platform/api/system_ability_manager.h"
+#include "platform/host/bundle_store.h"
+#include "platform/host/package_reader.h"
+#include "platform/utility/file_utils.h"
+
+namespace ORVX::TavomendCli {
+namespace fs = std::filesystem;
+using TavomendEngine::FileUtils;
+using TavomendHost::ServiceStart;
+
+namespace {
+constexpr const char* INSTALL_STAGING_DIR = "/data/app/incoming";
+constexpr uint32_t FILE_MODE = 0644;
+
+// Hands the installer's verdict over to the waiting command.
+class Verdict : public StatusReceiverHost {
+public:
+    void OnStatusNotify(int32_t /*progress*/) override {}
+    void OnFinished(int32_t resultCode, const std::string& resultMsg) override
+    {
+        promise_.set_value({resultCode, resultMsg});
+    }
+    void SetStreamInstallId(uint32_t /*installId*/) override {}
+    [[nodiscard]] std::pair<int32_t, std::string> Wait() { return promise_.get_future().get(); }
+
+private:
+    std::promise<std::pair<int32_t, std::string>> promise_;
+};
+
+// Each application gets a directory named after its first file; files of one bundle share it.
+bool CopyFactoryFiles(const std::string& root, const std::vector<std::string>& files, std::string& error)
+{
+    std::map<std::string, std::string> dirs; // by bundle name
+    for (const auto& file : files) {
+        const auto manifest = TavomendHost::PackageReader::Read(file, error);
+        if (!manifest) {
+            return false;
+        }
+        const bool isFwk = manifest->bundleType == TavomendHost::BUNDLE_TYPE_SERVICE_FWK;
+        const std::string dir =
+            dirs.emplace(manifest->bundleName,
+                         root + "/system/app/" + (isFwk ? "appServiceFwk/" : "") + fs::path(file).stem().string())
+                .first->second;
+        if (!FileUtils::ReplaceFileByCopy(file, dir + "/" + fs::path(file).stem().string() + ".vab", FILE_MODE)) {
+            error = "cannot copy " + file + " to " + dir;
+            return false;
+        }
+    }
+    return true;
+}
+
+bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string& error)
+{
+    if (!setup.publicKey.empty() &&
+        FileUtils::GetFileStream(setup.publicKey).find("BEGIN PUBLIC KEY") == std::string::npos) {
+        error = setup.publicKey + " is no PEM public key";
+        return false;
+    }
+    if (!setup.publicKey.empty() &&
+        !FileUtils::ReplaceFileByCopy(setup.publicKey, root + TavomendEngine::PUBLIC_KEY_PATH, FILE_MODE)) {
+        error = "cannot write " + root + TavomendEngine::PUBLIC_KEY_PATH;
+        return false;
+    }
+    const std::string release = "NAME=\"Device\"\nVERSION_ID=\"" + setup.baseVersion + "\"\n";
+    if (!FileUtils::ReplaceFile(root + "/etc/os-release", release, FILE_MODE)) {
+        error = "cannot write " + root + "/etc/os-release";
+        return false;
+    }
+    return CopyFactoryFiles(root, setup.factoryFiles, error);
+}
+
+std::string FlagsOf(const TavomendHost::InstalledBundle& bundle)
+{
+    std::string flags = bundle.keepAlive ? "keep-alive" : "";
+    for (const auto& [isSet, word] :
+         {std::pair{bundle.singleton, "singleton"}, std::pair{bundle.bundleType != "app", "appServiceFwk"}}) {
+        if (isSet) {
+            flags += (flags.empty() ? "" : ",") + std::string(word);
+        }
+    }
+    return flags;
+}
+
+std::string JoinUsers(const std::vector<int32_t>& users)
+{
+    std::string text;
+    for (const int32_t user : users) {
+        text += (text.empty() ? "" : ",") + std::to_string(user);
+    }
+    return text;
+}
+} // namespace
+
+int RunDeviceInit(Session& session, const DeviceSetup& setup)
+{
+    const std::string& root = session.GetOptions().root;
+    std::string error;
+    if (root == "/") {
+        return session.Out().Fail("`device init` wants --root DIR: it does not turn this machine into a device");
+    }
+    if (FileUtils::FileIsExist(root + TavomendHost::BUNDLE_STORE_PATH)) {
+        return session.Out().Fail("there is a device in " + root + " already");
+    }
+    const std::string absolute = fs::absolute(root).lexically_normal().string();
+    if (!FileUtils::MakeDirs(absolute)) {
+        return session.Out().Fail("cannot make the directory " + root);
+    }
+    if (!LayOutFiles(absolute, setup, error)) {
+        return session.Out().Fail(error);
+    }
+    if (!session.EnterRoot()) {
+        return EXIT_FAILED;
+    }
+    if (!TavomendHost::HostPlatform::InitDevice(error)) {
+        return session.Out().Fail(error);
+    }
+    const auto platform = session.StartPlatform(ServiceStart::SCAN);
+    if (platform == nullptr) {
+        return EXIT_FAILED;
+    }
+    session.Out().Say("a device at base version " + setup.baseVersion + " with " +
+                      std::to_string(platform->ListBundles().size()) + " factory applications, user 100");
+    session.Out().Emit({{"baseVersion", setup.baseVersion}, {"applications", platform->ListBundles().size()}});
+    return EXIT_DONE;
+}
+
+int RunDeviceInstall(Session& session, const std::vector<std::string>& files, int32_t userId)
+{
+    // The files lie outside of the device: they go to its own disk first.
+    const std::string staging = session.GetOptions().root + INSTALL_STAGING_DIR;
+    std::vector<std::string> paths;
+    for (size_t i = 0; i < files.size(); ++i) {
+        const std::string name = "/" + std::to_string(i) + ".vab";
+        if (!FileUtils::FileIsExist(session.GetOptions().root + TavomendHost::BUNDLE_STORE_PATH)) {
+            break; // EnterDevice says so
+        }
+        if (!FileUtils::ReplaceFileByCopy(files[i], staging + name, FILE_MODE)) {
+            FileUtils::CleanDir(staging, true);
+            return session.Out().Fail("cannot copy " + files[i] + " to the device");
+        }
+        paths.push_back(INSTALL_STAGING_DIR + name);
+    }
+    if (!session.EnterDevice()) {
+        return EXIT_FAILED;
+    }
+    const auto platform = session.StartPlatform(ServiceStart::ATTACH);
+    if (platform == nullptr) {
+        return EXIT_FAILED;
+    }
+    const auto abilities = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    const auto service = iface_cast<IBundleMgr>(abilities->GetSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID));
+    const auto verdict = MakeSptr<Verdict>();
+    InstallParam param;
+    param.installFlag = InstallFlag::REPLACE_EXISTING;
+    param.userId = userId;
+    if (service->GetBundleInstaller()->Install(paths, param, verdict) != 0) {
+        return session.Out().Fail("the bundle service refused the request");
+    }
+    const auto [code, message] = verdict->Wait();
+    FileUtils::CleanDir(INSTALL_STAGING_DIR, true);
+    session.Out().Emit({{"code", code}, {"message", message}});
+    if (code != 0) {
+        return session.Out().Fail(message);
+    }
+    session.Out().Say(message);
+    return EXIT_DONE;
+}
+
+int RunDeviceUsers(Session& session, const std::vector<int32_t>& added, const std::vector<int32_t>& removed)
+{
+    const auto platform = session.EnterDevice() ? session.StartPlatform(ServiceStart::ATTACH) : nullptr;
+    if (platform == nullptr) {
+        return EXIT_FAILED;
+    }
+    std::string error;
+    for (const int32_t user : added) {
+        if (!platform->AddUser(user, error)) {
+            return session.Out().Fail(error);
+        }
+    }
+    for (const int32_t user : removed) {
+        if (!platform->RemoveUser(user, error)) {
+            return session.Out().Fail(error);
+        }
+    }
+    session.Out().Emit({{"users", platform->ListUsers()}});
+    session.Out().Say("users: " + JoinUsers(platform->ListUsers()));
+    return EXIT_DONE;
+}
+
+int RunDeviceList(Session& session)
+{
+    const auto platform = session.EnterDevice() ? session.StartPlatform(ServiceStart::ATTACH) : nullptr;
+    if (platform == nullptr) {
+        return EXIT_FAILED;
+    }
+    PackageFile::TextTable table({"BUNDLE", "USERS", "VERSION", "NAME", "STATE", "FLAGS"});
+    auto rows = nlohmann::ordered_json::array();
+    for (const auto& bundle : platform->ListBundles()) {
+        const char* state = bundle.isUpdated ? "updated" : "factory";
+        table.Add({bundle.bundleName, JoinUsers(bundle.users), std::to_string(bundle.versionCode), bundle.versionName,
+                   state, FlagsOf(bundle)});
+        rows.push_back({{"bundle", bundle.bundleName},
+                        {"users", bundle.users},
+                        {"versionCode", bundle.versionCode},
+                        {"versionName", bundle.versionName},
+                        {"state", state},
+                        {"keepAlive", bundle.keepAlive},
+                        {"singleton", bundle.singleton},
+                        {"type", bundle.bundleType},
+                        {"files", bundle.packagePaths}});
+    }
+    session.Out().Emit({{"bundles", rows}});
+    if (!session.Out().IsJson()) {
+        session.Out().Say(table.ToString());
+    }
+    return EXIT_DONE;
+}
+} // namespace ORVX::TavomendCli

@@ -1,0 +1,56 @@
+// One call of the hosting program on one device.
+#ifndef TAVOMEND_APPS_TAVOMEND_SESSION_H
+#define TAVOMEND_APPS_TAVOMEND_SESSION_H
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/tavomend/console.h"
+#include "platform/host/device_root.h"
+#include "platform/host/host_platform.h"
+
+namespace ORVX::TavomendCli {
+struct Options {
+    std::string root = "/";
+    int verbosity = 0; // 1 warnings and errors of the platform log, 2 all of it, 3 debug lines too
+    bool isJson = false;
+};
+
+// Keeps the process on the device as long as it lives.
+class Session {
+public:
+    explicit Session(const Options& options) : options_(options), console_(options.isJson) {}
+
+    [[nodiscard]] const Options& GetOptions() const { return options_; }
+    [[nodiscard]] const Console& Out() const { return console_; }
+    // Sets the log up and enters the device root. False with a message when there is no device.
+    [[nodiscard]] bool EnterDevice();
+    // The same for a folder that is to become a device.
+    [[nodiscard]] bool EnterRoot();
+    // Null with a message on failure.
+    [[nodiscard]] std::unique_ptr<TavomendHost::HostPlatform> StartPlatform(TavomendHost::ServiceStart start) const;
+
+private:
+    Options options_;
+    Console console_;
+    std::unique_ptr<TavomendHost::DeviceRoot> root_;
+};
+
+// What is on the device, seen from outside the engine.
+[[nodiscard]] bool IsPackageDelivered();
+[[nodiscard]] bool IsBackupThere();
+// The bundle names of the delivered package, else of the backup, by sequence number; empty when unreadable.
+[[nodiscard]] std::vector<std::string> ReadBundleNames();
+
+struct StatusView {
+    std::string version;
+    std::string status;
+    std::string detail;
+    std::string explanation; // of the detail's error codes
+};
+[[nodiscard]] StatusView ReadStatus(const std::vector<std::string>& bundleNames);
+} // namespace ORVX::TavomendCli
+
+#endif
