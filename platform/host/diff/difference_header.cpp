@@ -63,6 +63,20 @@ bool IsArchivePatch(ByteView difference)
     return difference.size >= sizeof(MAGIC) && std::memcmp(difference.data, MAGIC, sizeof(MAGIC)) == 0;
 }
 
+void ReadDifferenceFields(ByteView difference, DifferenceHeader& header)
+{
+    FieldReader fields(difference.data + sizeof(MAGIC) + sizeof(VERSION));
+    fields.Take(header.zlibVersion);
+    fields.Take(header.baseSize);
+    fields.Take(header.baseDigest);
+    fields.Take(header.outputSize);
+    fields.Take(header.outputDigest);
+    fields.Take(header.windowSize);
+    fields.Take(header.modelSize);
+    fields.Take(header.extraSize);
+    fields.Take(header.extraProperties);
+}
+
 PatchResult ParseDifferenceHeader(ByteView difference, DifferenceHeader& header)
 {
     if (difference.size < DIFFERENCE_HEADER_SIZE + DIFFERENCE_CHECKSUM_SIZE ||
@@ -75,21 +89,10 @@ PatchResult ParseDifferenceHeader(ByteView difference, DifferenceHeader& header)
     if (checksum != DeflateLibraryChecksum(ByteView{difference.data, checkedSize})) {
         return PATCH_DAMAGED;
     }
-    FieldReader fields(difference.data + sizeof(MAGIC));
-    uint8_t version = 0;
-    fields.Take(version);
-    if (version != VERSION) {
+    if (difference.data[sizeof(MAGIC)] != VERSION) {
         return PATCH_FORMAT_UNKNOWN;
     }
-    fields.Take(header.zlibVersion);
-    fields.Take(header.baseSize);
-    fields.Take(header.baseDigest);
-    fields.Take(header.outputSize);
-    fields.Take(header.outputDigest);
-    fields.Take(header.windowSize);
-    fields.Take(header.modelSize);
-    fields.Take(header.extraSize);
-    fields.Take(header.extraProperties);
+    ReadDifferenceFields(difference, header);
     if (uint64_t{header.modelSize} + header.extraSize != checkedSize - DIFFERENCE_HEADER_SIZE ||
         header.windowSize > DIFFERENCE_WINDOW_MAX) {
         return PATCH_DAMAGED;

@@ -26,6 +26,8 @@ constexpr size_t DIFFERENCE_CHECKSUM_SIZE = 4;
 constexpr uint32_t DIFFERENCE_WINDOW_MAX = uint32_t{16} << 20;
 
 [[nodiscard]] bool IsArchivePatch(ByteView difference);
+// Takes the fields out of a difference that is large enough to have them; checks nothing.
+void ReadDifferenceFields(ByteView difference, DifferenceHeader& header);
 // Checks everything that can be told from the difference alone: its checksum, its version, and each size against what
 // is there or allowed.
 [[nodiscard]] PatchResult ParseDifferenceHeader(ByteView difference, DifferenceHeader& header);
