@@ -23,7 +23,7 @@ struct DifferenceHeader {
 
 constexpr size_t DIFFERENCE_HEADER_SIZE = 99;
 constexpr size_t DIFFERENCE_CHECKSUM_SIZE = 4;
-constexpr uint32_t DIFFERENCE_WINDOW_MAX = uint32_t{16} << 20;
+constexpr uint32_t DIFFERENCE_WINDOW_MAX = uint32_t{12} << 20;
 
 [[nodiscard]] bool IsArchivePatch(ByteView difference);
 // Takes the fields out of a difference that is large enough to have them; checks nothing.

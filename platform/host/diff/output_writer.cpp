@@ -5,7 +5,7 @@
 namespace ORVX::TavomendHost {
 namespace {
 // Entries differ in what they cost to decode and to deflate; the queue evens that out.
-constexpr size_t QUEUED_BYTES_MAX = size_t{2} << 20;
+constexpr size_t QUEUED_BYTES_MAX = size_t{1} << 20;
 constexpr size_t QUEUED_STEPS_MAX = 1024;
 } // namespace
 
