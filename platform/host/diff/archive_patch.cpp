@@ -69,7 +69,9 @@ private:
             step.bytes.resize(std::min<uint64_t>(left, CHUNK));
             left -= step.bytes.size();
             result = raw_.Read(base_, 0, step.bytes.data(), step.bytes.size());
-            result = result == PATCH_OK ? Put(std::move(step)) : result;
+            if (result == PATCH_OK) {
+                result = Put(std::move(step));
+            }
         }
         return result;
     }
@@ -85,7 +87,9 @@ private:
             left -= step.bytes.size();
             step.isLast = left == 0;
             result = ReadPlain(step.bytes.data(), step.bytes.size());
-            result = result == PATCH_OK ? Put(std::move(step)) : result;
+            if (result == PATCH_OK) {
+                result = Put(std::move(step));
+            }
         } while (left != 0 && result == PATCH_OK);
         return result;
     }

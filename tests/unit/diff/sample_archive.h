@@ -38,7 +38,7 @@ inline std::string CodeLikeContent(size_t size, uint32_t seed)
     std::string text;
     while (text.size() < size) {
         const uint32_t number = source();
-        text += std::string("load store call jump ").substr(number % 4 * 5, 5);
+        text += std::string("load store call jump ").substr(size_t{5} * (number % 4), 5);
         text += static_cast<char>(number >> 8);
         text += static_cast<char>(number >> 16 & 15);
     }
