@@ -1,6 +1,6 @@
-// Runs a command and writes one line about it: seconds it took and the most memory that it held, in KiB.
-//   measure COMMAND [ARGUMENT...]
-// The line goes to standard error's end, the exit code is the command's.
+// Runs a command, keeps its words to itself, and writes one line: the seconds it took and its peak resident size in KiB.
+//   bench_measure COMMAND [ARGUMENT...]
+// The exit code is the command's.
 #include <chrono>
 #include <cstdio>
 #include <fcntl.h>
