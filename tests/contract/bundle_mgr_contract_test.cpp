@@ -74,10 +74,12 @@ TEST_P(BundleMgrContractTest, GivesOneVerdictOrRefusesAtOnce)
     EXPECT_NE(service_->GetBundleInstaller()->Install({"/tmp/a2.vab"}, param, nullptr), 0);
 }
 
+std::string NameOf(const testing::TestParamInfo<Kind>& test)
+{
+    return test.param == Kind::FAKE ? "fake" : test.param == Kind::HOST ? "host" : "forwarded";
+}
+
 INSTANTIATE_TEST_SUITE_P(Services, BundleMgrContractTest, testing::Values(Kind::FAKE, Kind::HOST, Kind::FORWARDED),
-                         [](const auto& test) {
-                             constexpr const char* NAMES[] = {"fake", "host", "forwarded"};
-                             return NAMES[static_cast<int>(test.param)];
-                         });
+                         NameOf);
 } // namespace
 } // namespace ORVX::TavomendTest
