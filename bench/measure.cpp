@@ -1,4 +1,5 @@
-// Runs a command, keeps its words to itself, and writes one line: the seconds it took and its peak resident size in KiB.
+// Runs a command, keeps its words to itself, and writes one line: the seconds it took and its peak resident size in
+// KiB.
 //   bench_measure COMMAND [ARGUMENT...]
 // The exit code is the command's.
 #include <chrono>

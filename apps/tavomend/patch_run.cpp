@@ -52,8 +52,8 @@ int LoadOnce(const Session& session, int32_t stage)
     const auto bundleNames = ReadBundleNames();
     EngineAppImpl engine;
     const int32_t result = engine.LoadTavomend();
-    if (result == NOTHING_TO_DO) {
-        session.Out().Say("load: no patch is delivered or in force");
+    if (result == NOTHING_TO_DO || !IsPackageDelivered()) {
+        session.Out().Say("load: no package is delivered");
         session.Out().Emit({{"event", "result"}, {"done", false}, {"status", engine.GetTavomendStatus()}});
         return EXIT_NOTHING;
     }

@@ -198,6 +198,29 @@ TEST(LifeSequenceTest, ARevokeFailsWhenAnApplicationDoesNotComeBack)
     EXPECT_EQ(world.Status(), "activites_failed patch09 0|0:47;1|0:47;1|1:35");
 }
 
+TEST(LifeSequenceTest, AServiceFrameworkIsPatchedColdWithItsCompanion)
+{
+    const DeviceWorld world;
+    const Vab framework{"com.fwk", 1, "entry", R"("bundleType": "appServiceFwk")", "framework "};
+    const Vab companion{"com.fwk", 1, "help", R"("bundleType": "appServiceFwk")", "companion "};
+    PatchRecipe recipe;
+    PatchApp app = DeviceWorld::HotApp(framework, 2, "/system/app/appServiceFwk/Fwk/Fwk.vab");
+    app.patchType = "cold";
+    app.appType = 2;
+    app.files.push_back(DeviceWorld::HotApp(companion, 2, "/system/app/Help/Help.vab").files[0]);
+    recipe.apps = {app};
+    for (const auto& file : app.files) {
+        WriteFile(world.At("dev" + file.base), file.oldBytes);
+    }
+    world.Deliver(recipe);
+    const std::string cold = world.At("dev/data/update/tavomend/app/temp/cold/");
+    EXPECT_TRUE(Exists(cold + "appServiceFwk/com.fwk/Fwk.vab.diff"));
+    EXPECT_TRUE(Exists(cold + "internal/com.fwk/Help.vab.diff"));
+    EXPECT_EQ(world.Tavomend("boot").exitCode, 0);
+    EXPECT_EQ(world.InstalledVersions()["com.fwk"], 2U);
+    EXPECT_EQ(world.Status(), "activites patch01 " + BOOT_DETAIL);
+}
+
 TEST(LifeSequenceTest, ALegacyPatchIsMigratedAtTheServiceStage)
 {
     const DeviceWorld world;
