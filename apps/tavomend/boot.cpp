@@ -41,6 +41,7 @@ int RunInProcess(const Options& options, const Stage& stage)
 
 int InitStage(Session& session)
 {
+    RepairPackagePlaces();
     LayOutMissingColdFiles();
     return LoadOnce(session, TavomendEngine::RUNNING_STAGE_INIT);
 }

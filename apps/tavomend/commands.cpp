@@ -55,6 +55,7 @@ int RunApply(Session& session)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
+    RepairPackagePlaces();
     TavomendEngine::SysUtils::SetRunningStage(TavomendEngine::RUNNING_STAGE_SA);
     const auto platform = session.StartPlatform(ServiceStart::SCAN);
     return platform == nullptr ? EXIT_FAILED : LoadAndApply(session);
@@ -65,6 +66,7 @@ int RunLoad(Session& session, const std::string& stage)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
+    RepairPackagePlaces();
     if (stage == "init") {
         return LoadOnce(session, TavomendEngine::RUNNING_STAGE_INIT);
     }

@@ -10,6 +10,7 @@
 #include "apps/common/signature.h"
 #include "apps/tavomend/session.h"
 #include "common/path_constants.h"
+#include "common/status_words.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
@@ -148,6 +149,24 @@ void LayOutMissingColdFiles()
     }
     if (const auto config = JudgePackage(PACKAGE_PATH, SIGN_PATH, ignored)) {
         static_cast<void>(LayOutColdFiles(PACKAGE_PATH, *config, true, ignored)); // the engine names what is missing
+    }
+}
+
+void RepairPackagePlaces()
+{
+    if (IsPackageDelivered()) {
+        return;
+    }
+    const std::string status = ReadStatus({}).status;
+    const bool wasReady = status == STATUS_READY || status == STATUS_READY_FAILED;
+    const bool isInForce = status == STATUS_ACTIVITES || status == STATUS_ACTIVITES_FAILED;
+    for (const auto& [delivered, backup] :
+         {std::pair{PACKAGE_PATH, BACKUP_PACKAGE_PATH}, std::pair{SIGN_PATH, BACKUP_SIGN_PATH}}) {
+        if (wasReady) {
+            FileUtils::RenameFile(backup, delivered);
+        } else if (isInForce && !IsBackupThere()) {
+            FileUtils::RenameFile(delivered, backup);
+        }
     }
 }
 

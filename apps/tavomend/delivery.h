@@ -23,6 +23,9 @@ constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incomi
 [[nodiscard]] bool Deliver(std::string& refusal, std::string& error);
 // Lays out what an earlier boot, cut short, has consumed of a delivered package's cold files. Harmless at any time.
 void LayOutMissingColdFiles();
+// Mends what a process left that ended while package and signature were on their way between the delivered and the
+// backup names: an apply that had not recorded its outcome yet is to be done again, everything else is in force.
+void RepairPackagePlaces();
 // Takes the bundles off the recover list and its backup: a newer patch of theirs ends an older revoke.
 [[nodiscard]] bool PruneRecoverLists(const std::vector<std::string>& bundleNames);
 } // namespace ORVX::TavomendCli
