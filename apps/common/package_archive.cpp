@@ -12,7 +12,7 @@
 
 namespace ORVX::PackageFile {
 namespace {
-constexpr size_t CHUNK_SIZE = 64 * 1024;
+constexpr size_t CHUNK_SIZE = 65536;
 constexpr size_t MAX_NAME_SIZE = 4096;
 constexpr int CASE_SENSITIVE = 1;
 } // namespace

@@ -10,6 +10,7 @@
 
 namespace ORVX::PackageFile {
 constexpr const char* CONFIG_MEMBER_NAME = "app_tavomend_config.json";
+constexpr uint64_t MAX_CONFIG_SIZE = uint64_t{16} << 20U; // far above any real one
 
 struct ArchiveMember {
     std::string name; // without a leading "/"

@@ -221,7 +221,7 @@ bool IsDifference(const ConfigFile& file)
 
 std::string ProductPathOf(const ConfigApp& app, const ConfigFile& file)
 {
-    const std::string path = DevicePathOf(app, file);
+    std::string path = DevicePathOf(app, file);
     if (!IsDifference(file)) {
         return path;
     }

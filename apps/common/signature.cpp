@@ -16,7 +16,7 @@ namespace ORVX::PackageFile {
 using TavomendEngine::FileUtils;
 
 namespace {
-constexpr size_t CHUNK_SIZE = 64 * 1024;
+constexpr size_t CHUNK_SIZE = 65536;
 
 struct CryptoDeleter {
     void operator()(BIO* bio) const { BIO_free(bio); }

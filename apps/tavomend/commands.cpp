@@ -11,7 +11,6 @@
 #include "apps/tavomend/session.h"
 #include "common/path_constants.h"
 #include "engine/engine_app_impl.h"
-#include "platform/host/bundle_store.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
@@ -24,8 +23,8 @@ namespace {
 int RunDeliver(Session& session, const std::string& package, const std::string& signature)
 {
     const std::string& root = session.GetOptions().root;
-    if (!FileUtils::FileIsExist(root + TavomendHost::BUNDLE_STORE_PATH)) {
-        return session.EnterDevice() ? EXIT_FAILED : EXIT_FAILED;
+    if (!session.CheckDevice()) {
+        return EXIT_FAILED;
     }
     // Both come from outside of the device: onto its own disk first, from where one rename puts each in place.
     for (const auto& [source, target] :
@@ -264,12 +263,8 @@ private:
         load->add_option("--stage", stage_, "init, or sa: the system-service stage")
             ->required()
             ->check(CLI::IsMember({"init", "sa"}));
-        Add(program_, "boot", "Play one whole boot, each stage in a process of its own", [](Session& session) {
-            if (!FileUtils::FileIsExist(session.GetOptions().root + TavomendHost::BUNDLE_STORE_PATH)) {
-                return session.EnterDevice() ? EXIT_FAILED : EXIT_FAILED;
-            }
-            return RunBoot(session.GetOptions());
-        });
+        Add(program_, "boot", "Play one whole boot, each stage in a process of its own",
+            [](Session& session) { return session.CheckDevice() ? RunBoot(session.GetOptions()) : EXIT_FAILED; });
         CLI::App* revoke = Add(program_, "revoke", "Take the patch off applications",
                                [this](Session& session) { return RunRevoke(session, bundles_); });
         revoke->add_option("BUNDLE", bundles_, "Bundle names")->required();

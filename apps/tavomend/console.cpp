@@ -27,7 +27,7 @@ int Console::Fail(const std::string& text) const
     return EXIT_FAILED;
 }
 
-void Console::Emit(nlohmann::ordered_json object) const
+void Console::Emit(const nlohmann::ordered_json& object) const
 {
     if (!isJson_) {
         return;

@@ -23,7 +23,7 @@ public:
     // One line on standard error; the exit code of a failure.
     int Fail(const std::string& text) const;
     // Adds the schema number. Does nothing without JSON.
-    void Emit(nlohmann::ordered_json object) const;
+    void Emit(const nlohmann::ordered_json& object) const;
     // One step of a longer work: a bar on a terminal, a line elsewhere.
     void Progress(const std::string& step, int32_t done, int32_t total) const;
 

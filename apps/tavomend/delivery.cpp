@@ -22,8 +22,6 @@ using PackageFile::PackageArchive;
 using PackageFile::PatchConfig;
 
 namespace {
-constexpr uint64_t MAX_CONFIG_SIZE = 16 * 1024 * 1024;
-
 // A whole package file is taken in by the next scan as it is, so it must be the one that the configuration means.
 bool LayOutFile(const PackageArchive& archive, const ConfigApp& app, const ConfigFile& file, std::string& error)
 {
@@ -89,8 +87,9 @@ std::optional<PatchConfig> JudgePackage(const std::string& package, const std::s
         return std::nullopt;
     }
     const auto archive = PackageArchive::Open(package, reason);
-    const auto text =
-        archive ? archive->ReadMember(PackageFile::CONFIG_MEMBER_NAME, MAX_CONFIG_SIZE, reason) : std::nullopt;
+    const auto text = archive
+                          ? archive->ReadMember(PackageFile::CONFIG_MEMBER_NAME, PackageFile::MAX_CONFIG_SIZE, reason)
+                          : std::nullopt;
     if (!text) {
         return std::nullopt;
     }

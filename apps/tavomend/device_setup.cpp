@@ -39,19 +39,18 @@ private:
 // Each application gets a directory named after its first file; files of one bundle share it.
 bool CopyFactoryFiles(const std::string& root, const std::vector<std::string>& files, std::string& error)
 {
-    std::map<std::string, std::string> dirs; // by bundle name
+    std::map<std::string, fs::path> dirs; // by bundle name
     for (const auto& file : files) {
         const auto manifest = TavomendHost::PackageReader::Read(file, error);
         if (!manifest) {
             return false;
         }
         const bool isFwk = manifest->bundleType == TavomendHost::BUNDLE_TYPE_SERVICE_FWK;
-        const std::string dir =
-            dirs.emplace(manifest->bundleName,
-                         root + "/system/app/" + (isFwk ? "appServiceFwk/" : "") + fs::path(file).stem().string())
-                .first->second;
-        if (!FileUtils::ReplaceFileByCopy(file, dir + "/" + fs::path(file).stem().string() + ".vab", FILE_MODE)) {
-            error = "cannot copy " + file + " to " + dir;
+        const std::string name = fs::path(file).stem().string();
+        const fs::path apps = fs::path(root) / "system/app" / (isFwk ? "appServiceFwk" : "");
+        const fs::path dir = dirs.emplace(manifest->bundleName, apps / name).first->second;
+        if (!FileUtils::ReplaceFileByCopy(file, (dir / (name + ".vab")).string(), FILE_MODE)) {
+            error = "cannot copy " + file + " to " + dir.string();
             return false;
         }
     }
@@ -138,11 +137,11 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
     // The files lie outside of the device: they go to its own disk first.
     const std::string staging = session.GetOptions().root + INSTALL_STAGING_DIR;
     std::vector<std::string> paths;
+    if (!session.CheckDevice()) {
+        return EXIT_FAILED;
+    }
     for (size_t i = 0; i < files.size(); ++i) {
         const std::string name = "/" + std::to_string(i) + ".vab";
-        if (!FileUtils::FileIsExist(session.GetOptions().root + TavomendHost::BUNDLE_STORE_PATH)) {
-            break; // EnterDevice says so
-        }
         if (!FileUtils::ReplaceFileByCopy(files[i], staging + name, FILE_MODE)) {
             FileUtils::CleanDir(staging, true);
             return session.Out().Fail("cannot copy " + files[i] + " to the device");

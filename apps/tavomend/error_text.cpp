@@ -1,8 +1,6 @@
 #include "apps/tavomend/error_text.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -97,6 +95,40 @@ std::vector<int32_t> CodesOf(const std::vector<ErrorOperation>& operations, int3
     return codes;
 }
 
+// "(KEY|CODE,CODE)" or "(KEY)" from the stream.
+bool ParseEntry(std::istream& text, ErrorOperation& operation)
+{
+    char mark = 0;
+    int32_t key = 0;
+    if (!(text >> mark >> key) || mark != '(' || !(text >> mark)) {
+        return false;
+    }
+    auto& codes = operation.codes[key];
+    for (int32_t code = 0; mark == '|' || mark == ',';) {
+        if (!(text >> code >> mark)) {
+            return false;
+        }
+        codes.push_back(code);
+    }
+    return mark == ')';
+}
+
+// "STAGE|STATE(...)(...)", with ":NN" behind the last one; false for what the cut at the front has left.
+bool ParseOperation(const std::string& line, ErrorOperation& operation)
+{
+    std::istringstream text(line);
+    char mark = 0;
+    if (!(text >> operation.stage >> mark >> operation.state) || mark != '|') {
+        return false;
+    }
+    while (text.peek() == '(') {
+        if (!ParseEntry(text, operation)) {
+            return false;
+        }
+    }
+    return text.peek() == std::istringstream::traits_type::eof() || text.peek() == ':';
+}
+
 std::string SubjectOf(int32_t key, const std::vector<std::string>& bundleNames)
 {
     if (key == ERROR_KEY_PACKAGE || key == ERROR_KEY_STATE) {
@@ -112,27 +144,13 @@ std::string SubjectOf(int32_t key, const std::vector<std::string>& bundleNames)
 
 std::vector<ErrorOperation> ParseDetail(const std::string& detail)
 {
-    static const std::regex OPERATION(R"(^(-?\d+)\|(-?\d+)((\([^()]*\))*)(:\d+)?$)");
-    static const std::regex ENTRY(R"(\((-?\d+)(\|([-\d,]*))?\))");
     std::vector<ErrorOperation> operations;
     std::istringstream history(detail);
     for (std::string text; std::getline(history, text, ';');) {
-        std::smatch parts;
-        if (!std::regex_match(text, parts, OPERATION)) {
-            continue;
-        }
         ErrorOperation operation;
-        operation.stage = std::atoi(parts[1].str().c_str());
-        operation.state = std::atoi(parts[2].str().c_str());
-        const std::string entries = parts[3].str();
-        for (std::sregex_iterator entry(entries.begin(), entries.end(), ENTRY), end; entry != end; ++entry) {
-            auto& codes = operation.codes[std::atoi((*entry)[1].str().c_str())];
-            std::istringstream list((*entry)[3].str());
-            for (std::string code; std::getline(list, code, ',');) {
-                codes.push_back(std::atoi(code.c_str()));
-            }
+        if (ParseOperation(text, operation)) {
+            operations.push_back(std::move(operation));
         }
-        operations.push_back(std::move(operation));
     }
     return operations;
 }

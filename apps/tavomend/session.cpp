@@ -15,8 +15,6 @@ namespace ORVX::TavomendCli {
 using TavomendEngine::FileUtils;
 
 namespace {
-constexpr uint64_t MAX_CONFIG_SIZE = 16 * 1024 * 1024;
-
 int32_t StderrLevelOf(int verbosity)
 {
     switch (verbosity) {
@@ -50,13 +48,18 @@ bool Session::EnterRoot()
     return root_ != nullptr;
 }
 
-bool Session::EnterDevice()
+bool Session::CheckDevice() const
 {
     if (!FileUtils::FileIsExist(options_.root + TavomendHost::BUNDLE_STORE_PATH)) {
         console_.Fail(options_.root + " is no device; `tavomend --root DIR device init` makes one in a folder");
         return false;
     }
-    return EnterRoot();
+    return true;
+}
+
+bool Session::EnterDevice()
+{
+    return CheckDevice() && EnterRoot();
 }
 
 std::unique_ptr<TavomendHost::HostPlatform> Session::StartPlatform(TavomendHost::ServiceStart start) const
@@ -85,8 +88,9 @@ std::vector<std::string> ReadBundleNames()
     std::string error;
     const std::string path = IsPackageDelivered() ? TavomendEngine::PACKAGE_PATH : TavomendEngine::BACKUP_PACKAGE_PATH;
     const auto archive = PackageFile::PackageArchive::Open(path, error);
-    const auto text =
-        archive ? archive->ReadMember(PackageFile::CONFIG_MEMBER_NAME, MAX_CONFIG_SIZE, error) : std::nullopt;
+    const auto text = archive
+                          ? archive->ReadMember(PackageFile::CONFIG_MEMBER_NAME, PackageFile::MAX_CONFIG_SIZE, error)
+                          : std::nullopt;
     std::vector<std::string> problems;
     const auto config = text ? PackageFile::ParsePatchConfig(*text, problems) : std::nullopt;
     std::vector<std::string> names;

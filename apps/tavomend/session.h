@@ -25,6 +25,8 @@ public:
 
     [[nodiscard]] const Options& GetOptions() const { return options_; }
     [[nodiscard]] const Console& Out() const { return console_; }
+    // False with a message when the folder is no device.
+    [[nodiscard]] bool CheckDevice() const;
     // Sets the log up and enters the device root. False with a message when there is no device.
     [[nodiscard]] bool EnterDevice();
     // The same for a folder that is to become a device.

@@ -12,8 +12,6 @@ using PackageFile::PackageArchive;
 using PackageFile::PatchConfig;
 
 namespace {
-constexpr uint64_t MAX_CONFIG_SIZE = 16 * 1024 * 1024;
-
 uint64_t SizeOf(const PackageArchive& archive, const ConfigFile& file)
 {
     const auto& members = archive.Members();
@@ -32,7 +30,7 @@ const char* ActionName(int action)
 std::optional<PatchConfig> ReadPackageConfig(const PackageArchive& archive, std::vector<std::string>& problems)
 {
     std::string error;
-    const auto text = archive.ReadMember(PackageFile::CONFIG_MEMBER_NAME, MAX_CONFIG_SIZE, error);
+    const auto text = archive.ReadMember(PackageFile::CONFIG_MEMBER_NAME, PackageFile::MAX_CONFIG_SIZE, error);
     if (!text) {
         problems.push_back(error);
         return std::nullopt;
