@@ -60,7 +60,7 @@ std::string AppPatchManager::GetTavomendVersion()
         TAVOMEND_LOG_E("packageManager is null");
         return "";
     }
-    const std::string version = packageManager_->GetTavomendVersion();
+    std::string version = packageManager_->GetTavomendVersion();
     TAVOMEND_LOG_I("patchVersion: %{public}s", version.c_str());
     return version;
 }

@@ -66,9 +66,11 @@ void AppendValue(std::string& line, const Conversion& conversion, va_list& argum
     }
     if (kind == 's') {
         const char* value = va_arg(arguments, const char*);
-        line += conversion.isHidden ? HIDDEN : value == nullptr ? "(null)" : value;
+        const char* shown = value == nullptr ? "(null)" : value;
+        line += conversion.isHidden ? HIDDEN : shown;
         return;
     }
+    // NOLINTNEXTLINE(bugprone-branch-clone): each branch takes an argument of another type
     if (kind == 'p') {
         length = snprintf(text.data(), text.size(), conversion.plain.c_str(), va_arg(arguments, void*));
     } else if (isLong) {
@@ -76,7 +78,8 @@ void AppendValue(std::string& line, const Conversion& conversion, va_list& argum
     } else {
         length = snprintf(text.data(), text.size(), conversion.plain.c_str(), va_arg(arguments, int));
     }
-    line += conversion.isHidden ? HIDDEN : length > 0 ? text.data() : "";
+    const char* shown = length > 0 ? text.data() : "";
+    line += conversion.isHidden ? HIDDEN : shown;
 }
 
 std::string FormatLine(const std::string& format, va_list& arguments)

@@ -101,8 +101,7 @@ TEST_F(TvpkPackageManagerTest, RoomIsCountedInKibibytesWithAMargin)
         {huge, 0, RUNNING_STAGE_INIT, false, ", needSpace: 3300524287"},
     };
     for (const auto& room : cases) {
-        DeviceTest::SetUp();
-        WriteFile(PUBLIC_KEY_PATH, key_.PublicPem());
+        SetUp();
         SysUtils::SetRunningStage(room.stage);
         recipe_.space = room.space;
         Deliver();
