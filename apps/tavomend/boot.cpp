@@ -31,7 +31,7 @@ int RunInProcess(const Options& options, const Stage& stage)
             result = session.EnterDevice() ? stage(session) : EXIT_FAILED;
         }
         std::cout.flush();
-        std::exit(result);
+        _exit(result); // exit handlers are the parent's
     }
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
