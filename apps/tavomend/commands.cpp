@@ -208,6 +208,11 @@ public:
         try {
             program_.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
+            const auto unknown = program_.remaining();
+            if (error.get_exit_code() != 0 && !unknown.empty()) {
+                Console(false).Fail(unknown.front() + " is no command; --help lists them");
+                return EXIT_USAGE;
+            }
             return program_.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
         }
         while (options_.root.size() > 1 && options_.root.back() == '/') {

@@ -1,7 +1,9 @@
 #include "apps/tavomend/patch_run.h"
 
+#include "common/path_constants.h"
 #include "common/status_words.h"
 #include "engine/engine_app_impl.h"
+#include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendCli {
@@ -29,6 +31,12 @@ private:
     const Console& console_;
     int32_t done_ = 0;
 };
+
+bool IsHalfDelivered()
+{
+    using TavomendEngine::FileUtils;
+    return FileUtils::FileIsExist(TavomendEngine::PACKAGE_PATH) != FileUtils::FileIsExist(TavomendEngine::SIGN_PATH);
+}
 
 // Says in one line how a failed operation failed.
 int FailWithStatus(const Session& session, const std::string& what, const std::vector<std::string>& bundleNames)
@@ -81,7 +89,9 @@ int LoadAndApply(const Session& session)
                               (view.explanation.empty() ? "" : ": " + view.explanation));
         } else {
             session.Out().Say(isInForce ? "nothing to do: patch " + view.version + " is in force"
-                                        : "nothing to do: no package is delivered");
+                              : IsHalfDelivered()
+                                  ? "nothing to do: a package and its signature are delivered only together"
+                                  : "nothing to do: no package is delivered");
         }
         return EXIT_NOTHING;
     }
