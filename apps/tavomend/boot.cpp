@@ -15,14 +15,16 @@ using TavomendHost::ServiceStart;
 namespace {
 using Stage = std::function<int(Session&)>;
 
-// A process that is gone in another way than by its own exit counts as failed.
+constexpr int DIED = -1;
+
+// The stage's exit code; DIED for a process that is gone in another way than by its own exit.
 int RunInProcess(const Options& options, const Stage& stage)
 {
     std::cout.flush();
     std::cerr.flush();
     const pid_t child = fork();
     if (child < 0) {
-        return EXIT_FAILED;
+        return DIED;
     }
     if (child == 0) {
         int result = EXIT_FAILED;
@@ -36,13 +38,13 @@ int RunInProcess(const Options& options, const Stage& stage)
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILED;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : DIED;
 }
 
 int InitStage(Session& session)
 {
     RepairPackagePlaces();
-    LayOutMissingColdFiles();
+    FinishDelivery();
     return LoadOnce(session, TavomendEngine::RUNNING_STAGE_INIT);
 }
 
@@ -84,15 +86,21 @@ int RunBoot(const Options& options)
     struct NamedStage {
         const char* name;
         Stage run;
+        bool isNeeded;
     };
-    const NamedStage stages[] = {
-        {"init stage", InitStage}, {"bundle scan", RunScan}, {"system-service stage", ServiceStage}};
+    const NamedStage stages[] = {{"init stage", InitStage, false},
+                                 {"bundle scan", RunScan, true},
+                                 {"system-service stage", ServiceStage, false}};
     const Console console(options.isJson);
     int result = EXIT_DONE;
     for (const auto& stage : stages) {
         console.Say(std::string("-- ") + stage.name);
         result = RunInProcess(options, stage.run);
         console.Emit({{"event", "stage"}, {"stage", stage.name}, {"exit", result}});
+        // A load that failed is judged by the apply at the end; without a scan there is nothing to go on with.
+        if (result == DIED || (stage.isNeeded && result != EXIT_DONE)) {
+            return console.Fail(std::string("the boot ends here: the ") + stage.name + " did not come to its end");
+        }
     }
     return result;
 }

@@ -55,6 +55,7 @@ int RunApply(Session& session)
         return EXIT_FAILED;
     }
     RepairPackagePlaces();
+    FinishDelivery();
     TavomendEngine::SysUtils::SetRunningStage(TavomendEngine::RUNNING_STAGE_SA);
     const auto platform = session.StartPlatform(ServiceStart::SCAN);
     return platform == nullptr ? EXIT_FAILED : LoadAndApply(session);

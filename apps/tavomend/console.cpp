@@ -23,6 +23,7 @@ void Console::Say(const std::string& text) const
 
 int Console::Fail(const std::string& text) const
 {
+    Emit({{"event", "error"}, {"message", text}});
     std::cerr << (hasColour_ ? "\033[31mtavomend:\033[0m " : "tavomend: ") << text << std::endl;
     return EXIT_FAILED;
 }

@@ -79,6 +79,15 @@ bool PruneList(const std::string& path, const std::vector<std::string>& bundleNa
     }
     return kept == root["list"] || FileUtils::ReplaceFile(path, Json{{"list", kept}}.dump(), 0644);
 }
+// A newer patch ends an older revoke of the same applications; a revoke package names none.
+bool PruneRecoverListsFor(const PatchConfig& config)
+{
+    std::vector<std::string> names;
+    for (const auto& app : config.apps) {
+        names.push_back(app.bundleName);
+    }
+    return PruneRecoverLists(names);
+}
 } // namespace
 
 std::optional<PatchConfig> JudgePackage(const std::string& package, const std::string& signature, std::string& reason)
@@ -122,25 +131,19 @@ bool Deliver(std::string& refusal, std::string& error)
         refusal = error;
         error.clear();
     }
-    if (config && config->action != PackageFile::ACTION_REVOKE) {
-        std::vector<std::string> names;
-        for (const auto& app : config->apps) {
-            names.push_back(app.bundleName);
-        }
-        if (!PruneRecoverLists(names)) {
-            error = "cannot rewrite the recover list";
-            return false;
-        }
-    }
     if (std::rename(INCOMING_PACKAGE, PACKAGE_PATH) != 0 || !FileUtils::SyncDir(PACKAGE_DIR) ||
         std::rename(INCOMING_SIGNATURE, SIGN_PATH) != 0 || !FileUtils::SyncDir(PACKAGE_DIR)) {
         error = std::string("cannot put the package in place: ") + strerror(errno);
         return false;
     }
+    if (config && !PruneRecoverListsFor(*config)) {
+        error = "cannot rewrite the recover list";
+        return false;
+    }
     return true;
 }
 
-void LayOutMissingColdFiles()
+void FinishDelivery()
 {
     std::string ignored;
     if (!IsPackageDelivered()) {
@@ -148,6 +151,7 @@ void LayOutMissingColdFiles()
     }
     if (const auto config = JudgePackage(PACKAGE_PATH, SIGN_PATH, ignored)) {
         static_cast<void>(LayOutColdFiles(PACKAGE_PATH, *config, true, ignored)); // the engine names what is missing
+        static_cast<void>(PruneRecoverListsFor(*config));
     }
 }
 

@@ -21,8 +21,9 @@ constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incomi
 // the signature last: a package counts as delivered only with both. refusal: why the engine will refuse it; empty when
 // it will not. False when the device could not be written.
 [[nodiscard]] bool Deliver(std::string& refusal, std::string& error);
-// Lays out what an earlier boot, cut short, has consumed of a delivered package's cold files. Harmless at any time.
-void LayOutMissingColdFiles();
+// Does again, for a package that is delivered, what a delivery or a boot that was cut short has left undone or used up:
+// missing cold files, an old revoke of its applications. Harmless at any time.
+void FinishDelivery();
 // Mends what a process left that ended while package and signature were on their way between the delivered and the
 // backup names: an apply that had not recorded its outcome yet is to be done again, everything else is in force.
 void RepairPackagePlaces();

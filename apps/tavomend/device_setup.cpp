@@ -36,6 +36,15 @@ private:
     std::promise<std::pair<int32_t, std::string>> promise_;
 };
 
+// Takes the copies of installed files away, however the install ends; on the device root.
+class IncomingFiles {
+public:
+    IncomingFiles() = default;
+    ~IncomingFiles() { FileUtils::CleanDir(INSTALL_STAGING_DIR, true); }
+    IncomingFiles(const IncomingFiles&) = delete;
+    IncomingFiles& operator=(const IncomingFiles&) = delete;
+};
+
 // Each application gets a directory named after its first file; files of one bundle share it.
 bool CopyFactoryFiles(const std::string& root, const std::vector<std::string>& files, std::string& error)
 {
@@ -149,8 +158,10 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
         paths.push_back(INSTALL_STAGING_DIR + name);
     }
     if (!session.EnterDevice()) {
+        FileUtils::CleanDir(staging, true);
         return EXIT_FAILED;
     }
+    const IncomingFiles incoming;
     const auto platform = session.StartPlatform(ServiceStart::ATTACH);
     if (platform == nullptr) {
         return EXIT_FAILED;
@@ -165,7 +176,6 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
         return session.Out().Fail("the bundle service refused the request");
     }
     const auto [code, message] = verdict->Wait();
-    FileUtils::CleanDir(INSTALL_STAGING_DIR, true);
     session.Out().Emit({{"code", code}, {"message", message}});
     if (code != 0) {
         return session.Out().Fail(message);

@@ -66,7 +66,7 @@ TEST_F(DeliveryTest, LaysColdFilesOutAndLeavesNothingStale)
     EXPECT_EQ(ListTree(WORK_DIR), std::vector<std::string>{std::string(COLD_FILE) + ".diff " + Sha256Hex(difference)});
 
     std::filesystem::remove(std::string(COLD_FILE) + ".diff");
-    LayOutMissingColdFiles();
+    FinishDelivery();
     EXPECT_EQ(ReadFile(std::string(COLD_FILE) + ".diff"), difference);
 }
 
@@ -94,6 +94,9 @@ TEST_F(DeliveryTest, ANewPatchEndsAnOlderRevokeOfItsApplications)
     EXPECT_EQ(Bring(key_), "");
     EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), R"({"list":["com.b"]})");
     EXPECT_FALSE(Exists(BACKUP_RECOVER_LIST_PATH));
+    WriteFile(RECOVER_LIST_PATH, R"({"list": ["com.a"]})"); // a delivery that was cut short before this
+    FinishDelivery();
+    EXPECT_FALSE(Exists(RECOVER_LIST_PATH));
     WriteFile(RECOVER_LIST_PATH, "damaged");
     EXPECT_TRUE(PruneRecoverLists({"com.a"}));
     EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), "damaged");
