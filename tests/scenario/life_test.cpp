@@ -56,7 +56,7 @@ std::string Failed(const std::string& loadCodes, const std::string& applyCodes)
     return "activites_failed patch01 0|0:47;1|0" + loadCodes + ":48;1|1" + applyCodes + ":35";
 }
 
-// Adds a fourth application, broken in some way, behind the baseline's three.
+// Breaks com.hot, the first of the baseline's three, in some way.
 std::function<void(PatchRecipe&)> WithBroken(const std::function<void(PatchApp&)>& breakIt)
 {
     return [breakIt](PatchRecipe& recipe) { breakIt(recipe.apps[0]); };
