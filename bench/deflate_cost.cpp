@@ -2,20 +2,20 @@
 // deflating the changed entries; and, beside it, applying the difference as a whole.
 //   bench_deflate_cost OLD NEW DIFF OUT
 // Writes: seconds inflating and deflating, seconds applying; each the best of several runs.
-#include "apps/tvpk/diff_plan.h"
-#include "platform/api/apply_patch.h"
-#include "platform/host/diff/difference_header.h"
-#include "platform/host/diff/mapped_file.h"
-#include "platform/host/diff/raw_deflate.h"
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <limits>
 
+#include "diff/difference_applier.h"
+#include "diff/difference_header.h"
+#include "diff/difference_plan.h"
+#include "diff/mapped_file.h"
+#include "diff/raw_deflate.h"
+
 namespace {
 using namespace ORVX;
-using namespace ORVX::TavomendHost;
+using namespace ORVX::Difference;
 
 constexpr int RUNS = 9;
 
@@ -32,11 +32,11 @@ double BestSeconds(const Work& work)
     return best;
 }
 
-bool InflatePieces(const Tvpk::DiffPlan& plan, ByteView old)
+bool InflatePieces(const Difference::DifferencePlan& plan, ByteView old)
 {
-    Tvpk::Bytes room;
+    Difference::Bytes room;
     RawInflater inflater;
-    for (const Tvpk::OldPiece& piece : plan.pieces) {
+    for (const Difference::OldPiece& piece : plan.pieces) {
         room.resize(piece.plainSize + 1);
         size_t written = 0;
         if (piece.isDeflated && (!inflater.Begin({old.data + piece.offset, piece.compressedSize}) ||
@@ -47,11 +47,11 @@ bool InflatePieces(const Tvpk::DiffPlan& plan, ByteView old)
     return true;
 }
 
-bool DeflateRegions(const Tvpk::DiffPlan& plan)
+bool DeflateRegions(const Difference::DifferencePlan& plan)
 {
     RawDeflater deflater;
     const uint8_t* plain = plan.newPlain.data();
-    for (const Tvpk::Region& region : plan.regions) {
+    for (const Difference::Region& region : plan.regions) {
         if (region.level != 0 && (!deflater.Begin(region.level) ||
                                   !deflater.Write({plain, region.plainSize}, true, [](ByteView) { return true; }))) {
             return false;
@@ -70,12 +70,12 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: bench_deflate_cost OLD NEW DIFF OUT\n");
         return 2;
     }
-    const Tvpk::DiffPlan plan =
-        Tvpk::MakeDiffPlan(old->View(), fresh->View(), DIFFERENCE_WINDOW_MAX, [](size_t, size_t) {});
+    const Difference::DifferencePlan plan =
+        Difference::MakeDifferencePlan(old->View(), fresh->View(), DIFFERENCE_WINDOW_MAX, [](size_t, size_t) {});
     bool isGood = true;
     const double own =
         BestSeconds([&] { isGood = InflatePieces(plan, old->View()) && DeflateRegions(plan) && isGood; });
-    const double apply = BestSeconds([&] { isGood = ApplyPatch(argv[3], argv[1], argv[4]) == 0 && isGood; });
+    const double apply = BestSeconds([&] { isGood = ApplyDifference(argv[3], argv[1], argv[4]) == 0 && isGood; });
     std::printf("%.4f %.4f\n", own, apply);
     return isGood ? 0 : 1;
 }

@@ -1,6 +1,6 @@
-# One library for each folder, with its sources listed and only the folders below it linked: an include that goes
-# upwards does not link in that folder's tests.
-function(tavomend_add_folder name)
+# One library for each room, with its sources listed and only the rooms below it linked: an include that goes upwards
+# does not link in that room's tests.
+function(tavomend_add_room name)
     cmake_parse_arguments(ARG "HIDDEN" "" "SOURCES;LIBS" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     target_link_libraries(${name} PUBLIC tavomend_options ${ARG_LIBS})

@@ -14,9 +14,6 @@ constexpr const char* APP_TYPE_INTERNAL = "internal";
 constexpr const char* APP_TYPE_SHARED_BUNDLES = "shared_bundles";
 constexpr const char* APP_TYPE_SERVICE_FWK = "appServiceFwk";
 
-// The version of a device without a patch.
-constexpr const char* NO_PATCH_VERSION = "patch00";
-
 // Keys of the error-code aggregate; any other key is an application's sequence number.
 constexpr int32_t ERROR_KEY_PACKAGE = 100;
 constexpr int32_t ERROR_KEY_UNKNOWN_APP = 101;

@@ -6,9 +6,9 @@
 #include "bundle/progress_manager.h"
 #include "common/app_constants.h"
 #include "common/log.h"
-#include "common/path_constants.h"
-#include "common/status_words.h"
 #include "error/app_error_code.h"
+#include "formats/device_paths.h"
+#include "formats/status_words.h"
 #include "package/app_patch_manager.h"
 #include "platform/utility/sys_utils.h"
 #include "state/activites_state.h"
@@ -46,7 +46,7 @@ EngineAppImpl::EngineAppImpl()
     if (progressManager_ == nullptr) {
         progressManager_ = DelayedSingleton<ProgressManager>::GetInstance();
     }
-    statusRecord_.InitStatusRecord(STATUS_DIR, STATUS_RECORD_NAME);
+    statusRecord_.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
 }
 
 EngineAppImpl::~EngineAppImpl()
@@ -129,7 +129,7 @@ void EngineAppImpl::InitErrCode(const int& state)
     const std::string status = statusRecord_.GetStatus();
     std::string errorStatus;
     // A finished apply ends a history, and so does a boot.
-    if (isSaStage && status != STATUS_ACTIVITES_FAILED && status != STATUS_ACTIVITES) {
+    if (isSaStage && status != Formats::STATUS_ACTIVITES_FAILED && status != Formats::STATUS_ACTIVITES) {
         errorStatus = statusRecord_.GetStatusFromFile();
     }
     TAVOMEND_LOG_I("status: %{public}s, state: %{public}d", errorStatus.c_str(), state);
@@ -164,7 +164,8 @@ int32_t EngineAppImpl::ApplyTavomend()
     errorCode->SetStop();
     const std::string detail =
         errorCode->GetAppErrorCode() + ":" + std::to_string(result == 0 ? APPLY_SUCCEEDED : APPLY_FAILED);
-    statusRecord_.SetStatus(version, result == 0 ? STATUS_ACTIVITES : STATUS_ACTIVITES_FAILED, detail);
+    statusRecord_.SetStatus(version, result == 0 ? Formats::STATUS_ACTIVITES : Formats::STATUS_ACTIVITES_FAILED,
+                            detail);
     lock.unlock();
     ReportStatusChange(result, statusRecord_.GetStatus());
     TAVOMEND_LOG_I("apply tavomend end, result: %{public}d", result);
@@ -234,7 +235,8 @@ int32_t EngineAppImpl::ClearTavomend()
 {
     TAVOMEND_LOG_I("clean tavomend begin");
     const int32_t result = SwitchState(IDLE, {});
-    statusRecord_.SetStatus(NO_PATCH_VERSION, result == 0 ? STATUS_IDLE : STATUS_IDLE_FAILED, "");
+    statusRecord_.SetStatus(Formats::NO_PATCH_VERSION, result == 0 ? Formats::STATUS_IDLE : Formats::STATUS_IDLE_FAILED,
+                            "");
     return result == 0 ? 0 : -1;
 }
 

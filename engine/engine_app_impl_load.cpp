@@ -1,10 +1,10 @@
 // Load at boot, and migration of what an older platform release left behind.
 #include "common/app_constants.h"
 #include "common/log.h"
-#include "common/path_constants.h"
-#include "common/status_words.h"
 #include "engine/engine_app_impl.h"
 #include "error/app_error_code.h"
+#include "formats/device_paths.h"
+#include "formats/status_words.h"
 #include "package/app_patch_manager.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
@@ -22,7 +22,7 @@ constexpr int32_t LOAD_FAILED = 48;
 // legacy files, and devices in the field rely on the cold directory staying empty.
 std::unordered_map<std::string, std::string> MigrationTable()
 {
-    return {{LEGACY_PATCH_DIR, PACKAGE_DIR}, {LEGACY_PATCH_DIR, COLD_WORK_DIR}};
+    return {{Formats::LEGACY_PATCH_DIR, Formats::PACKAGE_DIR}, {Formats::LEGACY_PATCH_DIR, Formats::COLD_WORK_DIR}};
 }
 } // namespace
 
@@ -34,9 +34,9 @@ int32_t EngineAppImpl::LoadTavomend()
         TAVOMEND_LOG_W("migrate tavomend failed");
     }
     IEngineApp* engine = this;
-    if (engine->GetTavomendVersion() == NO_PATCH_VERSION) {
+    if (engine->GetTavomendVersion() == Formats::NO_PATCH_VERSION) {
         TAVOMEND_LOG_I("no app tavomend package exist, no need load");
-        statusRecord_.SetStatus(NO_PATCH_VERSION, STATUS_IDLE, "");
+        statusRecord_.SetStatus(Formats::NO_PATCH_VERSION, Formats::STATUS_IDLE, "");
         appPatchManager_->ClearAppCache();
         return RESULT_NOTHING_TO_DO;
     }
@@ -53,7 +53,7 @@ int32_t EngineAppImpl::LoadTavomend()
     errorCode->SetStop();
     const std::string detail =
         errorCode->GetAppErrorCode() + ":" + std::to_string(result == 0 ? LOAD_SUCCEEDED : LOAD_FAILED);
-    statusRecord_.SetStatus(result == 0 ? STATUS_READY : STATUS_READY_FAILED, detail);
+    statusRecord_.SetStatus(result == 0 ? Formats::STATUS_READY : Formats::STATUS_READY_FAILED, detail);
     TAVOMEND_LOG_I("load tavomend end, result: %{public}d", result);
     return result;
 }
@@ -64,10 +64,10 @@ int32_t EngineAppImpl::CheckTvpkStatus()
         return RESULT_NOTHING_TO_DO;
     }
     const std::string status = statusRecord_.GetStatus();
-    if (status == STATUS_ACTIVITES_FAILED) {
+    if (status == Formats::STATUS_ACTIVITES_FAILED) {
         return -1;
     }
-    return status == STATUS_ACTIVITES ? 0 : RESULT_NOTHING_TO_DO;
+    return status == Formats::STATUS_ACTIVITES ? 0 : RESULT_NOTHING_TO_DO;
 }
 
 int32_t EngineAppImpl::DoLoadTavomend()

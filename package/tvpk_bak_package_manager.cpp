@@ -1,12 +1,12 @@
 #include "package/tvpk_bak_package_manager.h"
 
 #include "common/log.h"
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::TavomendEngine {
 TvpkBakPackageManager::TvpkBakPackageManager()
-    : zipTool_(MakeSptr<ParseZipTool>(BACKUP_PACKAGE_PATH)), signTool_(MakeSptr<RsaSignVerifyTool>()),
+    : zipTool_(MakeSptr<ParseZipTool>(Formats::BACKUP_PACKAGE_PATH)), signTool_(MakeSptr<RsaSignVerifyTool>()),
       configTool_(MakeSptr<ParseAppConfigTool>())
 {
 }
@@ -37,8 +37,8 @@ bool TvpkBakPackageManager::PreconditionCheck()
 bool TvpkBakPackageManager::VerifyTvpkBakFile()
 {
     RsaSignVerifyTool::SignInfo signInfo;
-    signInfo.patchFilePath = BACKUP_PACKAGE_PATH;
-    signInfo.signFilePath = BACKUP_SIGN_PATH;
+    signInfo.patchFilePath = Formats::BACKUP_PACKAGE_PATH;
+    signInfo.signFilePath = Formats::BACKUP_SIGN_PATH;
     signInfo.type = PatchFileType::APP;
     return signTool_->VerifyFileIntegrity(signInfo);
 }
@@ -46,8 +46,8 @@ bool TvpkBakPackageManager::VerifyTvpkBakFile()
 bool TvpkBakPackageManager::ExactConfigFileToPackage()
 {
     // The extraction would keep the other package's configuration if it happened to have the same size.
-    FileUtils::CleanDir(CONFIG_PATH, false);
-    return zipTool_->UnZipTargetFiles({{CONFIG_MEMBER, CONFIG_PATH}});
+    FileUtils::CleanDir(Formats::CONFIG_PATH, false);
+    return zipTool_->UnZipTargetFiles({{Formats::CONFIG_MEMBER, Formats::CONFIG_PATH}});
 }
 
 bool TvpkBakPackageManager::GetPackageInfo()

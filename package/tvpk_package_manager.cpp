@@ -5,8 +5,8 @@
 
 #include "common/app_constants.h"
 #include "common/log.h"
-#include "common/path_constants.h"
 #include "error/app_error_code.h"
+#include "formats/device_paths.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
@@ -31,7 +31,7 @@ bool Refuse(int32_t code)
 
 TvpkPackageManager::TvpkPackageManager()
     : signTool_(MakeSptr<RsaSignVerifyTool>()), configTool_(MakeSptr<ParseAppConfigTool>()),
-      zipTool_(MakeSptr<ParseZipTool>(PACKAGE_PATH)), restoreTool_(MakeSptr<RestoreTool>()),
+      zipTool_(MakeSptr<ParseZipTool>(Formats::PACKAGE_PATH)), restoreTool_(MakeSptr<RestoreTool>()),
       bundleManager_(std::make_shared<BundleManager>())
 {
 }
@@ -81,21 +81,21 @@ bool TvpkPackageManager::PreconditionCheck()
 
 bool TvpkPackageManager::IsPackageExist()
 {
-    return FileUtils::FileIsExist(PACKAGE_PATH) && FileUtils::FileIsExist(SIGN_PATH);
+    return FileUtils::FileIsExist(Formats::PACKAGE_PATH) && FileUtils::FileIsExist(Formats::SIGN_PATH);
 }
 
 bool TvpkPackageManager::VerifyTvpkFile()
 {
     RsaSignVerifyTool::SignInfo signInfo;
-    signInfo.patchFilePath = PACKAGE_PATH;
-    signInfo.signFilePath = SIGN_PATH;
+    signInfo.patchFilePath = Formats::PACKAGE_PATH;
+    signInfo.signFilePath = Formats::SIGN_PATH;
     signInfo.type = PatchFileType::APP;
     return signTool_->VerifyFileIntegrity(signInfo);
 }
 
 bool TvpkPackageManager::ExactConfigFileToPackage()
 {
-    return zipTool_->UnZipTargetFiles({{CONFIG_MEMBER, CONFIG_PATH}});
+    return zipTool_->UnZipTargetFiles({{Formats::CONFIG_MEMBER, Formats::CONFIG_PATH}});
 }
 
 bool TvpkPackageManager::GetPackageInfo()
@@ -143,7 +143,7 @@ bool TvpkPackageManager::CheckFreeSpace()
     }
     const auto space = static_cast<uint64_t>(packageInfo_->space);
     uint64_t curAppSpace = 0;
-    if (!FileUtils::GetDirSize(WORK_DIR, curAppSpace)) {
+    if (!FileUtils::GetDirSize(Formats::WORK_DIR, curAppSpace)) {
         TAVOMEND_LOG_E("app tmp dir not exist");
         return false;
     }
@@ -162,7 +162,7 @@ bool TvpkPackageManager::CheckFreeSpace()
         needSpace = unInstalledAppSize / 5 + 2 * unInstalledAppSize;
     }
     needSpace += SAFETY_MARGIN;
-    const int32_t diskSpace = FileUtils::GetDiskFreeSpace(WORK_DIR);
+    const int32_t diskSpace = FileUtils::GetDiskFreeSpace(Formats::WORK_DIR);
     const uint64_t freeSpace = diskSpace > 0 ? static_cast<uint64_t>(diskSpace) : 0;
     if (needSpace > freeSpace) {
         TAVOMEND_LOG_E("free space: %{public}lu, needSpace: %{public}lu", freeSpace, needSpace);

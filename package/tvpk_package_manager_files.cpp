@@ -6,7 +6,8 @@
 
 #include "common/app_constants.h"
 #include "common/log.h"
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
+#include "formats/status_words.h"
 #include "package/tvpk_package_manager.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
@@ -37,12 +38,12 @@ std::string TvpkPackageManager::GetTavomendVersion()
         return packageInfo_->version;
     }
     if (IsBackupPackageExist()) {
-        statusRecord_.InitStatusRecord(STATUS_DIR, STATUS_RECORD_NAME);
+        statusRecord_.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
         std::string version;
         statusRecord_.GetStatus(version);
         return version;
     }
-    return NO_PATCH_VERSION;
+    return Formats::NO_PATCH_VERSION;
 }
 
 int32_t TvpkPackageManager::GetAppSequence(const std::string& bundleName)
@@ -113,12 +114,12 @@ bool TvpkPackageManager::GetAllBundleNameList(std::map<std::string, std::string>
 
 bool TvpkPackageManager::IsBackupPackageExist()
 {
-    return FileUtils::FileIsExist(BACKUP_PACKAGE_PATH) && FileUtils::FileIsExist(BACKUP_SIGN_PATH);
+    return FileUtils::FileIsExist(Formats::BACKUP_PACKAGE_PATH) && FileUtils::FileIsExist(Formats::BACKUP_SIGN_PATH);
 }
 
 void TvpkPackageManager::ClearBackupPackage()
 {
-    for (const char* path : {BACKUP_PACKAGE_PATH, BACKUP_SIGN_PATH}) {
+    for (const char* path : {Formats::BACKUP_PACKAGE_PATH, Formats::BACKUP_SIGN_PATH}) {
         if (!RemoveFile(path)) {
             TAVOMEND_LOG_E("remove tavomend tvpk bak failed, errorMessage: %{public}s", strerror(errno));
         }
@@ -128,10 +129,10 @@ void TvpkPackageManager::ClearBackupPackage()
 
 void TvpkPackageManager::ClearPackage()
 {
-    if (!RemoveFile(PACKAGE_PATH)) {
+    if (!RemoveFile(Formats::PACKAGE_PATH)) {
         TAVOMEND_LOG_E("remove tavomend tvpk failed, errorMessage: %{public}s", strerror(errno));
     }
-    if (!RemoveFile(SIGN_PATH)) {
+    if (!RemoveFile(Formats::SIGN_PATH)) {
         TAVOMEND_LOG_E("remove tavomend bin failed, errorMessage: %{public}s", strerror(errno));
     }
     TAVOMEND_LOG_I("ClearPackage success");
@@ -139,42 +140,42 @@ void TvpkPackageManager::ClearPackage()
 
 void TvpkPackageManager::RenamePackageToBak()
 {
-    FileUtils::RenameFile(PACKAGE_PATH, BACKUP_PACKAGE_PATH);
-    FileUtils::RenameFile(SIGN_PATH, BACKUP_SIGN_PATH);
-    chmod(BACKUP_PACKAGE_PATH, PACKAGE_MODE);
-    chmod(BACKUP_SIGN_PATH, PACKAGE_MODE);
+    FileUtils::RenameFile(Formats::PACKAGE_PATH, Formats::BACKUP_PACKAGE_PATH);
+    FileUtils::RenameFile(Formats::SIGN_PATH, Formats::BACKUP_SIGN_PATH);
+    chmod(Formats::BACKUP_PACKAGE_PATH, PACKAGE_MODE);
+    chmod(Formats::BACKUP_SIGN_PATH, PACKAGE_MODE);
 }
 
 void TvpkPackageManager::RenameBakToPackage()
 {
-    FileUtils::RenameFile(BACKUP_PACKAGE_PATH, PACKAGE_PATH);
-    FileUtils::RenameFile(BACKUP_SIGN_PATH, SIGN_PATH);
-    chmod(PACKAGE_PATH, PACKAGE_MODE);
-    chmod(SIGN_PATH, PACKAGE_MODE);
+    FileUtils::RenameFile(Formats::BACKUP_PACKAGE_PATH, Formats::PACKAGE_PATH);
+    FileUtils::RenameFile(Formats::BACKUP_SIGN_PATH, Formats::SIGN_PATH);
+    chmod(Formats::PACKAGE_PATH, PACKAGE_MODE);
+    chmod(Formats::SIGN_PATH, PACKAGE_MODE);
 }
 
 void TvpkPackageManager::ClearAppTempDir()
 {
     TAVOMEND_LOG_I("clear temp dir");
-    FileUtils::CleanDir(WORK_DIR, false);
+    FileUtils::CleanDir(Formats::WORK_DIR, false);
 }
 
 void TvpkPackageManager::CleanAppTempColdDir()
 {
     TAVOMEND_LOG_I("clear cold dir");
-    FileUtils::CleanDir(COLD_WORK_DIR, true);
+    FileUtils::CleanDir(Formats::COLD_WORK_DIR, true);
 }
 
 void TvpkPackageManager::CleanAppTempHotDir()
 {
     TAVOMEND_LOG_I("clear hot dir");
-    FileUtils::CleanDir(HOT_WORK_DIR, true);
+    FileUtils::CleanDir(Formats::HOT_WORK_DIR, true);
 }
 
 void TvpkPackageManager::RemoveAppConfigFile()
 {
     TAVOMEND_LOG_I("remove app_tavomend_config.json file");
-    FileUtils::CleanDir(CONFIG_PATH, false);
+    FileUtils::CleanDir(Formats::CONFIG_PATH, false);
 }
 
 void TvpkPackageManager::Reset()

@@ -3,14 +3,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
-#include <openssl/evp.h>
 #include <strings.h>
 
 #include "common/app_constants.h"
 #include "common/log.h"
-#include "common/path_constants.h"
 #include "error/app_error_code.h"
+#include "formats/device_paths.h"
+#include "handles/file.h"
+#include "handles/sha256.h"
 #include "package/tvpk_package_manager.h"
 #include "platform/utility/file_utils.h"
 
@@ -33,14 +33,6 @@ constexpr int32_t ERROR_HASH_MISMATCH = 640;
 
 constexpr size_t HASH_CHUNK_SIZE = 1024;
 
-struct Closer {
-    void operator()(FILE* file) const { static_cast<void>(fclose(file)); }
-    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
-};
-using File = std::unique_ptr<FILE, Closer>;
-using DigestContext = std::unique_ptr<EVP_MD_CTX, Closer>;
-using Digest = std::array<unsigned char, 32>;
-
 // From the last "." on; empty for a path without one.
 std::string SuffixOf(const std::string& path)
 {
@@ -54,22 +46,17 @@ std::string DirPartOf(const std::string& path)
     return path.substr(0, path.rfind('/') + 1);
 }
 
-bool DigestFile(FILE* file, Digest& digest)
+bool DigestFile(FILE* file, Handles::Sha256Digest& digest)
 {
-    const DigestContext context(EVP_MD_CTX_new());
-    if (context == nullptr || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1) {
-        return false;
-    }
+    Handles::Sha256 hash;
     std::array<char, HASH_CHUNK_SIZE + 1> buffer{};
     size_t count = 0;
     do {
         buffer.fill('\0');
         count = fread(buffer.data(), 1, HASH_CHUNK_SIZE, file);
-        if (EVP_DigestUpdate(context.get(), buffer.data(), count) != 1) {
-            return false;
-        }
+        hash.Add(buffer.data(), count);
     } while (count == HASH_CHUNK_SIZE);
-    return ferror(file) == 0 && EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) == 1;
+    return ferror(file) == 0 && hash.Finish(digest);
 }
 
 std::string JoinEntries(const std::string& label, const std::vector<std::string>& entries)
@@ -156,7 +143,7 @@ void TvpkPackageManager::GetAbsoluteDiffPath(const ParseAppConfigTool::AppInfo& 
         if (subDir == APP_TYPE_SERVICE_FWK && appInfo.basePaths[i].find(APP_TYPE_SERVICE_FWK) == std::string::npos) {
             subDir = APP_TYPE_INTERNAL;
         }
-        info.diffPaths.push_back(std::string(WORK_DIR) + "/" + appInfo.appPatchType + "/" + subDir +
+        info.diffPaths.push_back(std::string(Formats::WORK_DIR) + "/" + appInfo.appPatchType + "/" + subDir +
                                  appInfo.diffPaths[i]);
     }
 }
@@ -169,7 +156,7 @@ std::vector<std::string> TvpkPackageManager::GetRestoreProductPaths(const std::v
     for (size_t i = 0; i < diffPaths.size(); ++i) {
         const std::string suffix = SuffixOf(diffPaths[i]);
         TAVOMEND_LOG_I("diffPath: %{public}s, fileSuffix: %{public}s", diffPaths[i].c_str(), suffix.c_str());
-        if (suffix != DIFF_SUFFIX) {
+        if (suffix != Formats::DIFF_SUFFIX) {
             products.push_back(diffPaths[i]);
             continue;
         }
@@ -262,7 +249,7 @@ bool TvpkPackageManager::CheckExactAPatchRes(const APatchInfo& info)
 void TvpkPackageManager::ResetPathGidAndUid(const std::string& path)
 {
     std::string current = path;
-    while (current != WORK_DIR) {
+    while (current != Formats::WORK_DIR) {
         FileUtils::SetGidAndUidToTavomend(current);
         const size_t slash = current.rfind('/');
         if (slash == std::string::npos) {
@@ -315,7 +302,7 @@ bool TvpkPackageManager::RestoreAppFile(const APatchInfo& info)
 {
     for (size_t i = 0; i < static_cast<size_t>(info.fileNum); ++i) {
         const std::string& product = info.restoreProductPaths[i];
-        if (SuffixOf(info.diffPaths[i]) == DIFF_SUFFIX) {
+        if (SuffixOf(info.diffPaths[i]) == Formats::DIFF_SUFFIX) {
             if (restoreTool_->RestoreFile(info.diffPaths[i], info.basePaths[i], product) != 0) {
                 TAVOMEND_LOG_E("restore app failed, bundleName: %{public}s", info.bundleName.c_str());
                 RecordAppError(info.bundleName, ERROR_RESTORE_FILE_FAILED);
@@ -353,12 +340,12 @@ std::string TvpkPackageManager::GetFileSHA256(const std::string& path)
         TAVOMEND_LOG_E("filePath: %{public}s is an invalid path", path.c_str());
         return "";
     }
-    const File file(fopen(path.c_str(), "rb"));
+    const Handles::File file(fopen(path.c_str(), "rb"));
     if (file == nullptr) {
         TAVOMEND_LOG_E("filePath: %{public}s, errorMessage:%{public}s", path.c_str(), strerror(errno));
         return "";
     }
-    Digest digest{};
+    Handles::Sha256Digest digest{};
     if (!DigestFile(file.get(), digest)) {
         return "";
     }

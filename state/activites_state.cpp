@@ -1,7 +1,7 @@
 #include "state/activites_state.h"
 
 #include "common/log.h"
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
 #include "state/state_errors.h"
 
@@ -173,7 +173,7 @@ bool ActivitesState::DoRevokePackageTask(const std::vector<std::string>& bundleN
         TAVOMEND_LOG_E("bundleNameList is null");
         return false;
     }
-    statusRecord_.InitStatusRecord(STATUS_DIR, STATUS_RECORD_NAME);
+    statusRecord_.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
     if (statusRecord_.GetStatusFromFile().empty()) {
         TAVOMEND_LOG_I("do revoke package task end, skip");
         return true;

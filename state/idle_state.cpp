@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
 #include "state/state_errors.h"
 
 namespace ORVX::TavomendEngine {
@@ -16,7 +16,7 @@ bool IdleState::SwitchState(const State& targetState, const std::vector<std::str
     if (!packageManager_->IsPackageExist()) {
         packageManager_->ClearAppTempDir();
     }
-    static_cast<void>(remove(STATUS_DIR)); // goes only when it is empty
+    static_cast<void>(remove(Formats::STATUS_DIR)); // goes only when it is empty
     packageManager_->ClearBackupPackage();
     return true;
 }

@@ -1,7 +1,7 @@
 #include "state/ready_state.h"
 
 #include "common/log.h"
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
 #include "state/state_errors.h"
 
@@ -80,7 +80,7 @@ bool ReadyState::DoRevokePackageTask(const std::vector<std::string>& /*bundleNam
         TAVOMEND_LOG_I("stage is sa, skip");
         return true;
     }
-    statusRecord_.InitStatusRecord(STATUS_DIR, STATUS_RECORD_NAME);
+    statusRecord_.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
     if (statusRecord_.GetStatusFromFile().empty()) {
         TAVOMEND_LOG_I("skip");
         return true;

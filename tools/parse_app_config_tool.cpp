@@ -5,17 +5,13 @@
 
 #include "common/app_constants.h"
 #include "common/log.h"
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
+#include "handles/json.h"
 
 namespace ORVX::TavomendEngine {
 namespace {
 constexpr int32_t ACTION_ENABLE = 0;
 constexpr int32_t ACTION_REVOKE = 2;
-
-struct JsonDeleter {
-    void operator()(cJSON* root) const { cJSON_Delete(root); }
-};
-using JsonRoot = std::unique_ptr<cJSON, JsonDeleter>;
 
 // Outcome of reading an array of strings; the caller names a bad element in its own words.
 enum class ReadResult { OK, REFUSED, BAD_ELEMENT };
@@ -64,7 +60,7 @@ ParseAppConfigTool::ParseAppConfigTool()
 
 bool ParseAppConfigTool::ParseTavomendConfig()
 {
-    const JsonRoot root(jsonTool_.ParseJsonFromFile(CONFIG_PATH));
+    const Handles::JsonRoot root(jsonTool_.ParseJsonFromFile(Formats::CONFIG_PATH));
     if (root == nullptr) {
         TAVOMEND_LOG_E("cJSON root is NULL.");
         return false;

@@ -10,19 +10,17 @@
 #include <sys/stat.h>
 
 #include "common/log.h"
+#include "handles/file.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendEngine {
+using Handles::File;
+
 namespace {
 constexpr size_t MEMBER_NAME_SIZE = 4096;
 constexpr int BUFFER_SIZE = 4096;
 constexpr mode_t DIR_MODE = 0755;
-
-struct FileCloser {
-    void operator()(FILE* file) const { static_cast<void>(fclose(file)); }
-};
-using File = std::unique_ptr<FILE, FileCloser>;
 
 bool GetCurrentMember(unzFile handle, std::string& fileName, unz_file_info& info)
 {

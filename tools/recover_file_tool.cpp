@@ -6,21 +6,18 @@
 #include <memory>
 
 #include "common/log.h"
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
+#include "handles/file.h"
+#include "handles/json.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendEngine {
-namespace {
-struct Releaser {
-    void operator()(FILE* file) const { static_cast<void>(fclose(file)); }
-    void operator()(cJSON* root) const { cJSON_Delete(root); }
-    void operator()(char* text) const { cJSON_free(text); }
-};
-using File = std::unique_ptr<FILE, Releaser>;
-using JsonRoot = std::unique_ptr<cJSON, Releaser>;
-using JsonText = std::unique_ptr<char, Releaser>;
+using Handles::File;
+using Handles::JsonRoot;
+using Handles::JsonText;
 
+namespace {
 JsonText PrintList(const std::vector<std::string>& bundleNames)
 {
     const JsonRoot root(cJSON_CreateObject());
@@ -42,13 +39,13 @@ bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleN
     if (bundleNames.empty()) {
         return true;
     }
-    File file(fopen(RECOVER_LIST_PATH, "w"));
+    File file(fopen(Formats::RECOVER_LIST_PATH, "w"));
     if (file == nullptr) {
         TAVOMEND_LOG_E("file is NULL, errorMessage: %{public}s", strerror(errno));
         return false;
     }
     if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
-        FileUtils::SetGidAndUidToTavomend(RECOVER_LIST_PATH);
+        FileUtils::SetGidAndUidToTavomend(Formats::RECOVER_LIST_PATH);
     }
     const JsonText text = PrintList(bundleNames);
     const bool isWritten = text != nullptr && fwrite(text.get(), strlen(text.get()), 1, file.get()) == 1;
@@ -59,8 +56,8 @@ bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleN
 
 bool RecoverFileTool::GetRecoverBundleNameList(std::vector<std::string>& bundleNames)
 {
-    const bool hasBackup = FileUtils::FileIsExist(BACKUP_RECOVER_LIST_PATH);
-    const std::string path = hasBackup ? BACKUP_RECOVER_LIST_PATH : RECOVER_LIST_PATH;
+    const bool hasBackup = FileUtils::FileIsExist(Formats::BACKUP_RECOVER_LIST_PATH);
+    const std::string path = hasBackup ? Formats::BACKUP_RECOVER_LIST_PATH : Formats::RECOVER_LIST_PATH;
     if (!FileUtils::FileIsExist(path)) {
         TAVOMEND_LOG_I("get recover bundleName list end");
         return true;
@@ -93,10 +90,10 @@ bool RecoverFileTool::GetRecoverBundleNameList(std::vector<std::string>& bundleN
 
 void RecoverFileTool::RenameRevokeFileToBak()
 {
-    if (!FileUtils::FileIsExist(RECOVER_LIST_PATH)) {
+    if (!FileUtils::FileIsExist(Formats::RECOVER_LIST_PATH)) {
         return;
     }
-    if (rename(RECOVER_LIST_PATH, BACKUP_RECOVER_LIST_PATH) != 0) {
+    if (rename(Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH) != 0) {
         TAVOMEND_LOG_E("rename recover file failed, errorMessage: %{public}s", strerror(errno));
     }
     TAVOMEND_LOG_I("rename revoke file to bak");
@@ -104,7 +101,7 @@ void RecoverFileTool::RenameRevokeFileToBak()
 
 void RecoverFileTool::RemoveRevokeBakFile()
 {
-    if (FileUtils::FileIsExist(BACKUP_RECOVER_LIST_PATH) && remove(BACKUP_RECOVER_LIST_PATH) != 0) {
+    if (FileUtils::FileIsExist(Formats::BACKUP_RECOVER_LIST_PATH) && remove(Formats::BACKUP_RECOVER_LIST_PATH) != 0) {
         TAVOMEND_LOG_E("remove recover file to bak failed, errorMessage: %{public}s", strerror(errno));
     }
     TAVOMEND_LOG_I("remove revoke bak file end");
@@ -112,7 +109,7 @@ void RecoverFileTool::RemoveRevokeBakFile()
 
 bool RecoverFileTool::RecoverFileIsExist()
 {
-    if (FileUtils::FileIsExist(RECOVER_LIST_PATH)) {
+    if (FileUtils::FileIsExist(Formats::RECOVER_LIST_PATH)) {
         return true;
     }
     TAVOMEND_LOG_W("recover file not exist");

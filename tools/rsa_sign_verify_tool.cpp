@@ -11,20 +11,15 @@
 #include <openssl/rsa.h>
 
 #include "common/log.h"
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
+#include "handles/crypto.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::TavomendEngine {
-namespace {
-const std::map<PatchFileType, std::string> PUBLIC_KEYS = {{PatchFileType::APP, PUBLIC_KEY_PATH}};
+using Handles::Crypto;
 
-struct CryptoDeleter {
-    void operator()(BIO* bio) const { BIO_free(bio); }
-    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
-    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
-};
-template <typename T>
-using Crypto = std::unique_ptr<T, CryptoDeleter>;
+namespace {
+const std::map<PatchFileType, std::string> PUBLIC_KEYS = {{PatchFileType::APP, Formats::PUBLIC_KEY_PATH}};
 
 // PEM_read_bio_RSA_PUBKEY may replace or free the object that it is given, so the owner hands out its address.
 class RsaKey {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace ORVX::PackageFile {
+namespace ORVX::Cli {
 TextTable::TextTable(std::vector<std::string> header) : rows_{std::move(header)} {}
 
 void TextTable::Add(std::vector<std::string> row)
@@ -29,4 +29,4 @@ std::string TextTable::ToString() const
     }
     return text;
 }
-} // namespace ORVX::PackageFile
+} // namespace ORVX::Cli

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace ORVX::PackageFile {
+namespace ORVX::Cli {
 class TextTable {
 public:
     explicit TextTable(std::vector<std::string> header);
@@ -15,6 +15,6 @@ public:
 private:
     std::vector<std::vector<std::string>> rows_;
 };
-} // namespace ORVX::PackageFile
+} // namespace ORVX::Cli
 
 #endif

@@ -5,12 +5,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "apps/tavomend/delivery.h"
 #include "apps/tavomend/patch_run.h"
+#include "hosting/delivery.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendCli {
-using TavomendHost::ServiceStart;
+using namespace TavomendHosting;
 
 namespace {
 using Stage = std::function<int(Session&)>;
@@ -54,7 +54,7 @@ int ServiceStage(Session& session)
     return platform == nullptr ? EXIT_FAILED : LoadAndApply(session);
 }
 
-std::string LineOf(const TavomendHost::ScanReport::Entry& entry)
+std::string LineOf(const ScanReport::Entry& entry)
 {
     const std::string name = entry.bundleName.empty() ? "" : entry.bundleName + " ";
     return "  " + name + entry.action +

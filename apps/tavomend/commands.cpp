@@ -5,19 +5,20 @@
 
 #include "apps/common/text_table.h"
 #include "apps/tavomend/boot.h"
-#include "apps/tavomend/delivery.h"
 #include "apps/tavomend/device_setup.h"
 #include "apps/tavomend/patch_run.h"
 #include "apps/tavomend/session.h"
-#include "common/path_constants.h"
-#include "engine/engine_app_impl.h"
+#include "engine/engine_factory.h"
+#include "formats/device_paths.h"
+#include "hosting/delivery.h"
+#include "hosting/device_view.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendCli {
-using TavomendEngine::EngineAppImpl;
+using namespace TavomendHosting;
+using TavomendEngine::CreateEngineApp;
 using TavomendEngine::FileUtils;
-using TavomendHost::ServiceStart;
 
 namespace {
 int RunDeliver(Session& session, const std::string& package, const std::string& signature)
@@ -79,8 +80,8 @@ int RunRevoke(Session& session, const std::vector<std::string>& bundleNames)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    EngineAppImpl engine;
-    if (engine.RevokeTavomend(bundleNames) == 0) {
+    const auto engine = CreateEngineApp();
+    if (engine->RevokeTavomend(bundleNames) == 0) {
         return EXIT_DONE;
     }
     return session.Out().Fail("only the process that applied a patch can revoke single applications of it; to take the "
@@ -93,8 +94,8 @@ int RunClear(Session& session)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    EngineAppImpl engine;
-    if (engine.ClearTavomend() != 0) {
+    const auto engine = CreateEngineApp();
+    if (engine->ClearTavomend() != 0) {
         return session.Out().Fail("the engine could not go back to idle");
     }
     session.Out().Say("cleared: no patch is delivered for keeping or in force; applications stay as they are");
@@ -108,8 +109,8 @@ int RunTest(Session& session)
     if (platform == nullptr) {
         return EXIT_FAILED;
     }
-    EngineAppImpl engine;
-    const std::string text = engine.TestTavomend();
+    const auto engine = CreateEngineApp();
+    const std::string text = engine->TestTavomend();
     session.Out().Say(text);
     session.Out().Emit({{"test", text}});
     return EXIT_DONE;
@@ -120,12 +121,12 @@ int RunVersion(Session& session)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    EngineAppImpl engine;
-    const std::string version = engine.GetTavomendVersion();
+    const auto engine = CreateEngineApp();
+    const std::string version = engine->GetTavomendVersion();
     session.Out().Emit({{"version", version}});
     if (version.empty()) {
         std::string reason;
-        static_cast<void>(JudgePackage(TavomendEngine::PACKAGE_PATH, TavomendEngine::SIGN_PATH, reason));
+        static_cast<void>(JudgePackage(Formats::PACKAGE_PATH, Formats::SIGN_PATH, reason));
         return session.Out().Fail("the delivered package does not pass its check" +
                                   (reason.empty() ? "" : ": " + reason));
     }
@@ -138,7 +139,7 @@ int RunStatus(Session& session)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    const StatusView view = ReadStatus(ReadBundleNames());
+    const StatusView view = ReadStatus(session.Port(), ReadBundleNames());
     session.Out().Emit({{"status", view.status},
                         {"version", view.version},
                         {"detail", view.detail},
@@ -168,9 +169,9 @@ int RunInfo(Session& session)
                                     : "no patch is in force");
         return EXIT_NOTHING;
     }
-    EngineAppImpl engine;
-    const auto infos = engine.GetTavomendInfo();
-    PackageFile::TextTable table({"BUNDLE", "PATCH"});
+    const auto engine = CreateEngineApp();
+    const auto infos = engine->GetTavomendInfo();
+    Cli::TextTable table({"BUNDLE", "PATCH"});
     auto applications = nlohmann::ordered_json::object();
     for (const auto& [name, status] : infos) {
         const char* word = status == TavomendEngine::PATCH_FIXED ? "fixed" : "not fixed";

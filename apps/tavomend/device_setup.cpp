@@ -5,17 +5,17 @@
 #include <map>
 
 #include "apps/common/text_table.h"
-#include "common/path_constants.h"
+#include "formats/bundle_file.h"
+#include "formats/device_paths.h"
 #include "platform/api/bundle_mgr.h"
 #include "platform/api/system_ability_manager.h"
-#include "platform/host/bundle_store.h"
-#include "platform/host/package_reader.h"
 #include "platform/utility/file_utils.h"
+#include "ports/host/bundle_store.h"
+#include "ports/host/host_platform.h"
 
 namespace ORVX::TavomendCli {
 namespace fs = std::filesystem;
 using TavomendEngine::FileUtils;
-using TavomendHost::ServiceStart;
 
 namespace {
 constexpr const char* INSTALL_STAGING_DIR = "/data/app/incoming";
@@ -50,11 +50,11 @@ bool CopyFactoryFiles(const std::string& root, const std::vector<std::string>& f
 {
     std::map<std::string, fs::path> dirs; // by bundle name
     for (const auto& file : files) {
-        const auto manifest = TavomendHost::PackageReader::Read(file, error);
+        const auto manifest = Formats::BundleFile::Read(file, error);
         if (!manifest) {
             return false;
         }
-        const bool isFwk = manifest->bundleType == TavomendHost::BUNDLE_TYPE_SERVICE_FWK;
+        const bool isFwk = manifest->bundleType == Formats::BUNDLE_TYPE_SERVICE_FWK;
         const std::string name = fs::path(file).stem().string();
         const fs::path apps = fs::path(root) / "system/app" / (isFwk ? "appServiceFwk" : "");
         const fs::path dir = dirs.emplace(manifest->bundleName, apps / name).first->second;
@@ -74,8 +74,8 @@ bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string&
         return false;
     }
     if (!setup.publicKey.empty() &&
-        !FileUtils::ReplaceFileByCopy(setup.publicKey, root + TavomendEngine::PUBLIC_KEY_PATH, FILE_MODE)) {
-        error = "cannot write " + root + TavomendEngine::PUBLIC_KEY_PATH;
+        !FileUtils::ReplaceFileByCopy(setup.publicKey, root + Formats::PUBLIC_KEY_PATH, FILE_MODE)) {
+        error = "cannot write " + root + Formats::PUBLIC_KEY_PATH;
         return false;
     }
     const std::string release = "NAME=\"Device\"\nVERSION_ID=\"" + setup.baseVersion + "\"\n";
@@ -86,7 +86,7 @@ bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string&
     return CopyFactoryFiles(root, setup.factoryFiles, error);
 }
 
-std::string FlagsOf(const TavomendHost::InstalledBundle& bundle)
+std::string FlagsOf(const InstalledBundle& bundle)
 {
     std::string flags = bundle.keepAlive ? "keep-alive" : "";
     for (const auto& [isSet, word] :
@@ -96,6 +96,15 @@ std::string FlagsOf(const TavomendHost::InstalledBundle& bundle)
         }
     }
     return flags;
+}
+
+std::vector<std::string> FilesOf(const InstalledBundle& bundle)
+{
+    std::vector<std::string> files;
+    for (const auto& module : bundle.modules) {
+        files.push_back(module.second);
+    }
+    return files;
 }
 
 std::string JoinUsers(const std::vector<int32_t>& users)
@@ -212,10 +221,10 @@ int RunDeviceList(Session& session)
     if (platform == nullptr) {
         return EXIT_FAILED;
     }
-    PackageFile::TextTable table({"BUNDLE", "USERS", "VERSION", "NAME", "STATE", "FLAGS"});
+    Cli::TextTable table({"BUNDLE", "USERS", "VERSION", "NAME", "STATE", "FLAGS"});
     auto rows = nlohmann::ordered_json::array();
     for (const auto& bundle : platform->ListBundles()) {
-        const char* state = bundle.isUpdated ? "updated" : "factory";
+        const char* state = !bundle.isFactory ? "updated" : "factory";
         table.Add({bundle.bundleName, JoinUsers(bundle.users), std::to_string(bundle.versionCode), bundle.versionName,
                    state, FlagsOf(bundle)});
         rows.push_back({{"bundle", bundle.bundleName},
@@ -226,7 +235,7 @@ int RunDeviceList(Session& session)
                         {"keepAlive", bundle.keepAlive},
                         {"singleton", bundle.singleton},
                         {"type", bundle.bundleType},
-                        {"files", bundle.packagePaths}});
+                        {"files", FilesOf(bundle)}});
     }
     session.Out().Emit({{"bundles", rows}});
     if (!session.Out().IsJson()) {

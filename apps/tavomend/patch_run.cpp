@@ -1,13 +1,15 @@
 #include "apps/tavomend/patch_run.h"
 
-#include "common/path_constants.h"
-#include "common/status_words.h"
-#include "engine/engine_app_impl.h"
+#include "engine/engine_factory.h"
+#include "formats/device_paths.h"
+#include "formats/status_words.h"
+#include "hosting/device_view.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendCli {
-using TavomendEngine::EngineAppImpl;
+using namespace TavomendHosting;
+using TavomendEngine::CreateEngineApp;
 using TavomendEngine::SysUtils;
 
 namespace {
@@ -32,16 +34,10 @@ private:
     int32_t done_ = 0;
 };
 
-bool IsHalfDelivered()
-{
-    using TavomendEngine::FileUtils;
-    return FileUtils::FileIsExist(TavomendEngine::PACKAGE_PATH) != FileUtils::FileIsExist(TavomendEngine::SIGN_PATH);
-}
-
 // Says in one line how a failed operation failed.
 int FailWithStatus(const Session& session, const std::string& what, const std::vector<std::string>& bundleNames)
 {
-    const StatusView view = ReadStatus(bundleNames);
+    const StatusView view = ReadStatus(session.Port(), bundleNames);
     const std::string reason =
         view.explanation.empty() ? "an application does not run the version that the patch asks for" : view.explanation;
     session.Out().Emit({{"event", "result"},
@@ -58,18 +54,18 @@ int LoadOnce(const Session& session, int32_t stage)
 {
     SysUtils::SetRunningStage(stage);
     const auto bundleNames = ReadBundleNames();
-    EngineAppImpl engine;
-    const int32_t result = engine.LoadTavomend();
+    const auto engine = CreateEngineApp();
+    const int32_t result = engine->LoadTavomend();
     if (result == NOTHING_TO_DO || !IsPackageDelivered()) {
         session.Out().Say("load: no package is delivered");
-        session.Out().Emit({{"event", "result"}, {"done", false}, {"status", engine.GetTavomendStatus()}});
+        session.Out().Emit({{"event", "result"}, {"done", false}, {"status", engine->GetTavomendStatus()}});
         return EXIT_NOTHING;
     }
     if (result != 0) {
         return FailWithStatus(session, "load failed", bundleNames);
     }
-    session.Out().Say("load: " + engine.GetTavomendStatus());
-    session.Out().Emit({{"event", "result"}, {"done", true}, {"status", engine.GetTavomendStatus()}});
+    session.Out().Say("load: " + engine->GetTavomendStatus());
+    session.Out().Emit({{"event", "result"}, {"done", true}, {"status", engine->GetTavomendStatus()}});
     return EXIT_DONE;
 }
 
@@ -78,13 +74,13 @@ int LoadAndApply(const Session& session)
     SysUtils::SetRunningStage(TavomendEngine::RUNNING_STAGE_SA);
     const auto bundleNames = ReadBundleNames();
     const bool isDelivered = IsPackageDelivered();
-    EngineAppImpl engine;
-    const int32_t loaded = engine.LoadTavomend();
+    const auto engine = CreateEngineApp();
+    const int32_t loaded = engine->LoadTavomend();
     if (!isDelivered && !IsPackageDelivered()) { // a migration may have brought one
-        const StatusView view = ReadStatus(bundleNames);
-        const bool isInForce = view.status == TavomendEngine::STATUS_ACTIVITES;
+        const StatusView view = ReadStatus(session.Port(), bundleNames);
+        const bool isInForce = view.status == Formats::STATUS_ACTIVITES;
         session.Out().Emit({{"event", "result"}, {"done", false}, {"status", view.status}, {"version", view.version}});
-        if (view.status == TavomendEngine::STATUS_ACTIVITES_FAILED) {
+        if (view.status == Formats::STATUS_ACTIVITES_FAILED) {
             session.Out().Say("nothing to do: no package is delivered; the last apply failed" +
                               (view.explanation.empty() ? "" : ": " + view.explanation));
         } else {
@@ -97,13 +93,13 @@ int LoadAndApply(const Session& session)
     }
     session.Out().Say(loaded == 0 ? "load: ready" : "load: not everything is ready");
     const auto client = MakeSptr<Client>(session.Out());
-    engine.RegisterCallback(client);
-    const int32_t result = engine.ApplyTavomend();
-    engine.UnregisterCallback(client);
+    engine->RegisterCallback(client);
+    const int32_t result = engine->ApplyTavomend();
+    engine->UnregisterCallback(client);
     if (result != 0) {
         return FailWithStatus(session, "apply failed", bundleNames);
     }
-    const StatusView view = ReadStatus(bundleNames);
+    const StatusView view = ReadStatus(session.Port(), bundleNames);
     session.Out().Say("patch " + view.version + " is in force");
     session.Out().Emit({{"event", "result"},
                         {"done", true},

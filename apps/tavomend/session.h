@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "apps/tavomend/console.h"
-#include "platform/host/device_root.h"
-#include "platform/host/host_platform.h"
+#include "ports/host/device_root.h"
+#include "ports/host/host_port.h"
 
 namespace ORVX::TavomendCli {
 struct Options {
@@ -24,6 +24,7 @@ public:
     explicit Session(const Options& options) : options_(options), console_(options.isJson) {}
 
     [[nodiscard]] const Options& GetOptions() const { return options_; }
+    [[nodiscard]] const IDevicePort& Port() const { return port_; }
     [[nodiscard]] const Console& Out() const { return console_; }
     // False with a message when the folder is no device.
     [[nodiscard]] bool CheckDevice() const;
@@ -32,27 +33,15 @@ public:
     // The same for a folder that is to become a device.
     [[nodiscard]] bool EnterRoot();
     // Null with a message on failure.
-    [[nodiscard]] std::unique_ptr<TavomendHost::HostPlatform> StartPlatform(TavomendHost::ServiceStart start) const;
+    [[nodiscard]] std::unique_ptr<IDevicePlatform> StartPlatform(ServiceStart start) const;
 
 private:
     Options options_;
     Console console_;
+    TavomendHost::HostPort port_;
     std::unique_ptr<TavomendHost::DeviceRoot> root_;
 };
 
-// What is on the device, seen from outside the engine.
-[[nodiscard]] bool IsPackageDelivered();
-[[nodiscard]] bool IsBackupThere();
-// The bundle names of the delivered package, else of the backup, by sequence number; empty when unreadable.
-[[nodiscard]] std::vector<std::string> ReadBundleNames();
-
-struct StatusView {
-    std::string version;
-    std::string status;
-    std::string detail;
-    std::string explanation; // of the detail's error codes
-};
-[[nodiscard]] StatusView ReadStatus(const std::vector<std::string>& bundleNames);
 } // namespace ORVX::TavomendCli
 
 #endif

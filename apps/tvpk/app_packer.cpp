@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <vector>
 
-#include "apps/common/package_archive.h"
-#include "platform/host/package_reader.h"
+#include "formats/bundle_file.h"
+#include "formats/zip_archive.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::Tvpk {
@@ -37,7 +37,7 @@ bool ListFiles(const std::string& directory, std::vector<fs::path>& files, std::
 bool WriteArchive(const std::string& directory, const std::vector<fs::path>& files, const std::string& path, int level,
                   std::string& error)
 {
-    PackageFile::ArchiveWriter archive(path);
+    Formats::ZipWriter archive(path);
     for (const auto& file : files) {
         if (!archive.AddFile(file.generic_string(), (fs::path(directory) / file).string(), level, error)) {
             return false;
@@ -53,12 +53,12 @@ bool PackApp(const std::string& directory, const std::string& outPath, int level
         error = "there is no directory " + directory;
         return false;
     }
-    const std::string manifestPath = (fs::path(directory) / TavomendHost::MANIFEST_MEMBER).string();
+    const std::string manifestPath = (fs::path(directory) / Formats::MANIFEST_MEMBER).string();
     if (!FileUtils::FileIsExist(manifestPath)) {
         error = directory + " has no manifest.json at its top";
         return false;
     }
-    if (!TavomendHost::PackageReader::ParseManifest(FileUtils::GetFileStream(manifestPath), error)) {
+    if (!Formats::BundleFile::ParseManifest(FileUtils::GetFileStream(manifestPath), error)) {
         error = directory + ": " + error;
         return false;
     }
@@ -68,7 +68,7 @@ bool PackApp(const std::string& directory, const std::string& outPath, int level
     }
     const std::string beside = outPath + ".part";
     const bool isDone = WriteArchive(directory, files, beside, level, error) &&
-                        TavomendHost::PackageReader::Read(beside, error).has_value() &&
+                        Formats::BundleFile::Read(beside, error).has_value() &&
                         std::rename(beside.c_str(), outPath.c_str()) == 0;
     if (!isDone) {
         std::remove(beside.c_str());

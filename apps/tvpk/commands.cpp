@@ -4,14 +4,14 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
-#include "apps/common/package_archive.h"
-#include "apps/common/signature.h"
 #include "apps/common/text_table.h"
 #include "apps/tvpk/app_packer.h"
 #include "apps/tvpk/diff_commands.h"
 #include "apps/tvpk/package_inspector.h"
 #include "apps/tvpk/package_maker.h"
 #include "apps/tvpk/release_file.h"
+#include "formats/signature.h"
+#include "formats/zip_archive.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::Tvpk {
@@ -50,7 +50,7 @@ int RunKeygen(const std::string& outDir, int bits)
         }
     }
     std::string error;
-    if (!PackageFile::MakeKeyPair(bits, privatePath, publicPath, error)) {
+    if (!Formats::MakeKeyPair(bits, privatePath, publicPath, error)) {
         return Fail(error);
     }
     std::cout << "private key: " << privatePath << " (keep it to yourself)\n"
@@ -71,7 +71,7 @@ int RunPack(const std::string& directory, const std::string& outPath, int level)
 void PrintMade(const MadePackage& made, const std::string& outDir)
 {
     uint64_t newSize = 0;
-    PackageFile::TextTable table({"BUNDLE", "FILE", "SHIPPED AS", "NEW BYTES", "SHIPPED", "SHARE"});
+    Cli::TextTable table({"BUNDLE", "FILE", "SHIPPED AS", "NEW BYTES", "SHIPPED", "SHARE"});
     for (const auto& file : made.files) {
         table.Add({file.bundleName, file.member, file.kind, std::to_string(file.newSize),
                    std::to_string(file.shippedSize), Percent(file.shippedSize, file.newSize)});
@@ -130,7 +130,7 @@ int RunMake(const std::string& releasePath, const std::string& keyPath, const st
 int RunInspect(const std::string& package, bool asJson)
 {
     std::string error;
-    const auto archive = PackageFile::PackageArchive::Open(package, error);
+    const auto archive = Formats::ZipArchive::Open(package, error);
     if (!archive) {
         return Fail(error);
     }

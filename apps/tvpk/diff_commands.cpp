@@ -1,15 +1,15 @@
 #include "apps/tvpk/diff_commands.h"
 
-#include "apps/tvpk/diff_maker.h"
-#include "platform/api/apply_patch.h"
-#include "platform/host/diff/difference_header.h"
-#include "platform/host/diff/mapped_file.h"
-#include "platform/host/diff/patch_result.h"
-
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
+
+#include "diff/difference_applier.h"
+#include "diff/difference_header.h"
+#include "diff/difference_maker.h"
+#include "diff/difference_result.h"
+#include "diff/mapped_file.h"
 
 namespace ORVX::Tvpk {
 namespace {
@@ -36,8 +36,8 @@ void ShowProgress(const std::string& step, uint64_t done, uint64_t total)
 // "tvdf" for the archive-aware format, "zstd" for a plain frame.
 const char* FormatName(const std::string& diffPath)
 {
-    const auto difference = TavomendHost::MappedFile::Open(diffPath);
-    return difference.has_value() && TavomendHost::IsArchivePatch(difference->View()) ? "tvdf" : "zstd";
+    const auto difference = Difference::MappedFile::Open(diffPath);
+    return difference.has_value() && Difference::IsArchiveDifference(difference->View()) ? "tvdf" : "zstd";
 }
 
 uint64_t SizeOf(const std::string& path)
@@ -47,11 +47,11 @@ uint64_t SizeOf(const std::string& path)
     return error ? 0 : size;
 }
 
-nlohmann::ordered_json ToJson(const DiffReport& report)
+nlohmann::ordered_json ToJson(const Difference::DifferenceReport& report)
 {
     return {{"schema", SCHEMA},
             {"command", "diff"},
-            {"kind", DiffKindName(report.kind)},
+            {"kind", Difference::DifferenceKindName(report.kind)},
             {"oldSize", report.oldSize},
             {"newSize", report.newSize},
             {"diffSize", report.diffSize},
@@ -79,13 +79,13 @@ DiffCommands::DiffCommands(CLI::App& program, int& result)
 
 int DiffCommands::Diff() const
 {
-    DiffOptions options;
+    Difference::DifferenceOptions options;
     if (isatty(STDERR_FILENO) != 0) {
         options.progress = ShowProgress;
     }
-    DiffReport report;
+    Difference::DifferenceReport report;
     std::string error;
-    if (!MakeDifference(oldPath_, newPath_, diffPath_, options, report, error)) {
+    if (!Difference::MakeDifference(oldPath_, newPath_, diffPath_, options, report, error)) {
         return Fail(error);
     }
     if (json_) {
@@ -94,17 +94,18 @@ int DiffCommands::Diff() const
     }
     const double share =
         report.newSize != 0 ? 100.0 * static_cast<double>(report.diffSize) / static_cast<double>(report.newSize) : 0;
-    std::printf("%s: %llu bytes for a file of %llu (%.1f %%); plain zstd: %llu\n", DiffKindName(report.kind),
-                static_cast<unsigned long long>(report.diffSize), static_cast<unsigned long long>(report.newSize),
-                share, static_cast<unsigned long long>(report.plainSize));
+    std::printf("%s: %llu bytes for a file of %llu (%.1f %%); plain zstd: %llu\n",
+                Difference::DifferenceKindName(report.kind), static_cast<unsigned long long>(report.diffSize),
+                static_cast<unsigned long long>(report.newSize), share,
+                static_cast<unsigned long long>(report.plainSize));
     return EXIT_DONE;
 }
 
 int DiffCommands::Patch() const
 {
-    const int result = ApplyPatch(diffPath_, oldPath_, newPath_);
-    const std::string text = TavomendHost::PatchResultText(result);
-    const bool isDone = result == TavomendHost::PATCH_OK;
+    const int result = Difference::ApplyDifference(diffPath_, oldPath_, newPath_);
+    const std::string text = Difference::DifferenceResultText(result);
+    const bool isDone = result == Difference::DIFFERENCE_OK;
     if (json_) {
         nlohmann::ordered_json report = {{"schema", SCHEMA}, {"command", "patch"}, {"code", result}, {"text", text}};
         if (isDone) {

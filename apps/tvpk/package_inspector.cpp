@@ -3,16 +3,16 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "apps/common/signature.h"
 #include "apps/common/text_table.h"
+#include "formats/signature.h"
 
 namespace ORVX::Tvpk {
-using PackageFile::ConfigFile;
-using PackageFile::PackageArchive;
-using PackageFile::PatchConfig;
+using Formats::ConfigFile;
+using Formats::PatchConfig;
+using Formats::ZipArchive;
 
 namespace {
-uint64_t SizeOf(const PackageArchive& archive, const ConfigFile& file)
+uint64_t SizeOf(const ZipArchive& archive, const ConfigFile& file)
 {
     const auto& members = archive.Members();
     const auto found = std::find_if(members.begin(), members.end(),
@@ -27,15 +27,15 @@ const char* ActionName(int action)
 }
 } // namespace
 
-std::optional<PatchConfig> ReadPackageConfig(const PackageArchive& archive, std::vector<std::string>& problems)
+std::optional<PatchConfig> ReadPackageConfig(const ZipArchive& archive, std::vector<std::string>& problems)
 {
     std::string error;
-    const auto text = archive.ReadMember(PackageFile::CONFIG_MEMBER_NAME, PackageFile::MAX_CONFIG_SIZE, error);
+    const auto text = archive.ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, error);
     if (!text) {
         problems.push_back(error);
         return std::nullopt;
     }
-    return PackageFile::ParsePatchConfig(*text, problems);
+    return Formats::ParsePatchConfig(*text, problems);
 }
 
 std::vector<std::string> VerifyPackage(const std::string& package, const std::string& signature,
@@ -43,10 +43,10 @@ std::vector<std::string> VerifyPackage(const std::string& package, const std::st
 {
     std::vector<std::string> problems;
     std::string error;
-    if (!PackageFile::VerifyFile(package, signature, publicKey, error)) {
+    if (!Formats::VerifyFile(package, signature, publicKey, error)) {
         return {error}; // what is inside is nobody's word then
     }
-    const auto archive = PackageArchive::Open(package, error);
+    const auto archive = ZipArchive::Open(package, error);
     if (!archive || !archive->CheckWhole(error)) {
         return {error};
     }
@@ -64,7 +64,7 @@ std::vector<std::string> VerifyPackage(const std::string& package, const std::st
     return problems;
 }
 
-std::string DescribePackage(const PackageArchive& archive, const PatchConfig& config)
+std::string DescribePackage(const ZipArchive& archive, const PatchConfig& config)
 {
     std::string text = "patch " + config.version + " over " + config.preVersion + ", action " +
                        ActionName(config.action) + ", needs " + std::to_string(config.space) + " KiB\nfor";
@@ -72,11 +72,11 @@ std::string DescribePackage(const PackageArchive& archive, const PatchConfig& co
         text += (i == 0 ? " " : ", ") + config.models[i] + " at " + config.baseVersions[i];
     }
     text += "\n\n";
-    PackageFile::TextTable table({"BUNDLE", "VERSION", "PATCH", "TYPE", "SHIPPED AS", "BYTES", "BASE FILE"});
+    Cli::TextTable table({"BUNDLE", "VERSION", "PATCH", "TYPE", "SHIPPED AS", "BYTES", "BASE FILE"});
     for (const auto& app : config.apps) {
         for (const auto& file : app.files) {
             table.Add({app.bundleName, std::to_string(app.preVersion) + " -> " + std::to_string(app.version),
-                       app.patchType, app.appType, PackageFile::IsDifference(file) ? "difference" : "whole",
+                       app.patchType, app.appType, Formats::IsDifference(file) ? "difference" : "whole",
                        std::to_string(SizeOf(archive, file)), file.base});
         }
     }
@@ -84,10 +84,10 @@ std::string DescribePackage(const PackageArchive& archive, const PatchConfig& co
                                : text + table.ToString();
 }
 
-std::string DescribePackageAsJson(const PackageArchive& archive, const PatchConfig& config)
+std::string DescribePackageAsJson(const ZipArchive& archive, const PatchConfig& config)
 {
     using Json = nlohmann::ordered_json;
-    Json root = Json::parse(PackageFile::WritePatchConfig(config));
+    Json root = Json::parse(Formats::WritePatchConfig(config));
     Json members = Json::array();
     for (const auto& member : archive.Members()) {
         members.push_back({{"name", member.name}, {"size", member.size}, {"packedSize", member.packedSize}});

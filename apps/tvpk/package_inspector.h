@@ -6,21 +6,19 @@
 #include <string>
 #include <vector>
 
-#include "apps/common/package_archive.h"
-#include "apps/common/patch_config.h"
+#include "formats/patch_config.h"
+#include "formats/zip_archive.h"
 
 namespace ORVX::Tvpk {
 // The configuration of a package; nothing when it cannot be read, with every reason in `problems`.
-[[nodiscard]] std::optional<PackageFile::PatchConfig> ReadPackageConfig(const PackageFile::PackageArchive& archive,
-                                                                        std::vector<std::string>& problems);
+[[nodiscard]] std::optional<Formats::PatchConfig> ReadPackageConfig(const Formats::ZipArchive& archive,
+                                                                    std::vector<std::string>& problems);
 // Every problem of a package and its signature; none when a device with that key takes it.
 [[nodiscard]] std::vector<std::string> VerifyPackage(const std::string& package, const std::string& signature,
                                                      const std::string& publicKey);
-[[nodiscard]] std::string DescribePackage(const PackageFile::PackageArchive& archive,
-                                          const PackageFile::PatchConfig& config);
+[[nodiscard]] std::string DescribePackage(const Formats::ZipArchive& archive, const Formats::PatchConfig& config);
 // The same as JSON text.
-[[nodiscard]] std::string DescribePackageAsJson(const PackageFile::PackageArchive& archive,
-                                                const PackageFile::PatchConfig& config);
+[[nodiscard]] std::string DescribePackageAsJson(const Formats::ZipArchive& archive, const Formats::PatchConfig& config);
 } // namespace ORVX::Tvpk
 
 #endif

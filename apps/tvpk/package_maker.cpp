@@ -6,23 +6,23 @@
 #include <filesystem>
 #include <set>
 
-#include "apps/common/package_archive.h"
-#include "apps/common/signature.h"
-#include "apps/tvpk/diff_maker.h"
-#include "platform/host/package_reader.h"
+#include "diff/difference_maker.h"
+#include "formats/bundle_file.h"
+#include "formats/signature.h"
+#include "formats/status_words.h"
+#include "formats/zip_archive.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::Tvpk {
 namespace fs = std::filesystem;
-using PackageFile::ConfigApp;
-using PackageFile::ConfigFile;
-using PackageFile::PatchConfig;
+using Formats::BundleFile;
+using Formats::BundleManifest;
+using Formats::ConfigApp;
+using Formats::ConfigFile;
+using Formats::PatchConfig;
 using TavomendEngine::FileUtils;
-using TavomendHost::PackageManifest;
-using TavomendHost::PackageReader;
 
 namespace {
-constexpr const char* NO_PATCH_VERSION = "patch00"; // the device's word for a device without a patch
 constexpr uint64_t KIB = 1024;
 constexpr int STORED = 0;
 
@@ -66,10 +66,10 @@ bool CheckBase(const std::string& base, std::string& error)
 }
 
 // Both sides of one file, which must be the same application.
-bool ReadSides(const ReleaseFile& file, PackageManifest& before, PackageManifest& after, std::string& error)
+bool ReadSides(const ReleaseFile& file, BundleManifest& before, BundleManifest& after, std::string& error)
 {
-    const auto oldManifest = PackageReader::Read(file.oldPath, error);
-    const auto newManifest = oldManifest ? PackageReader::Read(file.newPath, error) : std::nullopt;
+    const auto oldManifest = BundleFile::Read(file.oldPath, error);
+    const auto newManifest = oldManifest ? BundleFile::Read(file.newPath, error) : std::nullopt;
     if (!newManifest) {
         return false;
     }
@@ -104,7 +104,7 @@ bool PackageMaker::Make(const std::string& privateKeyPath, const std::string& ou
     config.preVersion = release_.preVersion;
     config.models = release_.models;
     config.baseVersions = release_.baseVersions;
-    config.action = release_.isRevoke ? PackageFile::ACTION_REVOKE : PackageFile::ACTION_ENABLE;
+    config.action = release_.isRevoke ? Formats::ACTION_REVOKE : Formats::ACTION_ENABLE;
     config.dataKept = release_.dataKept;
     config.needReboot = release_.needReboot;
     std::set<std::string> names;
@@ -127,8 +127,8 @@ bool PackageMaker::Make(const std::string& privateKeyPath, const std::string& ou
     const std::string package = work.Path() + "/" + PACKAGE_NAME;
     const std::string signature = work.Path() + "/" + SIGNATURE_NAME;
     if (!AddFiles(work.Path(), made, error) || !WritePackage(work.Path(), made, error) ||
-        !PackageFile::SignFile(package, privateKeyPath, signature, error) ||
-        !PackageFile::VerifyFile(package, signature, privateKeyPath, error)) {
+        !Formats::SignFile(package, privateKeyPath, signature, error) ||
+        !Formats::VerifyFile(package, signature, privateKeyPath, error)) {
         return false;
     }
     made.packageSize = static_cast<uint64_t>(FileUtils::GetFileSize(package, FileUtils::Unit::BYTE));
@@ -146,7 +146,7 @@ bool PackageMaker::Make(const std::string& privateKeyPath, const std::string& ou
 
 bool PackageMaker::CheckRelease(std::string& error) const
 {
-    if (release_.version.empty() || release_.version == NO_PATCH_VERSION) {
+    if (release_.version.empty() || release_.version == Formats::NO_PATCH_VERSION) {
         error = "\"version\" is empty or \"patch00\", which means a device without a patch";
     } else if (release_.models.empty()) {
         error = "\"products\" names no device";
@@ -176,8 +176,8 @@ bool PackageMaker::DescribeApp(const ReleaseApp& app, ConfigApp& config, std::st
     config.appType = app.type;
     std::set<std::string> products;
     for (const auto& file : app.files) {
-        PackageManifest before;
-        PackageManifest after;
+        BundleManifest before;
+        BundleManifest after;
         if (!CheckBase(file.base, error) || !ReadSides(file, before, after, error)) {
             return false;
         }
@@ -200,7 +200,7 @@ bool PackageMaker::DescribeApp(const ReleaseApp& app, ConfigApp& config, std::st
             error = name + ": a keep-alive application is never installed hot; patch it cold";
         }
         const ConfigFile entry{file.base, "/" + name + "/" + FileNameOf(file.base), ""};
-        if (error.empty() && !products.insert(PackageFile::ProductPathOf(config, entry)).second) {
+        if (error.empty() && !products.insert(Formats::ProductPathOf(config, entry)).second) {
             error = name + ": two files would be rebuilt as " + FileNameOf(file.base);
         }
         if (!error.empty()) {
@@ -237,7 +237,7 @@ bool PackageMaker::AddFiles(const std::string& workDir, MadePackage& made, std::
 bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDir, ConfigFile& file, MadeFile& made,
                             std::string& error) const
 {
-    file.hash = PackageFile::Sha256OfFile(source.newPath, error);
+    file.hash = Formats::Sha256OfFile(source.newPath, error);
     if (file.hash.empty()) {
         return false;
     }
@@ -250,14 +250,14 @@ bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDi
     bool isWhole = source.isWhole;
     if (!isWhole) {
         progress_("making the difference for " + FileNameOf(source.base) + " of " + made.bundleName);
-        DiffReport report;
-        DiffOptions options;
+        Difference::DifferenceReport report;
+        Difference::DifferenceOptions options;
         options.isPlainOnly = isPlainOnly_;
-        if (!MakeDifference(source.oldPath, source.newPath, shipped + ".diff", options, report, error)) {
+        if (!Difference::MakeDifference(source.oldPath, source.newPath, shipped + ".diff", options, report, error)) {
             return false;
         }
         isWhole = report.diffSize >= made.newSize; // then a difference costs and gains nothing
-        made.kind = DiffKindName(report.kind);
+        made.kind = Difference::DifferenceKindName(report.kind);
         made.shippedSize = report.diffSize;
     }
     if (isWhole) {
@@ -276,15 +276,15 @@ bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDi
 
 bool PackageMaker::WritePackage(const std::string& workDir, const MadePackage& made, std::string& error) const
 {
-    const std::string text = PackageFile::WritePatchConfig(made.config);
+    const std::string text = Formats::WritePatchConfig(made.config);
     std::vector<std::string> problems;
-    if (!PackageFile::ParsePatchConfig(text, problems)) {
+    if (!Formats::ParsePatchConfig(text, problems)) {
         error = problems.front();
         return false;
     }
     const std::string path = workDir + "/" + PACKAGE_NAME;
-    PackageFile::ArchiveWriter writer(path);
-    if (!writer.Add(PackageFile::CONFIG_MEMBER_NAME, text, 9, error)) {
+    Formats::ZipWriter writer(path);
+    if (!writer.Add(Formats::CONFIG_MEMBER_NAME, text, 9, error)) {
         return false;
     }
     for (const auto& file : made.files) {
@@ -295,7 +295,7 @@ bool PackageMaker::WritePackage(const std::string& workDir, const MadePackage& m
     if (!writer.Close(error)) {
         return false;
     }
-    const auto archive = PackageFile::PackageArchive::Open(path, error);
+    const auto archive = Formats::ZipArchive::Open(path, error);
     return archive && archive->CheckWhole(error);
 }
 } // namespace ORVX::Tvpk

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/common/patch_config.h"
 #include "apps/tvpk/release_file.h"
+#include "formats/patch_config.h"
 
 namespace ORVX::Tvpk {
 constexpr const char* PACKAGE_NAME = "app.tvpk";
@@ -24,7 +24,7 @@ struct MadeFile {
 };
 
 struct MadePackage {
-    PackageFile::PatchConfig config;
+    Formats::PatchConfig config;
     std::vector<MadeFile> files;
     uint64_t packageSize = 0;
 };
@@ -41,9 +41,9 @@ public:
 
 private:
     [[nodiscard]] bool CheckRelease(std::string& error) const;
-    [[nodiscard]] bool DescribeApp(const ReleaseApp& app, PackageFile::ConfigApp& config, std::string& error) const;
+    [[nodiscard]] bool DescribeApp(const ReleaseApp& app, Formats::ConfigApp& config, std::string& error) const;
     [[nodiscard]] bool AddFiles(const std::string& workDir, MadePackage& made, std::string& error) const;
-    [[nodiscard]] bool MakeFile(const ReleaseFile& source, const std::string& workDir, PackageFile::ConfigFile& file,
+    [[nodiscard]] bool MakeFile(const ReleaseFile& source, const std::string& workDir, Formats::ConfigFile& file,
                                 MadeFile& made, std::string& error) const;
     [[nodiscard]] bool WritePackage(const std::string& workDir, const MadePackage& made, std::string& error) const;
 

@@ -18,7 +18,8 @@
 #include <unistd.h>
 #include <vector>
 
-#include "platform/utility/unique_descriptor.h"
+#include "handles/file.h"
+#include "handles/unique_descriptor.h"
 
 namespace ORVX::TavomendEngine {
 namespace fs = std::filesystem;
@@ -77,7 +78,7 @@ bool ReplaceWith(const std::string& path, uint32_t mode, const std::function<boo
         return false;
     }
     const std::string beside = path + ".new";
-    UniqueDescriptor file(open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
+    Handles::UniqueDescriptor file(open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
     bool isDone = file.IsValid() && fchmod(file.Get(), mode) == 0 && writeContent(file.Get()) && fsync(file.Get()) == 0;
     isDone = isDone && close(file.Release()) == 0 && rename(beside.c_str(), path.c_str()) == 0;
     if (!isDone) {
@@ -101,10 +102,6 @@ bool CopyEntry(const fs::directory_entry& entry, const fs::path& target)
            FileUtils::ReplaceFileByCopy(entry.path().string(), target.string(),
                                         static_cast<uint32_t>(status.permissions() & fs::perms::mask));
 }
-
-struct AccountFileCloser {
-    void operator()(FILE* file) const { static_cast<void>(fclose(file)); }
-};
 } // namespace
 
 bool FileUtils::FileIsExist(const std::string& path)
@@ -225,7 +222,7 @@ std::string FileUtils::GetFileStream(const std::string& path)
 bool FileUtils::SetGidAndUidToTavomend(const std::string& path)
 {
     // Not getpwnam: on a device root there is no name service to ask.
-    const std::unique_ptr<FILE, AccountFileCloser> accounts(fopen("/etc/passwd", "re"));
+    const Handles::File accounts(fopen("/etc/passwd", "re"));
     if (accounts == nullptr) {
         return false;
     }
@@ -259,13 +256,13 @@ bool FileUtils::ReplaceFile(const std::string& path, const std::string& content,
 
 bool FileUtils::ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode)
 {
-    const UniqueDescriptor in(open(source.c_str(), O_RDONLY | O_CLOEXEC));
+    const Handles::UniqueDescriptor in(open(source.c_str(), O_RDONLY | O_CLOEXEC));
     return in.IsValid() && ReplaceWith(target, mode, [&in](int file) { return CopyAll(in.Get(), file); });
 }
 
 bool FileUtils::SyncDir(const std::string& path)
 {
-    const UniqueDescriptor dir(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Handles::UniqueDescriptor dir(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return dir.IsValid() && fsync(dir.Get()) == 0;
 }
 } // namespace ORVX::TavomendEngine

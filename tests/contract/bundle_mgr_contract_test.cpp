@@ -1,7 +1,7 @@
 // What every bundle service keeps to, the fake one of the tests and the host's.
 #include <gtest/gtest.h>
 
-#include "platform/host/host_platform.h"
+#include "ports/host/host_platform.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/fake_bundle_mgr.h"
 #include "tests/support/install_verdict.h"
@@ -27,7 +27,7 @@ protected:
         }
         std::string error;
         ASSERT_TRUE(HostPlatform::InitDevice(error)) << error;
-        platform_ = HostPlatform::Start(TavomendHost::ServiceStart::SCAN, error);
+        platform_ = HostPlatform::Start(ServiceStart::SCAN, error);
         ASSERT_NE(platform_, nullptr) << error;
         service_ = iface_cast<IBundleMgr>(
             SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager()->GetSystemAbility(401));

@@ -5,7 +5,8 @@
 #include <unistd.h>
 
 #include "apps/tavomend/boot.h"
-#include "platform/host/host_log.h"
+#include "ports/host/host_log.h"
+#include "ports/host/host_platform.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/patch_builder.h"
 #include "tests/support/vab_builder.h"
@@ -13,7 +14,6 @@
 namespace ORVX::TavomendTest {
 namespace {
 using TavomendHost::HostPlatform;
-using TavomendHost::ServiceStart;
 
 constexpr int SHARDS = 4;
 constexpr int NEVER = 1 << 30;

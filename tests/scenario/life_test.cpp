@@ -1,9 +1,8 @@
 // Lives of a device with patches: which commands are given, and what has become of it afterwards.
-#include "tests/scenario/device_world.h"
-
 #include <filesystem>
 #include <functional>
 
+#include "tests/scenario/device_world.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

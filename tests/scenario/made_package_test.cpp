@@ -1,8 +1,7 @@
 // From two versions of an application to a patched device, with the programs alone.
-#include "tests/scenario/device_world.h"
-
 #include <nlohmann/json.hpp>
 
+#include "tests/scenario/device_world.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

@@ -1,9 +1,8 @@
 // Packages that the gate refuses: one clear line, the right code, an unchanged device, and the next good one goes
 // through.
-#include "tests/scenario/device_world.h"
-
 #include <functional>
 
+#include "tests/scenario/device_world.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

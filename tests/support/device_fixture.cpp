@@ -6,10 +6,10 @@
 #include <iterator>
 #include <openssl/evp.h>
 
-#include "platform/host/host_log.h"
 #include "platform/utility/event_manager.h"
 #include "platform/utility/sys_utils.h"
 #include "platform/utility/tavomend_kalog_wrapper.h"
+#include "ports/host/host_log.h"
 
 namespace ORVX::TavomendTest {
 namespace fs = std::filesystem;

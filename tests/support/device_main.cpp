@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 
-#include "platform/host/device_root.h"
+#include "ports/host/device_root.h"
 
 int main(int argc, char** argv)
 {

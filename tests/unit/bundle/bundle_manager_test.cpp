@@ -1,11 +1,10 @@
-#include "bundle/bundle_manager.h"
-
 #include <future>
 #include <gtest/gtest.h>
 
+#include "bundle/bundle_manager.h"
 #include "error/app_error_code.h"
-#include "platform/host/host_log.h"
-#include "platform/host/host_platform.h"
+#include "ports/host/host_log.h"
+#include "ports/host/host_platform.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/fake_bundle_mgr.h"
 
@@ -22,7 +21,7 @@ protected:
         DeviceTest::SetUp();
         std::string error;
         ASSERT_TRUE(HostPlatform::InitDevice(error)) << error;
-        platform_ = HostPlatform::Start(TavomendHost::ServiceStart::ATTACH, error);
+        platform_ = HostPlatform::Start(ServiceStart::ATTACH, error);
         ASSERT_NE(platform_, nullptr) << error;
         RegisterBundleMgr(service_);
         service_->Add("com.a", 2);

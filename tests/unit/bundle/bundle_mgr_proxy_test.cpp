@@ -1,8 +1,7 @@
-#include "bundle/bundle_mgr_proxy.h"
-
 #include <gtest/gtest.h>
 
 #include "bundle/bundle_death_recipient.h"
+#include "bundle/bundle_mgr_proxy.h"
 #include "bundle/installer_callback.h"
 #include "bundle/progress_manager.h"
 #include "tests/support/device_fixture.h"

@@ -1,10 +1,10 @@
 // `tvpk diff` and `tvpk patch`, from outside.
-#include "platform/host/diff/patch_result.h"
-#include "tests/unit/diff/sample_archive.h"
-#include "tests/unit/diff/scratch_directory.h"
-
 #include <nlohmann/json.hpp>
 #include <sys/wait.h>
+
+#include "diff/difference_result.h"
+#include "tests/unit/diff/sample_archive.h"
+#include "tests/unit/diff/scratch_directory.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -45,7 +45,7 @@ TEST_F(DiffCommandsTest, FailuresAreOneLineAndACode)
 {
     ASSERT_EQ(Call("diff old new difference"), 0);
     EXPECT_EQ(Call("patch --json difference new out"), 1);
-    EXPECT_EQ(nlohmann::json::parse(scratch_.Read("stdout")).at("code"), TavomendHost::PATCH_WRONG_BASE);
+    EXPECT_EQ(nlohmann::json::parse(scratch_.Read("stdout")).at("code"), Difference::DIFFERENCE_WRONG_BASE);
     const std::string line = scratch_.Read("stderr");
     EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
     EXPECT_FALSE(scratch_.Has("out"));

@@ -1,14 +1,14 @@
-#include "apps/tvpk/diff_maker.h"
-#include "platform/api/apply_patch.h"
-#include "platform/host/diff/patch_result.h"
+#include <zlib.h>
+
+#include "diff/difference_applier.h"
+#include "diff/difference_maker.h"
+#include "diff/difference_result.h"
 #include "tests/unit/diff/sample_archive.h"
 #include "tests/unit/diff/scratch_directory.h"
 
-#include <zlib.h>
-
 namespace ORVX::TavomendTest {
 namespace {
-using namespace TavomendHost;
+using namespace Difference;
 
 // Where the fields lie; docs/difference-format.md.
 constexpr size_t VERSION = 7;
@@ -31,11 +31,11 @@ protected:
         WriteArchive(scratch_.Path("old"), {{"code", content, 6}, {"more", CodeLikeContent(3000, 2), 9}});
         WriteArchive(scratch_.Path("new"), {{"code", NextVersion(content) + CodeLikeContent(2000, 3), 6},
                                             {"more", NextVersion(CodeLikeContent(3000, 2)), 9}});
-        Tvpk::DiffReport report;
+        Difference::DifferenceReport report;
         std::string error;
-        ASSERT_TRUE(Tvpk::MakeDifference(scratch_.Path("old"), scratch_.Path("new"), scratch_.Path("difference"), {},
-                                         report, error));
-        ASSERT_EQ(report.kind, Tvpk::DiffKind::ARCHIVE);
+        ASSERT_TRUE(Difference::MakeDifference(scratch_.Path("old"), scratch_.Path("new"), scratch_.Path("difference"),
+                                               {}, report, error));
+        ASSERT_EQ(report.kind, Difference::DifferenceKind::ARCHIVE);
         difference_ = scratch_.Read("difference");
         extra_ = MODEL + static_cast<size_t>(Number(MODEL_SIZE));
         ASSERT_GT(Number(EXTRA_SIZE), 100U);
@@ -54,8 +54,8 @@ protected:
     int Apply(const std::string& difference)
     {
         scratch_.Write("difference", difference);
-        const int result = ApplyPatch(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("out"));
-        EXPECT_EQ(scratch_.Has("out"), result == PATCH_OK);
+        const int result = ApplyDifference(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("out"));
+        EXPECT_EQ(scratch_.Has("out"), result == DIFFERENCE_OK);
         return result;
     }
 
@@ -82,18 +82,18 @@ TEST_F(DifferenceDamageTest, EveryByteMatters)
     for (size_t i = 0; i < difference_.size(); ++i) {
         std::string damaged = difference_;
         damaged[i] = static_cast<char>(damaged[i] ^ 1 << i % 8);
-        ASSERT_NE(Apply(damaged), PATCH_OK) << i;
+        ASSERT_NE(Apply(damaged), DIFFERENCE_OK) << i;
     }
-    EXPECT_EQ(Apply(difference_), PATCH_OK);
+    EXPECT_EQ(Apply(difference_), DIFFERENCE_OK);
 }
 
 TEST_F(DifferenceDamageTest, CutAnywhereOrContinued)
 {
     for (size_t size = 0; size < difference_.size(); ++size) {
-        ASSERT_NE(Apply(difference_.substr(0, size)), PATCH_OK) << size;
+        ASSERT_NE(Apply(difference_.substr(0, size)), DIFFERENCE_OK) << size;
     }
-    EXPECT_EQ(Apply(difference_ + '\0'), PATCH_DAMAGED);
-    EXPECT_EQ(Apply(difference_ + difference_), PATCH_DAMAGED);
+    EXPECT_EQ(Apply(difference_ + '\0'), DIFFERENCE_DAMAGED);
+    EXPECT_EQ(Apply(difference_ + difference_), DIFFERENCE_DAMAGED);
 }
 
 TEST_F(DifferenceDamageTest, ForgedFieldsHaveTheirCodes)
@@ -104,20 +104,20 @@ TEST_F(DifferenceDamageTest, ForgedFieldsHaveTheirCodes)
         int bit;
         int code;
     } cases[] = {
-        {"magic", 0, 0, PATCH_FORMAT_UNKNOWN},
-        {"version", VERSION, 1, PATCH_FORMAT_UNKNOWN},
-        {"base size", BASE_SIZE, 0, PATCH_WRONG_BASE},
-        {"base digest", BASE_DIGEST + 31, 7, PATCH_WRONG_BASE},
-        {"an output beyond the limit", OUTPUT_SIZE + 3, 7, PATCH_TOO_LARGE},
-        {"a window beyond the limit", WINDOW_SIZE + 3, 0, PATCH_DAMAGED},
-        {"a window too small", WINDOW_SIZE + 1, 6, PATCH_DAMAGED},
-        {"model size", MODEL_SIZE, 0, PATCH_DAMAGED},
-        {"extra size", EXTRA_SIZE, 0, PATCH_DAMAGED},
-        {"a dictionary beyond the limit", EXTRA_PROPERTIES + 4, 3, PATCH_DAMAGED},
+        {"magic", 0, 0, DIFFERENCE_FORMAT_UNKNOWN},
+        {"version", VERSION, 1, DIFFERENCE_FORMAT_UNKNOWN},
+        {"base size", BASE_SIZE, 0, DIFFERENCE_WRONG_BASE},
+        {"base digest", BASE_DIGEST + 31, 7, DIFFERENCE_WRONG_BASE},
+        {"an output beyond the limit", OUTPUT_SIZE + 3, 7, DIFFERENCE_TOO_LARGE},
+        {"a window beyond the limit", WINDOW_SIZE + 3, 0, DIFFERENCE_DAMAGED},
+        {"a window too small", WINDOW_SIZE + 1, 6, DIFFERENCE_DAMAGED},
+        {"model size", MODEL_SIZE, 0, DIFFERENCE_DAMAGED},
+        {"extra size", EXTRA_SIZE, 0, DIFFERENCE_DAMAGED},
+        {"a dictionary beyond the limit", EXTRA_PROPERTIES + 4, 3, DIFFERENCE_DAMAGED},
         // What the applier sees when its deflate writes other bytes than the maker's did.
-        {"output digest", OUTPUT_DIGEST, 0, PATCH_ZLIB_DIFFERS},
+        {"output digest", OUTPUT_DIGEST, 0, DIFFERENCE_ZLIB_DIFFERS},
         // The number alone decides nothing.
-        {"zlib version", MAKER_ZLIB, 4, PATCH_OK},
+        {"zlib version", MAKER_ZLIB, 4, DIFFERENCE_OK},
     };
     for (const auto& [name, offset, bit, code] : cases) {
         EXPECT_EQ(ApplyForged(offset, bit), code) << name;
@@ -129,10 +129,10 @@ TEST_F(DifferenceDamageTest, ForgedContentNeverPasses)
 {
     for (size_t i = MODEL; i < difference_.size() - 4; ++i) {
         const int result = ApplyForged(i, static_cast<int>(i * 5 % 8));
-        if (result == PATCH_OK) {
+        if (result == DIFFERENCE_OK) {
             ASSERT_EQ(scratch_.Read("out"), scratch_.Read("new")) << i;
         }
-        ASSERT_NE(result, PATCH_OUTPUT_UNWRITABLE) << i;
+        ASSERT_NE(result, DIFFERENCE_OUTPUT_UNWRITABLE) << i;
     }
 }
 
@@ -144,12 +144,12 @@ TEST_F(DifferenceDamageTest, AnotherBaseIsRefusedBeforeAnythingIsWritten)
     for (const std::string& wrong : {"x" + base, base.substr(1), other, std::string()}) {
         scratch_.Write("old", wrong);
         // There is no directory to write to: only a base that was found right would come so far.
-        EXPECT_EQ(ApplyPatch(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("nowhere/out")),
-                  PATCH_WRONG_BASE);
+        EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("nowhere/out")),
+                  DIFFERENCE_WRONG_BASE);
     }
     scratch_.Write("old", base);
-    EXPECT_EQ(ApplyPatch(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("nowhere/out")),
-              PATCH_OUTPUT_UNWRITABLE);
+    EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("nowhere/out")),
+              DIFFERENCE_OUTPUT_UNWRITABLE);
 }
 } // namespace
 } // namespace ORVX::TavomendTest

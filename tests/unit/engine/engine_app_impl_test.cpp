@@ -1,13 +1,12 @@
 // The facade in one process, with the real platform behind it.
-#include "engine/engine_app_impl.h"
-
 #include <atomic>
 #include <gtest/gtest.h>
 #include <thread>
 
-#include "common/path_constants.h"
-#include "platform/host/host_platform.h"
+#include "engine/engine_app_impl.h"
+#include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
+#include "ports/host/host_platform.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/fake_bundle_mgr.h"
 #include "tests/support/patch_builder.h"
@@ -36,7 +35,7 @@ protected:
     void SetUp() override
     {
         DeviceTest::SetUp();
-        WriteFile(PUBLIC_KEY_PATH, key_.PublicPem());
+        WriteFile(Formats::PUBLIC_KEY_PATH, key_.PublicPem());
         PatchRecipe recipe;
         for (const char* name : {"com.a", "com.b"}) {
             const Vab vab{name, 1, "entry", "", std::string("application ") + name};
@@ -52,14 +51,14 @@ protected:
         }
         std::string error;
         ASSERT_TRUE(HostPlatform::InitDevice(error)) << error;
-        platform_ = HostPlatform::Start(TavomendHost::ServiceStart::SCAN, error);
+        platform_ = HostPlatform::Start(ServiceStart::SCAN, error);
         ASSERT_NE(platform_, nullptr) << error;
         PatchBuilder(recipe).Deliver(key_);
     }
     [[nodiscard]] std::string Detail() const
     {
         TavomendStatusRecord record;
-        record.InitStatusRecord(STATUS_DIR, STATUS_RECORD_NAME);
+        record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
         return record.GetStatusFromFile();
     }
     [[nodiscard]] std::vector<uint32_t> Versions() const
@@ -98,14 +97,14 @@ TEST_F(EngineAppImplTest, LoadsAppliesAnswersAndRevokes)
     EXPECT_EQ(engine.ApplyTavomend(), 0); // in force already: only reported
     EXPECT_EQ(client->statuses.size(), 2U);
     EXPECT_EQ(engine.RevokeTavomend({"com.a", "com.none"}), -1);
-    EXPECT_FALSE(Exists(RECOVER_LIST_PATH));
+    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
     EXPECT_EQ(engine.RevokeTavomend({"com.a"}), 0);
-    EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\"]\n}");
+    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\"]\n}");
 
     // The next boot's scan brings it back, and it counts as fixed at its version before the patch.
     std::string error;
     platform_.reset();
-    platform_ = HostPlatform::Start(TavomendHost::ServiceStart::SCAN, error);
+    platform_ = HostPlatform::Start(ServiceStart::SCAN, error);
     EXPECT_EQ(Versions(), (std::vector<uint32_t>{1, 2}));
     engine.Reset();
     EXPECT_EQ(engine.GetTavomendInfo(), (Infos{{"com.a", PATCH_FIXED}, {"com.b", PATCH_FIXED}}));
@@ -113,8 +112,8 @@ TEST_F(EngineAppImplTest, LoadsAppliesAnswersAndRevokes)
     EXPECT_EQ(engine.ClearTavomend(), 0);
     EXPECT_EQ(engine.ClearTavomend(), 0);
     EXPECT_EQ(engine.GetTavomendStatus(), "idle");
-    EXPECT_FALSE(Exists(RECOVER_LIST_PATH));
-    EXPECT_FALSE(Exists(BACKUP_PACKAGE_PATH));
+    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
+    EXPECT_FALSE(Exists(Formats::BACKUP_PACKAGE_PATH));
 }
 
 TEST_F(EngineAppImplTest, AFailedFirstAttemptIsRetriedAfterTheScan)
@@ -167,20 +166,20 @@ TEST_F(EngineAppImplTest, SwitchesToStatesOnly)
 
 TEST_F(EngineAppImplTest, TheInitStageNeitherMigratesNorInforms)
 {
-    WriteFile(std::string(LEGACY_PATCH_DIR) + "/old", "old");
+    WriteFile(std::string(Formats::LEGACY_PATCH_DIR) + "/old", "old");
     SysUtils::SetRunningStage(RUNNING_STAGE_INIT);
     EngineAppImpl engine;
     EXPECT_EQ(engine.LoadTavomend(), 0); // hot applications only: an empty list
     EXPECT_EQ(Detail(), "0|0:47");
     EXPECT_TRUE(engine.GetTavomendInfo().empty());
-    EXPECT_FALSE(Exists(std::string(PACKAGE_DIR) + "/old"));
+    EXPECT_FALSE(Exists(std::string(Formats::PACKAGE_DIR) + "/old"));
 
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
     EXPECT_TRUE(engine.MigrateTavomend());
-    EXPECT_EQ(ReadFile(std::string(PACKAGE_DIR) + "/old"), "old");
-    EXPECT_FALSE(Exists(COLD_WORK_DIR));
-    EXPECT_TRUE(Exists(std::string(LEGACY_PATCH_DIR) + "/old"));
-    std::filesystem::create_symlink("/etc", std::string(LEGACY_PATCH_DIR) + "/link");
+    EXPECT_EQ(ReadFile(std::string(Formats::PACKAGE_DIR) + "/old"), "old");
+    EXPECT_FALSE(Exists(Formats::COLD_WORK_DIR));
+    EXPECT_TRUE(Exists(std::string(Formats::LEGACY_PATCH_DIR) + "/old"));
+    std::filesystem::create_symlink("/etc", std::string(Formats::LEGACY_PATCH_DIR) + "/link");
     const LogCapture log;
     EXPECT_EQ(engine.LoadTavomend(), 0); // a failed migration does not stop a load
     EXPECT_TRUE(log.Contains("migrate path failed: /data/vrns4/tavomend"));
@@ -219,8 +218,8 @@ TEST_F(EngineAppImplTest, QueriesFromOtherThreadsNeverSeeTwoStatesMixed)
         thread.join();
     }
     EXPECT_EQ(engine.GetTavomendInfo(), after);
-    EXPECT_TRUE(Exists(BACKUP_PACKAGE_PATH));
-    EXPECT_FALSE(Exists(PACKAGE_PATH));
+    EXPECT_TRUE(Exists(Formats::BACKUP_PACKAGE_PATH));
+    EXPECT_FALSE(Exists(Formats::PACKAGE_PATH));
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -1,6 +1,6 @@
-#include "error/app_error_code.h"
-
 #include <gtest/gtest.h>
+
+#include "error/app_error_code.h"
 
 namespace ORVX::TavomendEngine {
 namespace {

@@ -1,11 +1,10 @@
-#include "package/tvpk_package_manager.h"
-
 #include <gtest/gtest.h>
 
-#include "common/path_constants.h"
 #include "error/app_error_code.h"
+#include "formats/device_paths.h"
 #include "package/app_patch_manager.h"
 #include "package/tvpk_bak_package_manager.h"
+#include "package/tvpk_package_manager.h"
 #include "platform/utility/sys_utils.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/patch_builder.h"
@@ -21,7 +20,7 @@ protected:
     void SetUp() override
     {
         DeviceTest::SetUp();
-        WriteFile(PUBLIC_KEY_PATH, key_.PublicPem());
+        WriteFile(Formats::PUBLIC_KEY_PATH, key_.PublicPem());
         WriteFile(BASE, "the old content");
         PatchFile file;
         file.base = BASE;
@@ -60,7 +59,7 @@ TEST_F(TvpkPackageManagerTest, TheGateNamesTheStepThatFailed)
     EXPECT_EQ(Codes(), "(100|0)");
 
     Deliver();
-    WriteFile(SIGN_PATH, "no signature");
+    WriteFile(Formats::SIGN_PATH, "no signature");
     EXPECT_FALSE(manager_.PreconditionCheck());
     EXPECT_EQ(Codes(), "(100|20)");
     bool isRevoke = false;
@@ -105,7 +104,7 @@ TEST_F(TvpkPackageManagerTest, RoomIsCountedInKibibytesWithAMargin)
         SysUtils::SetRunningStage(room.stage);
         recipe_.space = room.space;
         Deliver();
-        WriteFile(std::string(WORK_DIR) + "/left", std::string(room.tempKib * 1024, 'x'));
+        WriteFile(std::string(Formats::WORK_DIR) + "/left", std::string(room.tempKib * 1024, 'x'));
         const LogCapture log;
         TvpkPackageManager manager;
         EXPECT_EQ(manager.PreconditionCheck(), room.isEnough) << room.message;
@@ -206,18 +205,18 @@ TEST_F(TvpkPackageManagerTest, PackageAndBackupNeverReplaceEachOther)
     EXPECT_FALSE(manager_.IsPackageExist());
     EXPECT_EQ(manager_.GetTavomendVersion(), ""); // in force, and no record of its version
 
-    const std::string backup = ReadFile(BACKUP_PACKAGE_PATH);
+    const std::string backup = ReadFile(Formats::BACKUP_PACKAGE_PATH);
     recipe_.version = "patch02";
     Deliver();
-    const std::string delivered = ReadFile(PACKAGE_PATH);
+    const std::string delivered = ReadFile(Formats::PACKAGE_PATH);
     manager_.RenamePackageToBak();
     manager_.RenameBakToPackage();
-    EXPECT_EQ(ReadFile(BACKUP_PACKAGE_PATH), backup);
-    EXPECT_EQ(ReadFile(PACKAGE_PATH), delivered);
-    std::filesystem::remove(BACKUP_SIGN_PATH);
+    EXPECT_EQ(ReadFile(Formats::BACKUP_PACKAGE_PATH), backup);
+    EXPECT_EQ(ReadFile(Formats::PACKAGE_PATH), delivered);
+    std::filesystem::remove(Formats::BACKUP_SIGN_PATH);
     EXPECT_FALSE(manager_.IsBackupPackageExist());
     manager_.ClearBackupPackage();
-    EXPECT_FALSE(Exists(BACKUP_PACKAGE_PATH));
+    EXPECT_FALSE(Exists(Formats::BACKUP_PACKAGE_PATH));
     EXPECT_EQ(manager_.GetTavomendVersion(), "patch02");
 }
 
@@ -236,7 +235,7 @@ TEST_F(TvpkPackageManagerTest, TheBackupIsReadWithoutDeviceChecks)
     Deliver();
     manager_.RenamePackageToBak();
     // A configuration of the same size from another package must not be taken for the backup's.
-    WriteFile(CONFIG_PATH, std::string(PatchBuilder(recipe_).Config().size(), ' '));
+    WriteFile(Formats::CONFIG_PATH, std::string(PatchBuilder(recipe_).Config().size(), ' '));
     std::vector<TvpkBakPackageManager::APatchInfo> records;
     EXPECT_FALSE(backup.GetAllAPatchInfo(records));
     ASSERT_TRUE(backup.PreconditionCheck());
@@ -253,20 +252,20 @@ TEST_F(TvpkPackageManagerTest, AQueryLeavesADeliveredPackageWhereItIs)
 {
     DelayedSingleton<TvpkPackageManager>::DestroyInstance();
     Deliver();
-    const auto before = ListTree(PACKAGE_DIR);
+    const auto before = ListTree(Formats::PACKAGE_DIR);
     AppPatchManager queries;
     std::map<std::string, PatchStatusCode> infos;
     EXPECT_EQ(queries.GetTavomendInfo(infos), 0);
     EXPECT_EQ(infos, (std::map<std::string, PatchStatusCode>{{"com.a", PATCH_NOT_FIXED}}));
-    EXPECT_EQ(ListTree(PACKAGE_DIR), before);
+    EXPECT_EQ(ListTree(Formats::PACKAGE_DIR), before);
 
     manager_.RenamePackageToBak();
-    const auto backedUp = ListTree(PACKAGE_DIR);
+    const auto backedUp = ListTree(Formats::PACKAGE_DIR);
     EXPECT_EQ(queries.GetTavomendInfo(infos), 0);
-    EXPECT_EQ(ListTree(PACKAGE_DIR), backedUp);
-    WriteFile(RECOVER_LIST_PATH, R"({"list": ["com.a", 5]})");
+    EXPECT_EQ(ListTree(Formats::PACKAGE_DIR), backedUp);
+    WriteFile(Formats::RECOVER_LIST_PATH, R"({"list": ["com.a", 5]})");
     EXPECT_NE(queries.GetTavomendInfo(infos), 0);
-    EXPECT_EQ(ListTree(PACKAGE_DIR), backedUp); // also after a failure
+    EXPECT_EQ(ListTree(Formats::PACKAGE_DIR), backedUp); // also after a failure
 }
 } // namespace
 } // namespace ORVX::TavomendTest

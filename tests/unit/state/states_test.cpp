@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "common/path_constants.h"
 #include "error/app_error_code.h"
+#include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
 #include "state/activites_state.h"
 #include "state/idle_state.h"
@@ -19,7 +19,7 @@ protected:
     void SetUp() override
     {
         DeviceTest::SetUp();
-        WriteFile(PUBLIC_KEY_PATH, key_.PublicPem());
+        WriteFile(Formats::PUBLIC_KEY_PATH, key_.PublicPem());
         DelayedSingleton<AppErrorCode>::DestroyInstance();
         DelayedSingleton<TvpkPackageManager>::DestroyInstance();
         DelayedSingleton<TvpkBakPackageManager>::DestroyInstance();
@@ -57,7 +57,7 @@ protected:
 
 TEST_F(StatesTest, EachTakesItsOwnNumberOnly)
 {
-    WriteFile(std::string(WORK_DIR) + "/kept", "kept");
+    WriteFile(std::string(Formats::WORK_DIR) + "/kept", "kept");
     struct Case {
         std::shared_ptr<IState> state;
         State own;
@@ -78,28 +78,28 @@ TEST_F(StatesTest, EachTakesItsOwnNumberOnly)
         }
         EXPECT_EQ(Codes(), entry.codes);
     }
-    EXPECT_TRUE(Exists(std::string(WORK_DIR) + "/kept"));
-    EXPECT_FALSE(Exists(RECOVER_LIST_PATH));
+    EXPECT_TRUE(Exists(std::string(Formats::WORK_DIR) + "/kept"));
+    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
 }
 
 TEST_F(StatesTest, IdleKeepsTheWorkOfAWaitingPackage)
 {
     IdleState idle;
-    const std::string left = std::string(HOT_WORK_DIR) + "/left";
+    const std::string left = std::string(Formats::HOT_WORK_DIR) + "/left";
     WriteFile(left, "x");
-    WriteFile(PACKAGE_PATH, "package");
-    WriteFile(SIGN_PATH, "signature");
-    WriteFile(BACKUP_PACKAGE_PATH, "backup");
-    std::filesystem::create_directory(STATUS_DIR);
+    WriteFile(Formats::PACKAGE_PATH, "package");
+    WriteFile(Formats::SIGN_PATH, "signature");
+    WriteFile(Formats::BACKUP_PACKAGE_PATH, "backup");
+    std::filesystem::create_directory(Formats::STATUS_DIR);
     EXPECT_TRUE(idle.SwitchState(IDLE, {}));
     EXPECT_TRUE(Exists(left));
-    EXPECT_FALSE(Exists(BACKUP_PACKAGE_PATH));
-    EXPECT_FALSE(Exists(STATUS_DIR));
+    EXPECT_FALSE(Exists(Formats::BACKUP_PACKAGE_PATH));
+    EXPECT_FALSE(Exists(Formats::STATUS_DIR));
 
-    std::filesystem::remove(SIGN_PATH);
+    std::filesystem::remove(Formats::SIGN_PATH);
     EXPECT_TRUE(idle.SwitchState(IDLE, {}));
     EXPECT_FALSE(Exists(left));
-    EXPECT_TRUE(Exists(WORK_DIR));
+    EXPECT_TRUE(Exists(Formats::WORK_DIR));
 }
 
 TEST_F(StatesTest, ReadyWritesTheRecoverListInTheInitStageOnly)
@@ -107,23 +107,23 @@ TEST_F(StatesTest, ReadyWritesTheRecoverListInTheInitStageOnly)
     DeliverRevoke();
     ReadyState ready;
     const LogCapture log;
-    WriteFile(BACKUP_RECOVER_LIST_PATH, "old");
+    WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, "old");
     EXPECT_TRUE(ready.SwitchState(READY, {}));
     EXPECT_TRUE(log.Contains("stage is sa, skip"));
-    EXPECT_FALSE(Exists(BACKUP_RECOVER_LIST_PATH));
-    EXPECT_FALSE(Exists(RECOVER_LIST_PATH));
+    EXPECT_FALSE(Exists(Formats::BACKUP_RECOVER_LIST_PATH));
+    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
 
     SysUtils::SetRunningStage(RUNNING_STAGE_INIT);
     EXPECT_TRUE(ready.SwitchState(READY, {})); // nothing was in progress
-    EXPECT_FALSE(Exists(RECOVER_LIST_PATH));
+    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
 
     TavomendStatusRecord record;
-    record.InitStatusRecord(STATUS_DIR, STATUS_RECORD_NAME);
+    record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
     record.SetStatus("patch01", "activites", "1|1:34");
     EXPECT_TRUE(ready.SwitchState(READY, {}));
-    EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
+    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
 
-    std::filesystem::remove(BACKUP_SIGN_PATH);
+    std::filesystem::remove(Formats::BACKUP_SIGN_PATH);
     EXPECT_FALSE(ready.SwitchState(READY, {}));
 }
 
@@ -131,19 +131,19 @@ TEST_F(StatesTest, ActivitesKeepsThePackageAsBackupAlsoAfterAFailure)
 {
     DeliverRevoke();
     TavomendStatusRecord record;
-    record.InitStatusRecord(STATUS_DIR, STATUS_RECORD_NAME);
+    record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
     record.SetStatus("patch01", "ready", "1|0:47");
-    std::filesystem::remove(BACKUP_SIGN_PATH);
-    const std::string delivered = ReadFile(PACKAGE_PATH);
-    WriteFile(std::string(HOT_WORK_DIR) + "/left", "x");
+    std::filesystem::remove(Formats::BACKUP_SIGN_PATH);
+    const std::string delivered = ReadFile(Formats::PACKAGE_PATH);
+    WriteFile(std::string(Formats::HOT_WORK_DIR) + "/left", "x");
     ActivitesState activites;
     const LogCapture log;
     EXPECT_FALSE(activites.SwitchState(ACTIVITES, {"com.a"}));
     EXPECT_TRUE(log.Contains("backup package not exist"));
-    EXPECT_EQ(ReadFile(BACKUP_PACKAGE_PATH), delivered);
-    EXPECT_FALSE(Exists(PACKAGE_PATH));
-    EXPECT_FALSE(Exists(CONFIG_PATH));
-    EXPECT_FALSE(Exists(HOT_WORK_DIR));
+    EXPECT_EQ(ReadFile(Formats::BACKUP_PACKAGE_PATH), delivered);
+    EXPECT_FALSE(Exists(Formats::PACKAGE_PATH));
+    EXPECT_FALSE(Exists(Formats::CONFIG_PATH));
+    EXPECT_FALSE(Exists(Formats::HOT_WORK_DIR));
 
     DelayedSingleton<TvpkPackageManager>::DestroyInstance();
     EXPECT_FALSE(ActivitesState().SwitchState(ACTIVITES, {"com.a"})); // no gate passed, no action to read

@@ -1,9 +1,8 @@
-#include "tools/parse_app_config_tool.h"
-
 #include <gtest/gtest.h>
 
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
 #include "tests/support/device_fixture.h"
+#include "tools/parse_app_config_tool.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -24,7 +23,7 @@ class ParseAppConfigToolTest : public DeviceTest {
 protected:
     bool Parse(const std::string& text)
     {
-        WriteFile(TavomendEngine::CONFIG_PATH, text);
+        WriteFile(Formats::CONFIG_PATH, text);
         return tool_.ParseTavomendConfig();
     }
 

@@ -1,11 +1,10 @@
-#include "tools/parse_zip_tool.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "platform/utility/sys_utils.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/zip_builder.h"
+#include "tools/parse_zip_tool.h"
 
 namespace ORVX::TavomendTest {
 namespace {

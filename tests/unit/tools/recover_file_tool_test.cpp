@@ -1,14 +1,13 @@
-#include "tools/recover_file_tool.h"
-
 #include <gtest/gtest.h>
 
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
 #include "tests/support/device_fixture.h"
+#include "tools/recover_file_tool.h"
 
 namespace ORVX::TavomendTest {
 namespace {
-using TavomendEngine::BACKUP_RECOVER_LIST_PATH;
-using TavomendEngine::RECOVER_LIST_PATH;
+using Formats::BACKUP_RECOVER_LIST_PATH;
+using Formats::RECOVER_LIST_PATH;
 using TavomendEngine::RecoverFileTool;
 using Names = std::vector<std::string>;
 
@@ -19,18 +18,18 @@ protected:
 
 TEST_F(RecoverFileToolTest, WritesTheListAndDropsTheBackup)
 {
-    WriteFile(BACKUP_RECOVER_LIST_PATH, "old");
+    WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, "old");
     ASSERT_TRUE(tool_.WriteReInstallFile({"com.a", "com.b"}));
-    EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
-    EXPECT_FALSE(Exists(BACKUP_RECOVER_LIST_PATH));
+    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
+    EXPECT_FALSE(Exists(Formats::BACKUP_RECOVER_LIST_PATH));
 
     EXPECT_TRUE(tool_.WriteReInstallFile({}));
-    EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
+    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
 }
 
 TEST_F(RecoverFileToolTest, FailsWhereTheListCannotBeWritten)
 {
-    std::filesystem::remove_all(TavomendEngine::WORK_DIR);
+    std::filesystem::remove_all(Formats::WORK_DIR);
     const LogCapture log;
     EXPECT_FALSE(tool_.WriteReInstallFile({"com.a"}));
     EXPECT_TRUE(log.Contains("file is NULL, errorMessage: No such file or directory"));
@@ -41,10 +40,10 @@ TEST_F(RecoverFileToolTest, TheBackupTakesPrecedence)
     Names names;
     EXPECT_TRUE(tool_.GetRecoverBundleNameList(names));
     EXPECT_EQ(names, Names());
-    WriteFile(RECOVER_LIST_PATH, R"({"list": ["com.new"]})");
+    WriteFile(Formats::RECOVER_LIST_PATH, R"({"list": ["com.new"]})");
     EXPECT_TRUE(tool_.GetRecoverBundleNameList(names));
     EXPECT_EQ(names, Names{"com.new"});
-    WriteFile(BACKUP_RECOVER_LIST_PATH, R"({"list": ["com.old"]})");
+    WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, R"({"list": ["com.old"]})");
     EXPECT_TRUE(tool_.GetRecoverBundleNameList(names));
     EXPECT_EQ(names, (Names{"com.new", "com.old"})); // appended
 }
@@ -65,7 +64,7 @@ TEST_F(RecoverFileToolTest, ReadsWhatIsWholeOfADamagedList)
         {R"({"list": ["a")", false, {}, "cJSON root is NULL."},
     };
     for (const auto& damaged : cases) {
-        WriteFile(RECOVER_LIST_PATH, damaged.text);
+        WriteFile(Formats::RECOVER_LIST_PATH, damaged.text);
         const LogCapture log;
         Names names;
         EXPECT_EQ(tool_.GetRecoverBundleNameList(names), damaged.isRead) << damaged.text;
@@ -77,18 +76,18 @@ TEST_F(RecoverFileToolTest, ReadsWhatIsWholeOfADamagedList)
 TEST_F(RecoverFileToolTest, RenamesAndRemoves)
 {
     tool_.RenameRevokeFileToBak(); // nothing there: nothing done
-    EXPECT_FALSE(Exists(BACKUP_RECOVER_LIST_PATH));
+    EXPECT_FALSE(Exists(Formats::BACKUP_RECOVER_LIST_PATH));
     EXPECT_FALSE(tool_.RecoverFileIsExist());
 
-    WriteFile(BACKUP_RECOVER_LIST_PATH, "old");
-    WriteFile(RECOVER_LIST_PATH, "new");
+    WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, "old");
+    WriteFile(Formats::RECOVER_LIST_PATH, "new");
     EXPECT_TRUE(tool_.RecoverFileIsExist());
     tool_.RenameRevokeFileToBak();
-    EXPECT_EQ(ReadFile(BACKUP_RECOVER_LIST_PATH), "new");
+    EXPECT_EQ(ReadFile(Formats::BACKUP_RECOVER_LIST_PATH), "new");
     EXPECT_FALSE(tool_.RecoverFileIsExist());
 
     tool_.RemoveRevokeBakFile();
-    EXPECT_FALSE(Exists(BACKUP_RECOVER_LIST_PATH));
+    EXPECT_FALSE(Exists(Formats::BACKUP_RECOVER_LIST_PATH));
     tool_.RemoveRevokeBakFile();
 }
 } // namespace

@@ -1,9 +1,8 @@
-#include "tools/restore_tool.h"
-
 #include <gtest/gtest.h>
 
 #include "tests/support/device_fixture.h"
 #include "tests/support/patch_builder.h"
+#include "tools/restore_tool.h"
 
 namespace ORVX::TavomendTest {
 namespace {

@@ -1,10 +1,9 @@
-#include "tools/rsa_sign_verify_tool.h"
-
 #include <gtest/gtest.h>
 
-#include "common/path_constants.h"
+#include "formats/device_paths.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/patch_builder.h"
+#include "tools/rsa_sign_verify_tool.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -16,7 +15,7 @@ protected:
     void SetUp() override
     {
         DeviceTest::SetUp();
-        WriteFile(TavomendEngine::PUBLIC_KEY_PATH, key_.PublicPem());
+        WriteFile(Formats::PUBLIC_KEY_PATH, key_.PublicPem());
         WriteFile("/data/p", content_);
         WriteFile("/data/s", key_.Sign(content_));
     }
@@ -60,8 +59,8 @@ TEST_F(RsaSignVerifyToolTest, NamesWhatIsMissing)
         {"/data/s", nullptr, "sign file not found"},
         {"/data/s", "", "signData is empty"},
         {"/data/p", "", "patchData is empty"},
-        {TavomendEngine::PUBLIC_KEY_PATH, nullptr, "cert file is not found"},
-        {TavomendEngine::PUBLIC_KEY_PATH, certificate.c_str(), "get pubKey is failed"},
+        {Formats::PUBLIC_KEY_PATH, nullptr, "cert file is not found"},
+        {Formats::PUBLIC_KEY_PATH, certificate.c_str(), "get pubKey is failed"},
     };
     for (const auto& missing : cases) {
         SetUp();

@@ -1,8 +1,7 @@
-#include "platform/utility/event_manager.h"
-
 #include <gtest/gtest.h>
 #include <thread>
 
+#include "platform/utility/event_manager.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

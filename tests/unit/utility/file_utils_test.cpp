@@ -1,8 +1,7 @@
-#include "platform/utility/file_utils.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "platform/utility/file_utils.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

@@ -1,8 +1,7 @@
-#include "common/log.h"
-
 #include <gtest/gtest.h>
 
-#include "platform/host/host_log.h"
+#include "common/log.h"
+#include "ports/host/host_log.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

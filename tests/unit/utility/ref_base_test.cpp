@@ -1,9 +1,8 @@
-#include "platform/api/ref_base.h"
-
 #include <gtest/gtest.h>
 #include <thread>
 #include <vector>
 
+#include "platform/api/ref_base.h"
 #include "platform/api/status_receiver.h"
 
 namespace ORVX {

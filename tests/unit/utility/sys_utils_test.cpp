@@ -1,8 +1,7 @@
-#include "platform/utility/sys_utils.h"
-
 #include <gtest/gtest.h>
 
 #include "platform/utility/json_tool.h"
+#include "platform/utility/sys_utils.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

@@ -1,7 +1,6 @@
-#include "platform/utility/tavomend_status_record.h"
-
 #include <gtest/gtest.h>
 
+#include "platform/utility/tavomend_status_record.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

@@ -1,0 +1,18 @@
+// Applies an archive-aware difference: the new file is put together from raw stretches, which follow the old file, and
+// from entries deflated anew, whose content follows the inflated content of the old file's entries.
+#ifndef TAVOMEND_DIFF_ARCHIVE_DIFFERENCE_H
+#define TAVOMEND_DIFF_ARCHIVE_DIFFERENCE_H
+
+#include <string>
+
+#include "diff/byte_view.h"
+#include "diff/difference_result.h"
+
+namespace ORVX::Difference {
+// Needs less than 32 MiB besides the mapped files, whatever the difference says. The base's hash is checked before the
+// output is created, and the output's before it is kept.
+[[nodiscard]] DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base,
+                                                      const std::string& outputPath);
+} // namespace ORVX::Difference
+
+#endif

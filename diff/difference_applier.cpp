@@ -1,0 +1,57 @@
+#include "diff/difference_applier.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "diff/archive_difference.h"
+#include "diff/difference_header.h"
+#include "diff/mapped_file.h"
+#include "diff/plain_difference.h"
+
+namespace ORVX::Difference {
+
+namespace {
+bool IsSameFile(const struct stat& status, const std::string& path)
+{
+    struct stat other {};
+    return stat(path.c_str(), &other) == 0 && other.st_dev == status.st_dev && other.st_ino == status.st_ino;
+}
+
+// What an earlier run left under the output's path must not pass for the outcome of this one.
+DifferenceResult ClearOutput(const std::string& diffPath, const std::string& oldPath, const std::string& newPath)
+{
+    struct stat status {};
+    if (lstat(newPath.c_str(), &status) != 0) {
+        return DIFFERENCE_OK;
+    }
+    if (IsSameFile(status, oldPath) || IsSameFile(status, diffPath)) {
+        return DIFFERENCE_OUTPUT_IS_INPUT;
+    }
+    const bool isRemovable = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
+    return isRemovable && unlink(newPath.c_str()) == 0 ? DIFFERENCE_OK : DIFFERENCE_OUTPUT_UNWRITABLE;
+}
+} // namespace
+
+DifferenceResult ApplyDifference(const std::string& diffPath, const std::string& oldPath, const std::string& newPath)
+{
+    const DifferenceResult cleared = ClearOutput(diffPath, oldPath, newPath);
+    if (cleared != DIFFERENCE_OK) {
+        return cleared;
+    }
+    const std::optional<MappedFile> base = MappedFile::Open(oldPath);
+    if (!base.has_value()) {
+        return DIFFERENCE_BASE_UNREADABLE;
+    }
+    const std::optional<MappedFile> difference = MappedFile::Open(diffPath);
+    if (!difference.has_value()) {
+        return DIFFERENCE_UNREADABLE;
+    }
+    if (IsPlainDifference(difference->View())) {
+        return ApplyPlainDifference(difference->View(), base->View(), newPath);
+    }
+    if (IsArchiveDifference(difference->View())) {
+        return ApplyArchiveDifference(difference->View(), base->View(), newPath);
+    }
+    return DIFFERENCE_FORMAT_UNKNOWN;
+}
+} // namespace ORVX::Difference

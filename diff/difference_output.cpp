@@ -1,0 +1,91 @@
+#include "diff/difference_output.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <utility>
+
+namespace ORVX::Difference {
+std::unique_ptr<DifferenceOutput> DifferenceOutput::Create(const std::string& path, uint64_t size,
+                                                           DifferenceResult& result)
+{
+    result = DIFFERENCE_OUTPUT_UNWRITABLE;
+    Handles::UniqueDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (!file.IsValid()) {
+        return nullptr;
+    }
+    std::unique_ptr<DifferenceOutput> output(new DifferenceOutput(path, std::move(file), size));
+    const int error = size == 0 ? 0 : posix_fallocate(output->file_.Get(), 0, static_cast<off_t>(size));
+    if (error != 0) {
+        result =
+            error == ENOSPC || error == EFBIG || error == EDQUOT ? DIFFERENCE_NO_ROOM : DIFFERENCE_OUTPUT_UNWRITABLE;
+        return nullptr;
+    }
+    result = DIFFERENCE_OK;
+    return output;
+}
+
+DifferenceOutput::DifferenceOutput(std::string path, Handles::UniqueDescriptor file, uint64_t size)
+    : path_(std::move(path)), file_(std::move(file)), size_(size)
+{
+}
+
+DifferenceOutput::~DifferenceOutput()
+{
+    if (memory_ != nullptr) {
+        munmap(memory_, size_);
+    }
+    if (!isKept_) {
+        unlink(path_.c_str());
+    }
+}
+
+bool DifferenceOutput::Write(ByteView bytes)
+{
+    if (bytes.size > size_ - written_) {
+        return false;
+    }
+    for (size_t done = 0; done < bytes.size;) {
+        const ssize_t count = write(file_.Get(), bytes.data + done, bytes.size - done);
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        done += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+    written_ += bytes.size;
+    return true;
+}
+
+bool DifferenceOutput::Digest(Handles::Sha256Digest& digest) const
+{
+    Handles::Sha256 hash;
+    std::array<uint8_t, size_t{64} << 10> room;
+    for (uint64_t done = 0; done < size_;) {
+        const ssize_t count = pread(file_.Get(), room.data(), room.size(), static_cast<off_t>(done));
+        if (count <= 0) {
+            return false;
+        }
+        hash.Add(room.data(), static_cast<size_t>(count));
+        done += static_cast<uint64_t>(count);
+    }
+    return hash.Finish(digest);
+}
+
+uint8_t* DifferenceOutput::Map()
+{
+    if (memory_ == nullptr && size_ != 0) {
+        void* const memory = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, file_.Get(), 0);
+        memory_ = memory == MAP_FAILED ? nullptr : memory;
+    }
+    return static_cast<uint8_t*>(memory_);
+}
+
+bool DifferenceOutput::Keep()
+{
+    if (memory_ != nullptr && msync(memory_, size_, MS_SYNC) != 0) {
+        return false;
+    }
+    isKept_ = fsync(file_.Get()) == 0;
+    return isKept_;
+}
+} // namespace ORVX::Difference

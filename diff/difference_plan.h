@@ -1,0 +1,51 @@
+// What a difference between two files is made of, before anything is matched or coded.
+#ifndef TAVOMEND_DIFF_DIFFERENCE_PLAN_H
+#define TAVOMEND_DIFF_DIFFERENCE_PLAN_H
+
+#include <functional>
+#include <vector>
+
+#include "diff/zip_entries.h"
+
+namespace ORVX::Difference {
+using Bytes = std::vector<uint8_t>;
+
+// Part of the new file: raw bytes, and then one entry that is deflated anew (level 0: none, at the end of the file).
+struct Region {
+    ByteView raw;
+    int level = 0;
+    size_t plainSize = 0;
+};
+
+// Old content that new content may follow: an entry of the old file.
+struct OldPiece {
+    size_t offset = 0; // in the old file
+    bool isDeflated = false;
+    size_t compressedSize = 0;
+    size_t plainSize = 0;
+};
+
+// A run of the new entries' content, and the window of the old pieces' content that it is matched with.
+struct Group {
+    size_t newStart = 0;
+    size_t newEnd = 0;
+    size_t oldStart = 0;
+    size_t oldEnd = 0;
+};
+
+struct DifferencePlan {
+    std::vector<Region> regions;
+    std::vector<OldPiece> pieces;
+    std::vector<Group> groups;
+    Bytes oldPlain; // the content of all pieces, in their order
+    Bytes newPlain; // the content of all entries that are deflated anew, in their order
+};
+
+// Looks into both files. An entry is deflated anew when its data changed and when deflating its content at some level
+// gives its data bit for bit; everything else is raw. window: the most old content for one group. progress: done of
+// total, from any thread.
+[[nodiscard]] DifferencePlan MakeDifferencePlan(ByteView old, ByteView fresh, size_t window,
+                                                const std::function<void(size_t done, size_t total)>& progress);
+} // namespace ORVX::Difference
+
+#endif

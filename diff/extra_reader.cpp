@@ -1,0 +1,31 @@
+#include "diff/extra_reader.h"
+
+#include <cstdlib>
+
+namespace ORVX::Difference {
+DifferenceResult ExtraReader::Open(ByteView stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties)
+{
+    std::array<lzma_filter, 2> filters = {{{LZMA_FILTER_LZMA1, nullptr}, {LZMA_VLI_UNKNOWN, nullptr}}};
+    if (lzma_properties_decode(filters.data(), nullptr, properties.data(), properties.size()) != LZMA_OK) {
+        return DIFFERENCE_DAMAGED;
+    }
+    const bool isBounded = static_cast<const lzma_options_lzma*>(filters[0].options)->dict_size <= EXTRA_DICTIONARY_MAX;
+    const lzma_ret opened = isBounded ? lzma_raw_decoder(&stream_, filters.data()) : LZMA_OPTIONS_ERROR;
+    free(filters[0].options); // NOLINT: the library's own allocation
+    stream_.next_in = stream.data;
+    stream_.avail_in = stream.size;
+    return opened == LZMA_OK ? DIFFERENCE_OK : opened == LZMA_MEM_ERROR ? DIFFERENCE_NO_MEMORY : DIFFERENCE_DAMAGED;
+}
+
+DifferenceResult ExtraReader::Read(uint8_t* room, size_t size)
+{
+    stream_.next_out = room;
+    stream_.avail_out = size;
+    while (stream_.avail_out != 0) {
+        if (lzma_code(&stream_, LZMA_RUN) != LZMA_OK) {
+            return stream_.avail_out == 0 ? DIFFERENCE_OK : DIFFERENCE_DAMAGED;
+        }
+    }
+    return DIFFERENCE_OK;
+}
+} // namespace ORVX::Difference

@@ -1,0 +1,33 @@
+// The bytes of a difference that have no old counterpart: an LZMA stream.
+#ifndef TAVOMEND_DIFF_EXTRA_READER_H
+#define TAVOMEND_DIFF_EXTRA_READER_H
+
+#include <array>
+#include <lzma.h>
+
+#include "diff/byte_view.h"
+#include "diff/difference_result.h"
+
+namespace ORVX::Difference {
+constexpr size_t EXTRA_PROPERTIES_SIZE = 5;
+constexpr uint32_t EXTRA_DICTIONARY_MAX = uint32_t{4} << 20;
+
+class ExtraReader {
+public:
+    ExtraReader() = default;
+    ~ExtraReader() { lzma_end(&stream_); }
+    ExtraReader(const ExtraReader&) = delete;
+    ExtraReader& operator=(const ExtraReader&) = delete;
+
+    // properties: the LZMA properties as in the header of a difference. A dictionary beyond EXTRA_DICTIONARY_MAX is
+    // refused.
+    [[nodiscard]] DifferenceResult Open(ByteView stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties);
+    // The next bytes; DIFFERENCE_DAMAGED when there are not so many.
+    [[nodiscard]] DifferenceResult Read(uint8_t* room, size_t size);
+
+private:
+    lzma_stream stream_ = LZMA_STREAM_INIT;
+};
+} // namespace ORVX::Difference
+
+#endif

@@ -1,0 +1,32 @@
+// A regular file, mapped read-only.
+#ifndef TAVOMEND_DIFF_MAPPED_FILE_H
+#define TAVOMEND_DIFF_MAPPED_FILE_H
+
+#include <optional>
+#include <string>
+
+#include "diff/byte_view.h"
+
+namespace ORVX::Difference {
+// The file must not shrink while it is mapped: reading beyond its end then kills the process. Whoever hands a file to
+// the applier or the maker keeps others from writing to it.
+class MappedFile {
+public:
+    // Nothing when the path names no readable regular file. An empty file gives an empty view.
+    [[nodiscard]] static std::optional<MappedFile> Open(const std::string& path);
+    MappedFile(MappedFile&& other) noexcept;
+    MappedFile& operator=(MappedFile&&) = delete;
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+    ~MappedFile();
+
+    [[nodiscard]] ByteView View() const { return view_; }
+
+private:
+    explicit MappedFile(ByteView view) : view_(view) {}
+
+    ByteView view_;
+};
+} // namespace ORVX::Difference
+
+#endif

@@ -1,0 +1,176 @@
+#include "diff/matcher.h"
+
+#include <algorithm>
+#include <cstring>
+#include <divsufsort.h>
+
+namespace ORVX::Difference {
+namespace {
+// A new alignment must explain this many bytes more than the one before it, to be worth its numbers.
+constexpr size_t GAIN_MIN = 8;
+// Longer common beginnings are not told apart while searching: this bounds the time on repetitive content.
+constexpr size_t COMPARED_MAX = 4096;
+
+size_t CommonLength(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize)
+{
+    const size_t size = std::min(aSize, bSize);
+    return static_cast<size_t>(std::mismatch(a, a + size, b).first - a);
+}
+
+// The length at which twice the number of equal bytes exceeds the length by most: how far an alignment reaches.
+template <class IsEqual>
+size_t Reach(size_t limit, IsEqual isEqual)
+{
+    int64_t equal = 0;
+    int64_t best = 0;
+    size_t reach = 0;
+    for (size_t i = 0; i < limit; ++i) {
+        equal += isEqual(i) ? 1 : 0;
+        const int64_t score = 2 * equal - static_cast<int64_t>(i + 1);
+        if (score > best) {
+            best = score;
+            reach = i + 1;
+        }
+    }
+    return reach;
+}
+
+// Goes through the new content and cuts it where another alignment becomes better than the current one.
+class Scan {
+public:
+    Scan(ByteView old, ByteView fresh) : old_(old), fresh_(fresh) {}
+
+    template <class Search>
+    std::vector<Stretch> Run(Search longest)
+    {
+        size_t position = 0;
+        size_t length = 0;
+        size_t oldPosition = 0;
+        while (position < fresh_.size) {
+            size_t score = 0;
+            size_t scored = position += length;
+            for (; position < fresh_.size; ++position) {
+                const auto found = longest(fresh_.data + position, fresh_.size - position);
+                length = found.length;
+                oldPosition = found.position;
+                for (; scored < position + length; ++scored) {
+                    score += FollowsCurrent(scored) ? 1 : 0;
+                }
+                if ((length == score && length != 0) || length > score + GAIN_MIN) {
+                    break;
+                }
+                score -= FollowsCurrent(position) ? 1 : 0;
+            }
+            if (length != score || position == fresh_.size) {
+                Cut(position, oldPosition);
+            }
+        }
+        return std::move(stretches_);
+    }
+
+private:
+    bool FollowsCurrent(size_t position) const
+    {
+        const size_t old = position + lastOld_ - lastNew_;
+        return old < old_.size && old_.data[old] == fresh_.data[position];
+    }
+
+    // The current alignment reaches forwards, the next one backwards; where they overlap, the border goes where most
+    // bytes are equal.
+    void Cut(size_t position, size_t oldPosition)
+    {
+        const size_t between = position - lastNew_;
+        size_t forward = Reach(std::min(between, old_.size - lastOld_),
+                               [this](size_t i) { return old_.data[lastOld_ + i] == fresh_.data[lastNew_ + i]; });
+        size_t backward = 0;
+        if (position < fresh_.size) {
+            backward = Reach(std::min(between, oldPosition), [this, position, oldPosition](size_t i) {
+                return old_.data[oldPosition - 1 - i] == fresh_.data[position - 1 - i];
+            });
+        }
+        if (forward + backward > between) {
+            const size_t overlap = forward + backward - between;
+            const size_t kept = Border(position, oldPosition, forward, backward, overlap);
+            forward += kept;
+            forward -= overlap;
+            backward -= kept;
+        }
+        if (between != 0) {
+            stretches_.push_back({lastOld_, forward, between - backward - forward});
+            if (stretches_.back().delta + stretches_.back().extra == 0) {
+                stretches_.pop_back();
+            }
+        }
+        lastNew_ = position - backward;
+        lastOld_ = oldPosition - backward;
+    }
+
+    // How many bytes of the overlap stay with the current alignment.
+    size_t Border(size_t position, size_t oldPosition, size_t forward, size_t backward, size_t overlap) const
+    {
+        int64_t score = 0;
+        int64_t best = 0;
+        size_t border = 0;
+        for (size_t i = 0; i < overlap; ++i) {
+            const size_t fromCurrent = forward - overlap + i;
+            score += old_.data[lastOld_ + fromCurrent] == fresh_.data[lastNew_ + fromCurrent] ? 1 : 0;
+            score -= old_.data[oldPosition - backward + i] == fresh_.data[position - backward + i] ? 1 : 0;
+            if (score > best) {
+                best = score;
+                border = i + 1;
+            }
+        }
+        return border;
+    }
+
+    ByteView old_;
+    ByteView fresh_;
+    size_t lastNew_ = 0;
+    size_t lastOld_ = 0;
+    std::vector<Stretch> stretches_;
+};
+} // namespace
+
+Matcher::Matcher(ByteView old) : old_(old)
+{
+    if (old.size == 0 || old.size > INT32_MAX) {
+        return;
+    }
+    suffixes_.resize(old.size);
+    if (divsufsort(old.data, suffixes_.data(), static_cast<int32_t>(old.size)) != 0) {
+        suffixes_.clear();
+    }
+}
+
+std::vector<Stretch> Matcher::Match(ByteView fresh) const
+{
+    if (fresh.size == 0) {
+        return {};
+    }
+    if (suffixes_.empty()) {
+        return {{0, 0, fresh.size}};
+    }
+    return Scan(old_, fresh).Run([this](const uint8_t* text, size_t size) { return Longest(text, size); });
+}
+
+Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
+{
+    size_t low = 0;
+    size_t high = suffixes_.size() - 1;
+    while (high - low > 1) {
+        const size_t middle = low + (high - low) / 2;
+        const auto start = static_cast<size_t>(suffixes_[middle]);
+        const size_t length = std::min({size, old_.size - start, COMPARED_MAX});
+        (std::memcmp(old_.data + start, text, length) < 0 ? low : high) = middle;
+    }
+    Found best;
+    for (const size_t i : {low, high}) {
+        const auto start = static_cast<size_t>(suffixes_[i]);
+        const size_t length = CommonLength(old_.data + start, old_.size - start, text, size);
+        if (length > best.length) {
+            best = {start, length};
+        }
+    }
+    return best;
+}
+} // namespace ORVX::Difference

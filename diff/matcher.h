@@ -1,0 +1,39 @@
+// Finds what of new content follows old content, exactly or nearly.
+#ifndef TAVOMEND_DIFF_MATCHER_H
+#define TAVOMEND_DIFF_MATCHER_H
+
+#include <vector>
+
+#include "diff/byte_view.h"
+
+namespace ORVX::Difference {
+// New content: first as many bytes as delta that follow the old content from a position on, byte for byte with few
+// differences, then as many as extra that have no counterpart.
+struct Stretch {
+    size_t oldPosition = 0;
+    size_t delta = 0;
+    size_t extra = 0;
+};
+
+// The old content with all its suffixes in order. Safe to be searched by several threads.
+class Matcher {
+public:
+    explicit Matcher(ByteView old);
+
+    // Stretches that together make up the new content; none of them is empty. No old content at all, or too much of it
+    // to be sorted, gives a single stretch of extra bytes.
+    [[nodiscard]] std::vector<Stretch> Match(ByteView fresh) const;
+
+private:
+    struct Found {
+        size_t position = 0;
+        size_t length = 0;
+    };
+    [[nodiscard]] Found Longest(const uint8_t* text, size_t size) const;
+
+    ByteView old_;
+    std::vector<int32_t> suffixes_;
+};
+} // namespace ORVX::Difference
+
+#endif

@@ -1,0 +1,53 @@
+#include "diff/plain_encoder.h"
+
+#include <algorithm>
+#include <memory>
+#include <zstd.h>
+
+namespace ORVX::Difference {
+namespace {
+constexpr int LEVEL = 19;
+constexpr int WINDOW_LOG_MAX = 31;
+
+struct ContextDeleter {
+    void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }
+};
+
+// Both files must lie within the window, or the old one is out of reach.
+int WindowLog(size_t size)
+{
+    int log = ZSTD_cParam_getBounds(ZSTD_c_windowLog).lowerBound;
+    while (log < WINDOW_LOG_MAX && size_t{1} << log <= size) {
+        ++log;
+    }
+    return log;
+}
+} // namespace
+
+std::optional<std::string> MakePlainDifference(ByteView old, ByteView fresh)
+{
+    const std::unique_ptr<ZSTD_CCtx, ContextDeleter> context(ZSTD_createCCtx());
+    const std::pair<ZSTD_cParameter, int> parameters[] = {
+        {ZSTD_c_compressionLevel, LEVEL},
+        {ZSTD_c_windowLog, WindowLog(std::max(old.size, fresh.size))},
+        {ZSTD_c_enableLongDistanceMatching, 1},
+        {ZSTD_c_checksumFlag, 1},
+        {ZSTD_c_contentSizeFlag, 1},
+    };
+    for (const auto& [parameter, value] : parameters) {
+        if (context == nullptr || ZSTD_isError(ZSTD_CCtx_setParameter(context.get(), parameter, value)) != 0) {
+            return std::nullopt;
+        }
+    }
+    if (old.size != 0 && ZSTD_isError(ZSTD_CCtx_refPrefix(context.get(), old.data, old.size)) != 0) {
+        return std::nullopt;
+    }
+    std::string text(ZSTD_compressBound(fresh.size), '\0');
+    const size_t size = ZSTD_compress2(context.get(), text.data(), text.size(), fresh.data, fresh.size);
+    if (ZSTD_isError(size) != 0) {
+        return std::nullopt;
+    }
+    text.resize(size);
+    return text;
+}
+} // namespace ORVX::Difference

@@ -1,0 +1,183 @@
+#include "hosting/delivery.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+#include "formats/device_paths.h"
+#include "formats/signature.h"
+#include "formats/status_words.h"
+#include "formats/zip_archive.h"
+#include "hosting/device_view.h"
+#include "platform/utility/file_utils.h"
+#include "platform/utility/sys_utils.h"
+
+namespace ORVX::TavomendHosting {
+using Formats::ConfigApp;
+using Formats::ConfigFile;
+using Formats::PatchConfig;
+using Formats::ZipArchive;
+using TavomendEngine::FileUtils;
+using TavomendEngine::SysUtils;
+
+namespace {
+// A whole package file is taken in by the next scan as it is, so it must be the one that the configuration means.
+bool LayOutFile(const ZipArchive& archive, const ConfigApp& app, const ConfigFile& file, std::string& error)
+{
+    const std::string path = Formats::DevicePathOf(app, file);
+    if (!FileUtils::IsValidPath(path)) {
+        error = path + " is not a path below the work directory";
+        return false;
+    }
+    if (!archive.ExtractMember(file.member.substr(1), path, error)) {
+        return false;
+    }
+    if (!Formats::IsDifference(file) && Formats::Sha256OfFile(path, error) != file.hash) {
+        std::remove(path.c_str());
+        error = file.member + " does not have the stated hash";
+        return false;
+    }
+    return true;
+}
+
+bool LayOutColdFiles(const std::string& package, const PatchConfig& config, bool onlyMissing, std::string& error)
+{
+    const auto archive = ZipArchive::Open(package, error);
+    bool isWhole = archive.has_value();
+    for (const auto& app : config.apps) {
+        for (const auto& file : app.files) {
+            if (app.patchType != "cold" || !archive ||
+                (onlyMissing && FileUtils::FileIsExist(Formats::DevicePathOf(app, file)))) {
+                continue;
+            }
+            isWhole = LayOutFile(*archive, app, file, error) && isWhole;
+        }
+    }
+    return isWhole;
+}
+
+bool PruneList(const std::string& path, const std::vector<std::string>& bundleNames)
+{
+    using Json = nlohmann::json;
+    if (!FileUtils::FileIsExist(path)) {
+        return true;
+    }
+    const Json root = Json::parse(FileUtils::GetFileStream(path), nullptr, false);
+    if (!root.is_object() || !root.contains("list") || !root["list"].is_array()) {
+        return true; // damaged: the scan says so
+    }
+    Json kept = Json::array();
+    for (const auto& name : root["list"]) {
+        if (!name.is_string() ||
+            std::find(bundleNames.begin(), bundleNames.end(), name.get<std::string>()) == bundleNames.end()) {
+            kept.push_back(name);
+        }
+    }
+    if (kept.empty()) {
+        return std::remove(path.c_str()) == 0;
+    }
+    return kept == root["list"] || FileUtils::ReplaceFile(path, Json{{"list", kept}}.dump(), 0644);
+}
+// A newer patch ends an older revoke of the same applications; a revoke package names none.
+bool PruneRecoverListsFor(const PatchConfig& config)
+{
+    std::vector<std::string> names;
+    for (const auto& app : config.apps) {
+        names.push_back(app.bundleName);
+    }
+    return PruneRecoverLists(names);
+}
+} // namespace
+
+std::optional<PatchConfig> JudgePackage(const std::string& package, const std::string& signature, std::string& reason)
+{
+    if (!Formats::VerifyFile(package, signature, Formats::PUBLIC_KEY_PATH, reason)) {
+        return std::nullopt;
+    }
+    const auto archive = ZipArchive::Open(package, reason);
+    const auto text =
+        archive ? archive->ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, reason) : std::nullopt;
+    if (!text) {
+        return std::nullopt;
+    }
+    std::vector<std::string> problems;
+    auto config = Formats::ParsePatchConfig(*text, problems);
+    if (!config) {
+        reason = problems.front();
+        return std::nullopt;
+    }
+    const auto& versions = config->baseVersions;
+    const std::string baseVersion = SysUtils::GetBaseVersion();
+    if (std::find(versions.begin(), versions.end(), baseVersion) == versions.end()) {
+        reason = "it is not made for base version " + baseVersion;
+        return std::nullopt;
+    }
+    return config;
+}
+
+bool Deliver(std::string& refusal, std::string& error)
+{
+    // From here on there is no delivered package until the last rename below.
+    for (const char* path : {Formats::SIGN_PATH, Formats::PACKAGE_PATH, Formats::CONFIG_PATH, Formats::HOT_WORK_DIR,
+                             Formats::COLD_WORK_DIR}) {
+        if (!FileUtils::CleanDir(path, true)) {
+            error = std::string("cannot remove ") + path;
+            return false;
+        }
+    }
+    const auto config = JudgePackage(INCOMING_PACKAGE, INCOMING_SIGNATURE, refusal);
+    if (config && !LayOutColdFiles(INCOMING_PACKAGE, *config, false, error)) {
+        refusal = error;
+        error.clear();
+    }
+    if (std::rename(INCOMING_PACKAGE, Formats::PACKAGE_PATH) != 0 || !FileUtils::SyncDir(Formats::PACKAGE_DIR) ||
+        std::rename(INCOMING_SIGNATURE, Formats::SIGN_PATH) != 0 || !FileUtils::SyncDir(Formats::PACKAGE_DIR)) {
+        error = std::string("cannot put the package in place: ") + strerror(errno);
+        return false;
+    }
+    if (config && !PruneRecoverListsFor(*config)) {
+        error = "cannot rewrite the recover list";
+        return false;
+    }
+    return true;
+}
+
+void FinishDelivery()
+{
+    std::string ignored;
+    if (!IsPackageDelivered()) {
+        return;
+    }
+    if (const auto config = JudgePackage(Formats::PACKAGE_PATH, Formats::SIGN_PATH, ignored)) {
+        static_cast<void>(
+            LayOutColdFiles(Formats::PACKAGE_PATH, *config, true, ignored)); // the engine names what is missing
+        static_cast<void>(PruneRecoverListsFor(*config));
+    }
+}
+
+void RepairPackagePlaces()
+{
+    if (IsPackageDelivered()) {
+        return;
+    }
+    const std::string status = ReadStatusWord();
+    const bool wasReady = status == Formats::STATUS_READY || status == Formats::STATUS_READY_FAILED;
+    const bool isInForce = status == Formats::STATUS_ACTIVITES || status == Formats::STATUS_ACTIVITES_FAILED;
+    for (const auto& [delivered, backup] : {std::pair{Formats::PACKAGE_PATH, Formats::BACKUP_PACKAGE_PATH},
+                                            std::pair{Formats::SIGN_PATH, Formats::BACKUP_SIGN_PATH}}) {
+        if (wasReady) {
+            FileUtils::RenameFile(backup, delivered);
+        } else if (isInForce && !IsBackupThere()) {
+            FileUtils::RenameFile(delivered, backup);
+        }
+    }
+}
+
+bool PruneRecoverLists(const std::vector<std::string>& bundleNames)
+{
+    const bool isPruned = PruneList(Formats::RECOVER_LIST_PATH, bundleNames);
+    return PruneList(Formats::BACKUP_RECOVER_LIST_PATH, bundleNames) && isPruned;
+}
+} // namespace ORVX::TavomendHosting

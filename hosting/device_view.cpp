@@ -1,0 +1,62 @@
+#include "hosting/device_view.h"
+
+#include "formats/device_paths.h"
+#include "formats/patch_config.h"
+#include "formats/zip_archive.h"
+#include "hosting/error_text.h"
+#include "platform/utility/file_utils.h"
+#include "platform/utility/tavomend_status_record.h"
+
+namespace ORVX::TavomendHosting {
+using TavomendEngine::FileUtils;
+using TavomendEngine::TavomendStatusRecord;
+
+bool IsPackageDelivered()
+{
+    return FileUtils::FileIsExist(Formats::PACKAGE_PATH) && FileUtils::FileIsExist(Formats::SIGN_PATH);
+}
+
+bool IsHalfDelivered()
+{
+    return FileUtils::FileIsExist(Formats::PACKAGE_PATH) != FileUtils::FileIsExist(Formats::SIGN_PATH);
+}
+
+bool IsBackupThere()
+{
+    return FileUtils::FileIsExist(Formats::BACKUP_PACKAGE_PATH) && FileUtils::FileIsExist(Formats::BACKUP_SIGN_PATH);
+}
+
+std::vector<std::string> ReadBundleNames()
+{
+    std::string error;
+    const std::string path = IsPackageDelivered() ? Formats::PACKAGE_PATH : Formats::BACKUP_PACKAGE_PATH;
+    const auto archive = Formats::ZipArchive::Open(path, error);
+    const auto text =
+        archive ? archive->ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, error) : std::nullopt;
+    std::vector<std::string> problems;
+    const auto config = text ? Formats::ParsePatchConfig(*text, problems) : std::nullopt;
+    std::vector<std::string> names;
+    for (size_t i = 0; config && i < config->apps.size(); ++i) {
+        names.push_back(config->apps[i].bundleName);
+    }
+    return names;
+}
+
+StatusView ReadStatus(const IDevicePort& port, const std::vector<std::string>& bundleNames)
+{
+    TavomendStatusRecord record;
+    record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
+    StatusView view;
+    view.status = record.GetStatus(view.version);
+    view.detail = record.GetStatusFromFile();
+    view.explanation = ExplainDetail(port, view.detail, bundleNames);
+    return view;
+}
+
+std::string ReadStatusWord()
+{
+    TavomendStatusRecord record;
+    record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
+    return record.GetStatus();
+}
+} // namespace ORVX::TavomendHosting

@@ -1,0 +1,30 @@
+// Says in words what the error codes of a status detail mean. The detail's grammar is in docs/status-record.md.
+#ifndef TAVOMEND_HOSTING_ERROR_TEXT_H
+#define TAVOMEND_HOSTING_ERROR_TEXT_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/api/device_port.h"
+
+namespace ORVX::TavomendHosting {
+// One operation of the history: stage 0 init, 1 system service; state 0 load, 1 apply; key to codes, newest first.
+struct ErrorOperation {
+    int32_t stage = -1;
+    int32_t state = -1;
+    std::map<int32_t, std::vector<int32_t>> codes;
+};
+
+// The operations in order, oldest first; what was cut off at the front is left out.
+[[nodiscard]] std::vector<ErrorOperation> ParseDetail(const std::string& detail);
+// One code in words; an unknown one by its number.
+[[nodiscard]] std::string ErrorCodeText(const IDevicePort& port, int32_t key, int32_t code);
+// The failures of the last operation, with what earlier ones say about the same applications, each with its (key|code);
+// empty when it recorded none. bundleNames: of the package, by sequence number.
+[[nodiscard]] std::string ExplainDetail(const IDevicePort& port, const std::string& detail,
+                                        const std::vector<std::string>& bundleNames);
+} // namespace ORVX::TavomendHosting
+
+#endif

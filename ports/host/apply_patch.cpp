@@ -1,0 +1,11 @@
+// The difference library of a Linux host.
+#include "platform/api/apply_patch.h"
+
+#include "diff/difference_applier.h"
+
+namespace ORVX {
+int ApplyPatch(const std::string& diffPath, const std::string& oldPath, const std::string& newPath)
+{
+    return Difference::ApplyDifference(diffPath, oldPath, newPath);
+}
+} // namespace ORVX

@@ -1,0 +1,43 @@
+// What the bundle service does when a device boots, before anybody may ask it.
+#ifndef TAVOMEND_PORTS_HOST_BOOT_SCAN_H
+#define TAVOMEND_PORTS_HOST_BOOT_SCAN_H
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ports/host/bundle_placer.h"
+#include "ports/host/bundle_store.h"
+#include "ports/host/host_platform.h"
+
+namespace ORVX::TavomendHost {
+// Factory applications first; then every bundle of the recover list goes back to its factory version; then the rebuilt
+// packages under the cold work directory are taken in. Each step looks at what is there, so that a scan that was cut
+// short and runs again ends the same.
+class BootScan {
+public:
+    BootScan(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer);
+    [[nodiscard]] ScanReport Run();
+
+private:
+    using Sets = std::map<std::string, BundleFileSet>; // by bundle name
+
+    void RegisterFactoryApps();
+    void RegisterFactoryApp(const BundleFileSet& factory);
+    void ForgetMissingFactoryApps();
+    void RestoreRevokedApps();
+    void TakeInColdBundles();
+    // The whole package files below a directory, by bundle; what cannot be used is reported.
+    [[nodiscard]] Sets CollectSets(const std::string& directory);
+    void Report(const std::string& bundleName, const char* action, uint32_t versionCode);
+    void Skip(const std::string& bundleName, const std::string& reason);
+
+    std::shared_ptr<BundleStore> store_;
+    std::shared_ptr<BundlePlacer> placer_;
+    Sets factoryApps_;
+    ScanReport report_;
+};
+} // namespace ORVX::TavomendHost
+
+#endif

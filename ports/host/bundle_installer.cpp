@@ -1,0 +1,60 @@
+#include "ports/host/bundle_installer.h"
+
+#include "ports/host/host_message.h"
+
+namespace ORVX::TavomendHost {
+namespace {
+constexpr int32_t PROGRESS_READ = 40;
+constexpr int32_t PROGRESS_DONE = 100;
+
+void CarryOut(BundlePlacer& placer, const std::vector<std::string>& paths, const InstallParam& param,
+              const sptr<IStatusReceiver>& receiver)
+{
+    BundleFileSet set;
+    std::string message;
+    InstallResult result = ReadBundleFileSet(paths, set, message);
+    if (result == INSTALL_OK) {
+        receiver->OnStatusNotify(PROGRESS_READ);
+        result = placer.Install(set, param.userId, param.installFlag == InstallFlag::REPLACE_EXISTING, message);
+    }
+    if (result == INSTALL_OK) {
+        receiver->OnStatusNotify(PROGRESS_DONE);
+        message = "installed " + set.manifest.bundleName + " version " + std::to_string(set.manifest.versionCode);
+    }
+    HostMessage(result == INSTALL_OK ? KALOG_INFO : KALOG_ERROR, message);
+    receiver->OnFinished(result, message);
+}
+} // namespace
+
+BundleInstaller::BundleInstaller(std::shared_ptr<BundlePlacer> placer) : placer_(std::move(placer)) {}
+
+BundleInstaller::~BundleInstaller()
+{
+    Join();
+}
+
+int32_t BundleInstaller::Install(const std::vector<std::string>& bundleFilePaths, const InstallParam& installParam,
+                                 const sptr<IStatusReceiver>& statusReceiver)
+{
+    if (bundleFilePaths.empty() || statusReceiver == nullptr) {
+        return INSTALL_BAD_ARGUMENTS;
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    threads_.emplace_back([placer = placer_, bundleFilePaths, installParam, statusReceiver] {
+        CarryOut(*placer, bundleFilePaths, installParam, statusReceiver);
+    });
+    return INSTALL_OK;
+}
+
+void BundleInstaller::Join()
+{
+    std::vector<std::thread> threads;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        threads.swap(threads_);
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+}
+} // namespace ORVX::TavomendHost

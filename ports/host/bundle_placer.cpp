@@ -1,0 +1,180 @@
+#include "ports/host/bundle_placer.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <set>
+
+#include "platform/utility/file_utils.h"
+
+namespace ORVX::TavomendHost {
+namespace fs = std::filesystem;
+using TavomendEngine::FileUtils;
+
+namespace {
+constexpr const char* STAGING_DIR = "/data/app/.staging";
+constexpr uint32_t PACKAGE_FILE_MODE = 0644;
+
+// A directory for the version that is not there yet: a re-install must not touch the files in use.
+std::string NewVersionDir(const InstalledBundle& bundle)
+{
+    const std::string base =
+        std::string(INSTALLED_APP_DIR) + "/" + bundle.bundleName + "/v" + std::to_string(bundle.versionCode);
+    std::string dir = base;
+    for (int i = 1; FileUtils::DirIsExist(dir); ++i) {
+        dir = base + "-" + std::to_string(i);
+    }
+    return dir;
+}
+
+std::set<std::string> DirsOf(const InstalledBundle& bundle)
+{
+    std::set<std::string> dirs;
+    for (const auto& module : bundle.modules) {
+        dirs.insert(fs::path(module.second).parent_path().string());
+    }
+    return dirs;
+}
+
+// Copies the files to staging and from there, in one rename, to `dir`; the bundle's paths become those in `dir`.
+bool CopyIntoPlace(InstalledBundle& bundle, const std::string& dir)
+{
+    FileUtils::CleanDir(STAGING_DIR, true);
+    for (auto& [module, path] : bundle.modules) {
+        const std::string name = module + ".vab";
+        if (!FileUtils::ReplaceFileByCopy(path, std::string(STAGING_DIR) + "/" + name, PACKAGE_FILE_MODE)) {
+            return false;
+        }
+        path = dir + "/" + name;
+    }
+    const std::string parent = fs::path(dir).parent_path().string();
+    return FileUtils::MakeDirs(parent) && FileUtils::SyncDir(INSTALLED_APP_DIR) &&
+           FileUtils::RenameFile(STAGING_DIR, dir) && FileUtils::SyncDir(parent);
+}
+} // namespace
+
+BundlePlacer::BundlePlacer(std::shared_ptr<BundleStore> store) : store_(std::move(store)) {}
+
+InstallResult BundlePlacer::CheckUser(const Formats::BundleManifest& manifest, int32_t userId, std::string& message)
+{
+    const bool isKnown = manifest.singleton ? userId == SYSTEM_USER : store_->HasUser(userId);
+    if (!isKnown) {
+        message = manifest.bundleName + " cannot be installed for user " + std::to_string(userId) +
+                  (manifest.singleton ? ": a singleton belongs to user 0" : ": no such account");
+        return INSTALL_UNKNOWN_USER;
+    }
+    return INSTALL_OK;
+}
+
+InstallResult BundlePlacer::Install(const BundleFileSet& set, int32_t userId, bool mayReplace, std::string& message)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    InstallResult result = CheckUser(set.manifest, userId, message);
+    const auto installed = store_->FindBundle(set.manifest.bundleName);
+    if (result == INSTALL_OK && installed) {
+        result = CheckUpdate(set, *installed, message);
+        if (result == INSTALL_OK && !mayReplace) {
+            message = set.manifest.bundleName + " is already installed";
+            result = INSTALL_ALREADY_INSTALLED;
+        }
+    }
+    if (result != INSTALL_OK) {
+        return result;
+    }
+    InstalledBundle bundle = MakeInstalledBundle(set);
+    if (installed) {
+        bundle.users = installed->users;
+    }
+    if (std::find(bundle.users.begin(), bundle.users.end(), userId) == bundle.users.end()) {
+        bundle.users.push_back(userId);
+    }
+    return Place(std::move(bundle), installed, message);
+}
+
+InstallResult BundlePlacer::Update(const BundleFileSet& set, std::string& message)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto installed = store_->FindBundle(set.manifest.bundleName);
+    if (!installed) {
+        message = set.manifest.bundleName + " is not installed";
+        return INSTALL_UNKNOWN_USER;
+    }
+    const InstallResult result = CheckUpdate(set, *installed, message);
+    if (result != INSTALL_OK) {
+        return result;
+    }
+    InstalledBundle bundle = MakeInstalledBundle(set);
+    bundle.users = installed->users;
+    return Place(std::move(bundle), installed, message);
+}
+
+InstallResult BundlePlacer::Place(InstalledBundle bundle, const std::optional<InstalledBundle>& installed,
+                                  std::string& message)
+{
+    if (installed) {
+        bundle.factoryVersion = installed->factoryVersion;
+    }
+    const std::string dir = NewVersionDir(bundle);
+    if (!CopyIntoPlace(bundle, dir)) {
+        message = "the files of " + bundle.bundleName + " could not be copied into place: " + strerror(errno);
+        FileUtils::CleanDir(STAGING_DIR, true);
+        return INSTALL_IO_ERROR;
+    }
+    if (!store_->ReplaceBundle(bundle)) {
+        message = "the store has not taken " + bundle.bundleName;
+        FileUtils::CleanDir(dir, true);
+        return INSTALL_STORE_ERROR;
+    }
+    if (installed && !installed->isFactory) {
+        for (const auto& old : DirsOf(*installed)) {
+            FileUtils::CleanDir(old, true);
+        }
+    }
+    return INSTALL_OK;
+}
+
+bool BundlePlacer::RestoreFactory(const BundleFileSet& factory)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto installed = store_->FindBundle(factory.manifest.bundleName);
+    InstalledBundle bundle = MakeInstalledBundle(factory);
+    bundle.isFactory = true;
+    bundle.factoryVersion = bundle.versionCode;
+    if (installed) {
+        bundle.users = installed->users;
+    } else {
+        bundle.users = bundle.singleton ? std::vector<int32_t>{SYSTEM_USER} : store_->ListUsers();
+    }
+    if (!store_->ReplaceBundle(bundle)) {
+        return false;
+    }
+    if (installed && !installed->isFactory) {
+        for (const auto& old : DirsOf(*installed)) {
+            FileUtils::CleanDir(old, true);
+        }
+    }
+    return true;
+}
+
+void BundlePlacer::RemoveLeftovers()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::set<std::string> used;
+    for (const auto& bundle : store_->ListBundles()) {
+        used.merge(DirsOf(bundle));
+    }
+    std::error_code error;
+    for (fs::directory_iterator bundle(INSTALLED_APP_DIR, error), end; !error && bundle != end;
+         bundle.increment(error)) {
+        std::error_code inner;
+        for (fs::directory_iterator version(bundle->path(), inner); !inner && version != end;
+             version.increment(inner)) {
+            if (used.count(version->path().string()) == 0) {
+                FileUtils::CleanDir(version->path().string(), true);
+            }
+        }
+        fs::remove(bundle->path(), inner); // goes when it is empty
+    }
+}
+} // namespace ORVX::TavomendHost

@@ -1,0 +1,43 @@
+// Puts package files in place under /data/app, one directory for each installed version of a bundle.
+#ifndef TAVOMEND_PORTS_HOST_BUNDLE_PLACER_H
+#define TAVOMEND_PORTS_HOST_BUNDLE_PLACER_H
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "ports/host/bundle_file_set.h"
+#include "ports/host/bundle_store.h"
+
+namespace ORVX::TavomendHost {
+constexpr const char* INSTALLED_APP_DIR = "/data/app";
+
+// Files are staged, flushed and renamed into a new directory; then the store's one transaction makes the new version
+// the installed one; then the old directory goes. A power cut at any point leaves the old version or the new one, and
+// leftovers that the next scan removes. Used by the installer's threads and by the boot scan.
+class BundlePlacer {
+public:
+    explicit BundlePlacer(std::shared_ptr<BundleStore> store);
+
+    // Installs for one user more, keeping those that have the bundle already. On failure nothing has changed.
+    [[nodiscard]] InstallResult Install(const BundleFileSet& set, int32_t userId, bool mayReplace,
+                                        std::string& message);
+    // Takes a newer version in for the users who have the bundle.
+    [[nodiscard]] InstallResult Update(const BundleFileSet& set, std::string& message);
+    // Back to the factory files, for the users who have the bundle. False when the store cannot be written.
+    [[nodiscard]] bool RestoreFactory(const BundleFileSet& factory);
+    // Removes what no stored bundle uses.
+    void RemoveLeftovers();
+
+private:
+    [[nodiscard]] InstallResult CheckUser(const Formats::BundleManifest& manifest, int32_t userId,
+                                          std::string& message);
+    [[nodiscard]] InstallResult Place(InstalledBundle bundle, const std::optional<InstalledBundle>& installed,
+                                      std::string& message);
+
+    std::shared_ptr<BundleStore> store_;
+    std::mutex mutex_;
+};
+} // namespace ORVX::TavomendHost
+
+#endif

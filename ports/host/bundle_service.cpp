@@ -1,0 +1,66 @@
+#include "ports/host/bundle_service.h"
+
+#include <algorithm>
+
+namespace ORVX::TavomendHost {
+namespace {
+constexpr int32_t NO_SERVICE_FRAMEWORK = 1;
+
+BundleInfo MakeBundleInfo(const InstalledBundle& bundle)
+{
+    BundleInfo info;
+    info.name = bundle.bundleName;
+    info.versionCode = bundle.versionCode;
+    info.versionName = bundle.versionName;
+    info.isKeepAlive = bundle.keepAlive;
+    info.singleton = bundle.singleton;
+    info.isPreInstallApp = bundle.factoryVersion.has_value();
+    for (const auto& module : bundle.modules) {
+        info.bundleFilePaths.push_back(module.second);
+    }
+    return info;
+}
+} // namespace
+
+BundleService::BundleService(std::shared_ptr<BundleStore> store, const std::shared_ptr<BundlePlacer>& placer)
+    : store_(std::move(store)), installer_(MakeSptr<BundleInstaller>(placer))
+{
+}
+
+bool BundleService::GetBundleInfo(const std::string& bundleName, int32_t /*flags*/, BundleInfo& bundleInfo,
+                                  int32_t userId)
+{
+    const auto bundle = store_->FindBundle(bundleName);
+    if (!bundle) {
+        return false;
+    }
+    const bool isThere = bundle->singleton
+                             ? userId == SYSTEM_USER || store_->HasUser(userId)
+                             : std::find(bundle->users.begin(), bundle->users.end(), userId) != bundle->users.end();
+    if (isThere) {
+        bundleInfo = MakeBundleInfo(*bundle);
+    }
+    return isThere;
+}
+
+int32_t BundleService::GetDependentBundleInfo(const std::string& sharedBundleName, BundleInfo& bundleInfo,
+                                              int32_t /*flag*/)
+{
+    const auto bundle = store_->FindBundle(sharedBundleName);
+    if (!bundle || bundle->bundleType != Formats::BUNDLE_TYPE_SERVICE_FWK) {
+        return NO_SERVICE_FRAMEWORK;
+    }
+    bundleInfo = MakeBundleInfo(*bundle);
+    return 0;
+}
+
+sptr<IBundleInstaller> BundleService::GetBundleInstaller()
+{
+    return installer_;
+}
+
+void BundleService::Stop()
+{
+    installer_->Join();
+}
+} // namespace ORVX::TavomendHost

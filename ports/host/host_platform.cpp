@@ -1,0 +1,136 @@
+#include "ports/host/host_platform.h"
+
+#include <algorithm>
+
+#include "platform/api/common_event.h"
+#include "platform/api/system_ability_manager.h"
+#include "platform/utility/file_utils.h"
+#include "ports/host/boot_scan.h"
+#include "ports/host/bundle_placer.h"
+#include "ports/host/bundle_service.h"
+#include "ports/host/bundle_store.h"
+
+namespace ORVX::TavomendHost {
+using TavomendEngine::FileUtils;
+
+namespace {
+constexpr int32_t FIRST_USER = 100;
+constexpr const char* ACCOUNT_FILE = "/etc/passwd";
+constexpr const char* ACCOUNTS = "root:x:0:0:root:/:/bin/false\n"
+                                 "tavomend:x:1011:1011:hot-patch engine:/:/bin/false\n";
+constexpr const char* DIRECTORIES[] = {
+    "/data/app",
+    "/data/update/tavomend/package",
+    "/data/update/tavomend/app/temp",
+    "/data/update/tavomend/app/status",
+    "/data/service/bundles",
+    "/data/log/tavomend",
+    "/system/app",
+    "/etc/certificate",
+    "/tmp",
+};
+
+void RegisterAbility(const sptr<IRemoteObject>& ability)
+{
+    SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager()->AddSystemAbility(
+        BUNDLE_MGR_SERVICE_SYS_ABILITY_ID, ability);
+}
+} // namespace
+
+HostPlatform::HostPlatform() = default;
+
+std::unique_ptr<HostPlatform> HostPlatform::Start(ServiceStart start, std::string& error)
+{
+    auto store = BundleStore::Open(error);
+    if (store == nullptr) {
+        return nullptr;
+    }
+    const auto placer = std::make_shared<BundlePlacer>(store);
+    std::unique_ptr<HostPlatform> platform(new HostPlatform);
+    platform->store_ = store;
+    platform->service_ = MakeSptr<BundleService>(store, placer);
+    RegisterAbility(platform->service_->AsObject());
+    if (start == ServiceStart::SCAN) {
+        platform->report_ = BootScan(store, placer).Run();
+    }
+    CommonEventManager::PublishCommonEvent(COMMON_EVENT_BUNDLE_SCAN_FINISHED);
+    return platform;
+}
+
+HostPlatform::~HostPlatform()
+{
+    if (service_ != nullptr) {
+        service_->Stop();
+        RegisterAbility(nullptr);
+    }
+}
+
+bool HostPlatform::InitDevice(std::string& error)
+{
+    if (FileUtils::FileIsExist(BUNDLE_STORE_PATH)) {
+        error = "there is a device here already";
+        return false;
+    }
+    for (const char* directory : DIRECTORIES) {
+        if (!FileUtils::MakeDirs(directory)) {
+            error = std::string("cannot make the directory ") + directory;
+            return false;
+        }
+    }
+    if (!FileUtils::FileIsExist(ACCOUNT_FILE) && !FileUtils::ReplaceFile(ACCOUNT_FILE, ACCOUNTS, 0644)) {
+        error = std::string("cannot write ") + ACCOUNT_FILE;
+        return false;
+    }
+    if (!BundleStore::Create(error)) {
+        return false;
+    }
+    const auto store = BundleStore::Open(error);
+    return store != nullptr && store->AddUser(FIRST_USER);
+}
+
+const ScanReport& HostPlatform::GetScanReport() const
+{
+    return report_;
+}
+
+std::vector<InstalledBundle> HostPlatform::ListBundles() const
+{
+    return store_->ListBundles();
+}
+
+std::vector<int32_t> HostPlatform::ListUsers() const
+{
+    return store_->ListUsers();
+}
+
+bool HostPlatform::AddUser(int32_t userId, std::string& error)
+{
+    if (userId <= SYSTEM_USER) {
+        error = "a user's number is above 0";
+        return false;
+    }
+    if (store_->HasUser(userId)) {
+        error = "user " + std::to_string(userId) + " exists already";
+        return false;
+    }
+    if (!store_->AddUser(userId)) {
+        error = "the bundle store cannot be written";
+        return false;
+    }
+    CommonEventManager::PublishCommonEvent(COMMON_EVENT_USER_ADDED);
+    return true;
+}
+
+bool HostPlatform::RemoveUser(int32_t userId, std::string& error)
+{
+    if (!store_->HasUser(userId)) {
+        error = "there is no user " + std::to_string(userId);
+        return false;
+    }
+    if (!store_->RemoveUser(userId)) {
+        error = "the bundle store cannot be written";
+        return false;
+    }
+    return true;
+}
+} // namespace ORVX::TavomendHost

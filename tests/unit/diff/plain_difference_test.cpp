@@ -1,0 +1,166 @@
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <random>
+
+#include "diff/difference_applier.h"
+#include "diff/difference_result.h"
+#include "tests/unit/diff/scratch_directory.h"
+
+namespace ORVX::TavomendTest {
+namespace {
+using namespace Difference;
+
+std::string Noise(size_t size, uint32_t seed)
+{
+    std::mt19937 source(seed);
+    std::string text(size, '\0');
+    for (char& byte : text) {
+        byte = static_cast<char>(source());
+    }
+    return text;
+}
+
+class PlainDifferenceTest : public testing::Test {
+protected:
+    void SetUp() override { Make(Noise(3000, 1), Noise(40, 2) + Noise(3000, 1) + "a tail", ""); }
+
+    void Make(const std::string& base, const std::string& target, const std::string& options)
+    {
+        target_ = target;
+        scratch_.Write("old", base);
+        scratch_.Write("new", target);
+        // The tool's own search for a window trips over an empty target.
+        const std::string fromBase = target.empty() ? "" : "--long=31 --patch-from old ";
+        ASSERT_NO_FATAL_FAILURE(scratch_.Run("zstd -q -f -19 " + options + fromBase + "new -o difference"));
+        difference_ = scratch_.Read("difference");
+    }
+
+    int Apply() { return ApplyDifference(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("out")); }
+
+    int ApplyDamaged(const std::string& difference)
+    {
+        scratch_.Write("difference", difference);
+        return Apply();
+    }
+
+    ScratchDirectory scratch_;
+    std::string target_;
+    std::string difference_;
+};
+
+TEST_F(PlainDifferenceTest, RebuildsWhatTheToolMade)
+{
+    const std::string large = Noise(3 << 20, 3);
+    const struct {
+        const char* name;
+        std::string base;
+        std::string target;
+    } cases[] = {
+        {"a small change", Noise(3000, 1), Noise(1500, 1) + "x" + Noise(3000, 1)},
+        {"an empty base", "", Noise(500, 4)},
+        {"an empty output", "something", ""},
+        {"both empty", "", ""},
+        {"a base beyond the default window", large + Noise(9 << 20, 5), large},
+    };
+    for (const auto& [name, base, target] : cases) {
+        ASSERT_NO_FATAL_FAILURE(Make(base, target, ""));
+        EXPECT_EQ(Apply(), DIFFERENCE_OK) << name;
+        EXPECT_EQ(scratch_.Has("out"), true) << name;
+        EXPECT_TRUE(scratch_.Read("out") == target) << name;
+    }
+}
+
+TEST_F(PlainDifferenceTest, ADifferenceCutAnywhereFailsAndLeavesNoOutput)
+{
+    for (size_t size = 0; size < difference_.size(); ++size) {
+        ASSERT_NE(ApplyDamaged(difference_.substr(0, size)), DIFFERENCE_OK) << size;
+        ASSERT_FALSE(scratch_.Has("out")) << size;
+    }
+}
+
+// A flip may fall into a bit that means nothing; then the outcome is still the right file. A wrong one never is.
+TEST_F(PlainDifferenceTest, AFlippedBitFailsOrChangesNothing)
+{
+    size_t unharmed = 0;
+    for (size_t bit = 0; bit < difference_.size() * 8; ++bit) {
+        std::string damaged = difference_;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+        if (ApplyDamaged(damaged) == DIFFERENCE_OK) {
+            ++unharmed;
+            ASSERT_EQ(scratch_.Read("out"), target_) << bit;
+        } else {
+            ASSERT_FALSE(scratch_.Has("out")) << bit;
+        }
+    }
+    EXPECT_LT(unharmed, 8U);
+}
+
+TEST_F(PlainDifferenceTest, EachDefectHasItsCode)
+{
+    const auto fails = [this](int code, const std::string& name) {
+        EXPECT_EQ(Apply(), code) << name;
+        EXPECT_FALSE(scratch_.Has("out")) << name;
+        EXPECT_FALSE(DifferenceResultText(code).empty());
+    };
+    scratch_.Write("difference", difference_ + "x");
+    fails(DIFFERENCE_TRAILING_BYTES, "one byte more");
+    scratch_.Write("difference", difference_ + difference_);
+    fails(DIFFERENCE_TRAILING_BYTES, "a second frame");
+    scratch_.Write("difference", "PK\3\4, not a frame");
+    fails(DIFFERENCE_FORMAT_UNKNOWN, "another format");
+    scratch_.Write("difference", difference_);
+    scratch_.Write("old", Noise(3000, 9));
+    fails(DIFFERENCE_MISMATCH, "another base");
+    scratch_.Write("old", "");
+    fails(DIFFERENCE_MISMATCH, "an emptied base");
+    std::filesystem::remove(scratch_.Path("old"));
+    fails(DIFFERENCE_BASE_UNREADABLE, "no base");
+    std::filesystem::create_directory(scratch_.Path("old"));
+    fails(DIFFERENCE_BASE_UNREADABLE, "a directory for a base");
+    std::filesystem::remove(scratch_.Path("old"));
+    ASSERT_NO_FATAL_FAILURE(Make("abc", "abcdef", "--no-check "));
+    fails(DIFFERENCE_NO_CHECKSUM, "no checksum");
+    ASSERT_NO_FATAL_FAILURE(scratch_.Run("zstd -q -f < new > difference"));
+    fails(DIFFERENCE_SIZE_UNKNOWN, "made from a stream");
+    std::filesystem::remove(scratch_.Path("difference"));
+    fails(DIFFERENCE_UNREADABLE, "no difference");
+}
+
+// A frame of a few bytes that claims 2 GiB - 1 of content: nothing may be allocated on its word.
+TEST_F(PlainDifferenceTest, AClaimedSizeIsCheckedBeforeRoomIsMade)
+{
+    const std::string magicAndDescriptor("\x28\xB5\x2F\xFD\xA4", 5); // single segment, checksum, size in four bytes
+    const std::string emptyLastBlockAndChecksum("\x01\x00\x00\x99\xE9\xD8\x51", 7);
+    scratch_.Write("difference", magicAndDescriptor + "\xFF\xFF\xFF\x7F" + emptyLastBlockAndChecksum);
+    EXPECT_EQ(Apply(), DIFFERENCE_TOO_LARGE);
+    EXPECT_FALSE(scratch_.Has("out"));
+}
+
+TEST_F(PlainDifferenceTest, TheOutputReplacesOnlyWhatIsNoInput)
+{
+    scratch_.Write("out", "left by an earlier run");
+    EXPECT_EQ(Apply(), DIFFERENCE_OK);
+    EXPECT_EQ(scratch_.Read("out"), target_);
+
+    const std::string oldPath = scratch_.Path("old");
+    const std::string base = scratch_.Read("old");
+    std::filesystem::remove(scratch_.Path("out"));
+    std::filesystem::create_hard_link(oldPath, scratch_.Path("out"));
+    EXPECT_EQ(Apply(), DIFFERENCE_OUTPUT_IS_INPUT);
+    EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), oldPath, oldPath), DIFFERENCE_OUTPUT_IS_INPUT);
+    EXPECT_EQ(scratch_.Read("old"), base);
+
+    std::filesystem::remove(scratch_.Path("out"));
+    std::filesystem::create_directory(scratch_.Path("out"));
+    EXPECT_EQ(Apply(), DIFFERENCE_OUTPUT_UNWRITABLE);
+    EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), oldPath, scratch_.Path("nowhere/out")),
+              DIFFERENCE_OUTPUT_UNWRITABLE);
+
+    scratch_.Write("difference", "damaged");
+    std::filesystem::remove(scratch_.Path("out"));
+    scratch_.Write("out", "left by an earlier run");
+    EXPECT_EQ(Apply(), DIFFERENCE_FORMAT_UNKNOWN);
+    EXPECT_FALSE(scratch_.Has("out"));
+}
+} // namespace
+} // namespace ORVX::TavomendTest

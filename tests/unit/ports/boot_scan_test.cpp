@@ -1,0 +1,137 @@
+#include <gtest/gtest.h>
+
+#include "platform/api/bundle_mgr.h"
+#include "platform/api/system_ability_manager.h"
+#include "ports/host/host_platform.h"
+#include "tests/support/device_fixture.h"
+#include "tests/support/install_verdict.h"
+#include "tests/support/vab_builder.h"
+
+namespace ORVX::TavomendTest {
+namespace {
+using namespace TavomendHost;
+
+constexpr const char* COLD = "/data/update/tavomend/app/temp/cold/internal/";
+constexpr const char* RECOVER_LIST = "/data/update/tavomend/app/temp/tavomend_app_recover.json";
+
+class BootScanTest : public DeviceTest {
+protected:
+    void SetUp() override
+    {
+        DeviceTest::SetUp();
+        std::string error;
+        ASSERT_TRUE(HostPlatform::InitDevice(error)) << error;
+        WriteFile("/system/app/A/A.vab", a_.Bytes());
+        WriteFile("/system/app/A/F.vab", feature_.Bytes());
+        WriteFile("/system/app/B/B.vab", b_.Bytes());
+        EXPECT_EQ(Scan(), "com.a factory 1; com.b factory 1; ");
+    }
+    // Starts the platform anew and tells what its scan did: "BUNDLE ACTION VERSION; ".
+    std::string Scan()
+    {
+        std::string error;
+        platform_.reset();
+        platform_ = HostPlatform::Start(ServiceStart::SCAN, error);
+        EXPECT_NE(platform_, nullptr) << error;
+        std::string text;
+        for (const auto& entry : platform_->GetScanReport().entries) {
+            text += entry.bundleName + " " + entry.action + " " +
+                    (entry.reason.empty() ? std::to_string(entry.versionCode) : "(" + entry.reason + ")") + "; ";
+        }
+        return text;
+    }
+    uint32_t VersionOf(const std::string& name)
+    {
+        for (const auto& bundle : platform_->ListBundles()) {
+            if (bundle.bundleName == name) {
+                return bundle.versionCode;
+            }
+        }
+        return 0;
+    }
+    void InstallB(uint32_t version)
+    {
+        WriteFile("/tmp/b.vab", b_.At(version).Bytes());
+        const auto service = iface_cast<IBundleMgr>(
+            SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager()->GetSystemAbility(401));
+        ASSERT_EQ(InstallAndWait(*service, {"/tmp/b.vab"}, 100).first, 0);
+    }
+
+    const Vab a_{"com.a"};
+    const Vab feature_{"com.a", 1, "feature"};
+    const Vab b_{"com.b"};
+    std::unique_ptr<HostPlatform> platform_;
+};
+
+TEST_F(BootScanTest, TakesColdPackagesInOnlyWhenNewerAndWhole)
+{
+    WriteFile(std::string(COLD) + "com.a/A.vab", a_.At(2).Bytes());
+    EXPECT_EQ(Scan(), "com.a skipped (module feature of com.a is missing from the files); ");
+    WriteFile(std::string(COLD) + "com.a/F.vab", feature_.At(2).Bytes().substr(0, 60));
+    EXPECT_NE(Scan().find("F.vab is no zip archive"), std::string::npos);
+    WriteFile(std::string(COLD) + "com.a/F.vab", feature_.At(3).Bytes());
+    EXPECT_NE(Scan().find("does not belong to com.a version 2"), std::string::npos);
+    EXPECT_EQ(VersionOf("com.a"), 1U);
+    EXPECT_TRUE(Exists(std::string(COLD) + "com.a/F.vab"));
+
+    WriteFile(std::string(COLD) + "com.a/F.vab", feature_.At(2).Bytes());
+    WriteFile(std::string(COLD) + "com.a/F.vab.diff", "a difference");
+    WriteFile(std::string(COLD) + "com.c/C.vab", Vab{"com.c", 2}.Bytes());
+    WriteFile(std::string(COLD) + "com.b/B.vab", b_.Bytes()); // no newer than what runs
+    EXPECT_EQ(Scan(), "com.a updated 2; com.c skipped (com.c is not installed); ");
+    EXPECT_EQ(Scan(), "com.c skipped (com.c is not installed); "); // the same again
+    EXPECT_EQ(VersionOf("com.a"), 2U);
+    EXPECT_EQ(VersionOf("com.b"), 1U);
+}
+
+TEST_F(BootScanTest, BringsRevokedApplicationsBack)
+{
+    InstallB(2);
+    WriteFile(RECOVER_LIST, R"({"list": ["com.b", "com.none"]})");
+    WriteFile(std::string(RECOVER_LIST) + ".bak", R"({"list": ["com.a"]})");
+    EXPECT_EQ(Scan(), ""); // the backup copy goes first, and names what is at its factory version
+    EXPECT_EQ(VersionOf("com.b"), 2U);
+    std::filesystem::remove(std::string(RECOVER_LIST) + ".bak");
+    EXPECT_EQ(Scan(), "com.b restored 1; ");
+    EXPECT_EQ(VersionOf("com.b"), 1U);
+    EXPECT_TRUE(ListTree("/data/app").empty());
+    EXPECT_EQ(Scan(), "");
+    WriteFile(RECOVER_LIST, R"({"list": ["com.b")");
+    EXPECT_EQ(Scan(), " skipped (the recover list is damaged); ");
+}
+
+TEST_F(BootScanTest, CleansUpWhatAPowerCutLeft)
+{
+    InstallB(2);
+    const auto before = ListTree("/data/app");
+    WriteFile("/data/app/.staging/entry.vab", "half");
+    WriteFile("/data/app/com.b/v3/entry.vab", b_.At(3).Bytes()); // in place, and not in the store
+    WriteFile("/data/app/com.gone/v1/entry.vab", "x");
+    EXPECT_EQ(Scan(), "");
+    EXPECT_EQ(ListTree("/data/app"), before);
+    EXPECT_EQ(VersionOf("com.b"), 2U);
+}
+
+TEST_F(BootScanTest, FollowsTheFactory)
+{
+    InstallB(2);
+    WriteFile("/system/app/B/B.vab", b_.At(3).Bytes()); // a system update overtakes the installed one
+    std::filesystem::remove_all("/system/app/A");
+    EXPECT_EQ(Scan(), "com.b factory 3; com.a skipped (its factory files are gone); ");
+    EXPECT_EQ(VersionOf("com.b"), 3U);
+    EXPECT_EQ(VersionOf("com.a"), 0U);
+    EXPECT_TRUE(ListTree("/data/app").empty());
+}
+
+TEST_F(BootScanTest, ALookAtADeviceChangesNothing)
+{
+    WriteFile(std::string(COLD) + "com.b/B.vab", b_.At(2).Bytes());
+    WriteFile("/data/app/.staging/entry.vab", "half");
+    std::string error;
+    platform_.reset();
+    platform_ = HostPlatform::Start(ServiceStart::ATTACH, error);
+    EXPECT_EQ(VersionOf("com.b"), 1U);
+    EXPECT_EQ(ListTree("/data/app").size() + ListTree("/data/update").size(), 2U);
+}
+} // namespace
+} // namespace ORVX::TavomendTest
