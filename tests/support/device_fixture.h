@@ -20,6 +20,9 @@ void WriteFile(const std::string& path, const std::string& content);
 [[nodiscard]] std::vector<std::string> ListTree(const std::string& directory);
 [[nodiscard]] std::string Sha256Hex(const std::string& content);
 
+// In the root of a folder that tests may empty; device_main.cpp puts it there.
+constexpr const char* DEVICE_MARK = "/.tavomend-test-device";
+
 // Before each test the device is empty but for /etc/os-release (1.0.0) and the engine's directories, the stage is the
 // system-service stage, and no event has been subscribed to.
 class DeviceTest : public testing::Test {

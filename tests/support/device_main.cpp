@@ -2,9 +2,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 
 #include "ports/host/device_root.h"
+#include "tests/support/device_fixture.h"
 
 int main(int argc, char** argv)
 {
@@ -17,6 +19,8 @@ int main(int argc, char** argv)
         perror("a directory for the device root");
         return 1;
     }
+    // What a test empties before it starts must be this folder and nothing else: DeviceTest looks for the mark.
+    std::ofstream(directory + ORVX::TavomendTest::DEVICE_MARK).put('\n');
     std::string error;
     auto root = ORVX::TavomendHost::DeviceRoot::Enter(directory, error);
     if (root == nullptr) {
