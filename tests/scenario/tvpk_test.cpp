@@ -1,0 +1,279 @@
+// The package maker from outside: everything that it prints, and its exit codes.
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <sys/stat.h>
+
+#include "tests/support/cli_runner.h"
+#include "tests/support/device_fixture.h"
+
+namespace ORVX::TavomendTest {
+namespace {
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+constexpr const char* RELEASE = R"({"version": "patch01", "needReboot": true, "dataKept": false,
+ "products": [{"model": "one", "baseVersion": "1.0.0"}, {"model": "two", "baseVersion": "1.0.1"}],
+ "apps": [{"patch": "hot", "files": [{"base": "/system/app/A/A.vab", "old": "a1.vab", "new": "a2.vab"}]},
+          {"patch": "cold", "files": [{"base": "/system/app/B/B.vab", "old": "b1.vab", "new": "b2.vab", "whole": true}]}]})";
+
+class TvpkTest : public testing::Test {
+protected:
+    TvpkTest() : folder_(fs::temp_directory_path() / "tavomendXXXXXX")
+    {
+        EXPECT_NE(mkdtemp(folder_.data()), nullptr);
+        for (const std::string name : {"a", "b"}) {
+            for (const std::string version : {"1", "2"}) {
+                std::string code;
+                for (int i = 0; i < 3000; ++i) {
+                    code += std::to_string(i) + (i % 1000 == 0 ? " of version " + version : "") + "\n";
+                }
+                WriteFile(At(name + version + "/manifest.json"),
+                          "{\"bundleName\": \"com." + name + "\", \"versionCode\": " + version + "}");
+                WriteFile(At(name + version + "/code/lines.txt"), code);
+                EXPECT_EQ(Run("pack " + name + version + " " + name + version + ".vab").exitCode, 0);
+            }
+        }
+    }
+    ~TvpkTest() override
+    {
+        std::error_code ignored;
+        fs::remove_all(folder_, ignored);
+    }
+    // Words that name something in the folder are made whole: a file or directory there, or one to be made.
+    CliResult Run(const std::string& arguments) const
+    {
+        std::vector<std::string> command = {TVPK_PROGRAM};
+        std::istringstream words(arguments);
+        for (std::string word; words >> word;) {
+            const bool isPath = command.size() > 1 && word.front() != '-' && word.find_first_not_of("0123456789") == 0;
+            command.push_back(isPath ? At(word) : word);
+        }
+        return RunProgram(command);
+    }
+    // What is printed, with the folder's name taken out.
+    [[nodiscard]] std::string Plain(std::string text) const
+    {
+        for (size_t at = text.find(folder_); at != std::string::npos; at = text.find(folder_)) {
+            text.erase(at, folder_.size() + 1);
+        }
+        return text;
+    }
+    [[nodiscard]] std::string At(const std::string& name) const { return folder_ + "/" + name; }
+    [[nodiscard]] std::string Size(const std::string& name) const { return std::to_string(fs::file_size(At(name))); }
+    [[nodiscard]] mode_t ModeOf(const std::string& name) const
+    {
+        struct stat info {};
+        EXPECT_EQ(stat(At(name).c_str(), &info), 0) << name;
+        return info.st_mode & 0777U;
+    }
+
+    std::string folder_;
+};
+
+TEST_F(TvpkTest, TellsWhatItMakes)
+{
+    EXPECT_EQ(Plain(Run("keygen --out keys --bits 2048").out),
+              "private key: keys/tavomend_private.pem (keep it to yourself)\n"
+              "public key:  keys/zkkey_tvpk_v1.pem (goes to every device)\n");
+    EXPECT_EQ(ModeOf("keys/tavomend_private.pem"), 0600U);
+    EXPECT_EQ(ModeOf("keys/zkkey_tvpk_v1.pem"), 0644U);
+    EXPECT_EQ(Plain(Run("pack a1 again.vab").out), "again.vab: " + Size("a1.vab") + " bytes\n");
+    EXPECT_EQ(ReadFile(At("again.vab")), ReadFile(At("a1.vab"))); // the same input gives the same bytes
+    EXPECT_EQ(Run("pack a1 stored.vab --level 0").exitCode, 0);
+    EXPECT_GT(fs::file_size(At("stored.vab")), fs::file_size(At("a1/code/lines.txt")));
+
+    WriteFile(At("release.json"), RELEASE);
+    const CliResult made = Run("make release.json --key keys/tavomend_private.pem --out out");
+    ASSERT_EQ(made.exitCode, 0) << made.err;
+    EXPECT_EQ(made.err, "making the difference for A.vab of com.a\n");
+    ASSERT_EQ(RunProgram({"unzip", "-q", At("out/app.tvpk"), "-d", At("members")}).exitCode, 0);
+    const std::string shipped = Size("members/com.a/A.vab.diff");
+    const auto inspected = Json::parse(Run("inspect out/app.tvpk --json").out);
+    const auto total = static_cast<double>(fs::file_size(At("a2.vab")) + fs::file_size(At("b2.vab")));
+    const auto share = [](double part, double whole) {
+        std::ostringstream text;
+        text.precision(1);
+        text << std::fixed << 100 * part / whole << " %";
+        return text.str();
+    };
+    // Every number and word, whatever the widths of the columns.
+    const auto words = [](const std::string& text) {
+        std::istringstream in(text);
+        return std::vector<std::string>(std::istream_iterator<std::string>(in), {});
+    };
+    const std::string kind = Json::parse(Run("diff a1.vab a2.vab d --json").out)["kind"];
+    EXPECT_EQ(
+        words(Plain(made.out)),
+        words("BUNDLE FILE SHIPPED AS NEW BYTES SHIPPED SHARE com.a com.a/A.vab.diff " + kind + " " + Size("a2.vab") +
+              " " + shipped + " " + share(std::stod(shipped), static_cast<double>(fs::file_size(At("a2.vab")))) +
+              " com.b com.b/B.vab whole " + Size("b2.vab") + " " + Size("b2.vab") + " 100.0 % " +
+              "out/app.tvpk: patch patch01, " + Size("out/app.tvpk") + " bytes for " +
+              std::to_string(fs::file_size(At("a2.vab")) + fs::file_size(At("b2.vab"))) + " bytes of applications (" +
+              share(static_cast<double>(fs::file_size(At("out/app.tvpk"))), total) + ")"));
+
+    const auto again = Json::parse(Run("make release.json --key keys/tavomend_private.pem --out out --json").out);
+    EXPECT_EQ(again, (Json{{"schema", 1},
+                           {"package", At("out/app.tvpk")},
+                           {"signature", At("out/tavomend_sign.bin")},
+                           {"version", "patch01"},
+                           {"packageSize", fs::file_size(At("out/app.tvpk"))},
+                           {"files",
+                            {{{"bundle", "com.a"},
+                              {"member", "com.a/A.vab.diff"},
+                              {"kind", kind},
+                              {"newSize", fs::file_size(At("a2.vab"))},
+                              {"shippedSize", std::stoul(shipped)}},
+                             {{"bundle", "com.b"},
+                              {"member", "com.b/B.vab"},
+                              {"kind", "whole"},
+                              {"newSize", fs::file_size(At("b2.vab"))},
+                              {"shippedSize", fs::file_size(At("b2.vab"))}}}}}));
+
+    const auto kib = [this](const std::string& name) { return (fs::file_size(At(name)) + 1023) / 1024; };
+    const std::string space = std::to_string(kib("a2.vab") + kib("b2.vab"));
+    EXPECT_EQ(words(Run("inspect out/app.tvpk").out),
+              words("patch patch01 over patch00, action enable, needs " + space +
+                    " KiB for one at 1.0.0, two at 1.0.1 BUNDLE VERSION PATCH TYPE SHIPPED AS BYTES BASE FILE "
+                    "com.a 1 -> 2 hot internal difference " +
+                    shipped + " /system/app/A/A.vab com.b 1 -> 2 cold internal whole " + Size("b2.vab") +
+                    " /system/app/B/B.vab"));
+    const auto hashOf = [this](const std::string& name) {
+        return RunProgram({"sha256sum", At(name)}).out.substr(0, 64);
+    };
+    const auto app = [&](const std::string& name, const std::string& type, const std::string& suffix) {
+        const std::string file(1, static_cast<char>(name[0] - 'a' + 'A'));
+        return Json{{"version", 2},
+                    {"pre_version", 1},
+                    {"file_num", 1},
+                    {"app_patch_type", type},
+                    {"app_type", 0},
+                    {"base_path", {"/system/app/" + file + "/" + file + ".vab"}},
+                    {"diff_path", {"/com." + name + "/" + file + ".vab" + suffix}},
+                    {"apps_hash", {hashOf(name + "2.vab")}}};
+    };
+    EXPECT_EQ(inspected["schema"], 1);
+    EXPECT_EQ(inspected["configuration"],
+              (Json{{"space", std::stoul(space)},
+                    {"version", "patch01"},
+                    {"pre_version", "patch00"},
+                    {"product", {{"model", {"one", "two"}}, {"version", {"1.0.0", "1.0.1"}}}},
+                    {"action", 0},
+                    {"data_kept", false},
+                    {"need_reboot", true},
+                    {"apps",
+                     {{"size", 2},
+                      {"list", {"com.a", "com.b"}},
+                      {"com.a", app("a", "hot", ".diff")},
+                      {"com.b", app("b", "cold", "")}}}}));
+    ASSERT_EQ(inspected["members"].size(), 3U);
+    EXPECT_EQ(inspected["members"][0]["name"], "app_tavomend_config.json");
+    EXPECT_EQ(inspected["members"][0]["size"], fs::file_size(At("members/app_tavomend_config.json")));
+    EXPECT_LT(inspected["members"][0]["packedSize"], inspected["members"][0]["size"]);
+    EXPECT_EQ(inspected["members"][2]["packedSize"], fs::file_size(At("b2.vab"))); // stored: it does not compress
+    EXPECT_EQ(ModeOf("out/tavomend_sign.bin"), 0644U);
+
+    const std::string verify = "verify out/app.tvpk out/tavomend_sign.bin --public-key keys/zkkey_tvpk_v1.pem";
+    EXPECT_EQ(Plain(Run(verify).out), "out/app.tvpk: signature, archive and configuration are good\n");
+    EXPECT_EQ(Json::parse(Run(verify + " --json").out),
+              (Json{{"schema", 1}, {"good", true}, {"problems", Json::array()}}));
+    WriteFile(At("out/tavomend_sign.bin"), "no signature");
+    const CliResult bad = Run(verify + " --json");
+    EXPECT_EQ(bad.exitCode, 1);
+    EXPECT_EQ(Json::parse(bad.out),
+              (Json{{"schema", 1}, {"good", false}, {"problems", {"the signature does not verify"}}}));
+
+    // A revoke names no applications, and says so.
+    WriteFile(At("revoke.json"), R"({"version": "patch02", "preVersion": "patch01", "action": "revoke",
+        "products": [{"model": "one", "baseVersion": "1.0.0"}]})");
+    const CliResult revoke = Run("make revoke.json --key keys/tavomend_private.pem --out out");
+    EXPECT_EQ(Plain(revoke.out), "out/app.tvpk: patch patch02, " + Size("out/app.tvpk") + " bytes\n");
+    EXPECT_EQ(Run("inspect out/app.tvpk").out,
+              "patch patch02 over patch01, action revoke, needs 1 KiB\nfor one at 1.0.0\n\n"
+              "no applications: those of the patch in force are brought back\n");
+}
+
+TEST_F(TvpkTest, TellsOfDifferences)
+{
+    const CliResult made = Run("diff a1.vab a2.vab d");
+    ASSERT_EQ(made.exitCode, 0) << made.err;
+    const auto report = Json::parse(Run("diff a1.vab a2.vab d --json").out);
+    EXPECT_EQ(report["schema"], 1);
+    EXPECT_EQ(report["command"], "diff");
+    EXPECT_EQ(report["oldSize"], fs::file_size(At("a1.vab")));
+    EXPECT_EQ(report["newSize"], fs::file_size(At("a2.vab")));
+    EXPECT_EQ(report["diffSize"], fs::file_size(At("d")));
+    EXPECT_LE(report["diffSize"], report["plainSize"]);
+    std::ostringstream text;
+    text.precision(1);
+    text << std::string(report["kind"]) << ": " << report["diffSize"] << " bytes for a file of " << report["newSize"]
+         << " (" << std::fixed << 100.0 * static_cast<double>(fs::file_size(At("d"))) / fs::file_size(At("a2.vab"))
+         << " %); plain zstd: " << report["plainSize"] << "\n";
+    EXPECT_EQ(made.out, text.str());
+
+    const std::string format = ReadFile(At("d")).substr(0, 4) == "\x28\xb5\x2f\xfd" ? "zstd" : "tvdf";
+    EXPECT_EQ(Run("patch d a1.vab back").out,
+              format + ": " + Size("d") + " bytes brought forth " + Size("a2.vab") + "\n");
+    EXPECT_EQ(ReadFile(At("back")), ReadFile(At("a2.vab")));
+    EXPECT_EQ(Json::parse(Run("patch d a1.vab back --json").out), (Json{{"schema", 1},
+                                                                        {"command", "patch"},
+                                                                        {"code", 0},
+                                                                        {"text", "the file was rebuilt"},
+                                                                        {"format", format},
+                                                                        {"diffSize", fs::file_size(At("d"))},
+                                                                        {"newSize", fs::file_size(At("a2.vab"))}}));
+    const CliResult wrong = Run("patch d b1.vab other --json");
+    EXPECT_EQ(wrong.exitCode, 1);
+    EXPECT_EQ(Json::parse(wrong.out).size(), 4U) << wrong.out;
+    EXPECT_FALSE(Exists(At("other")));
+}
+
+TEST_F(TvpkTest, RefusesInOneLine)
+{
+    struct Case {
+        const char* arguments;
+        int exitCode;
+        const char* says; // on standard error; empty where it is the library's usage text
+    };
+    ASSERT_EQ(Run("keygen --out keys --bits 2048").exitCode, 0);
+    WriteFile(At("empty/manifest.json"), "{}");
+    WriteFile(At("no.json"), "no JSON");
+    const Case cases[] = {
+        {"", 2, ""},
+        {"no-such-command", 2, ""},
+        {"keygen", 2, ""},
+        {"keygen --out more --bits 1024", 2, ""},
+        {"pack a1 x.vab --level 10", 2, ""},
+        {"keygen --out keys", 1, "tvpk: keys/tavomend_private.pem exists; a key is never overwritten\n"},
+        {"pack none x.vab", 1, "tvpk: there is no directory none\n"},
+        {"pack a1/code x.vab", 1, "tvpk: a1/code has no manifest.json at its top\n"},
+        {"pack empty x.vab", 1,
+         "tvpk: empty: manifest.json has no usable \"bundleName\" (letters, digits, '.', '_', '-')\n"},
+        {"pack a1 none/x.vab", 1, ""},
+        {"make none.json --key k --out out", 1, "tvpk: there is no release file none.json\n"},
+        {"make no.json --key k --out out", 1, "tvpk: no.json is not JSON\n"},
+        {"inspect none", 1, "tvpk: there is no file none\n"},
+        {"inspect no.json", 1, "tvpk: no.json is no zip archive, or its end is missing\n"},
+        {"inspect a1.vab", 1, "tvpk: a1.vab has no member app_tavomend_config.json\n"},
+        {"diff none a2.vab d", 1, "tvpk: none cannot be read\n"},
+        {"diff a1.vab none d", 1, "tvpk: none cannot be read\n"},
+        {"patch none a1.vab x", 1, ""},
+    };
+    for (const auto& refused : cases) {
+        const CliResult result = Run(refused.arguments);
+        EXPECT_EQ(result.exitCode, refused.exitCode) << refused.arguments;
+        EXPECT_FALSE(result.err.empty()) << refused.arguments;
+        if (*refused.says != '\0') {
+            EXPECT_EQ(Plain(result.err), refused.says);
+        }
+        EXPECT_EQ(result.out, "") << refused.arguments;
+    }
+    EXPECT_FALSE(Exists(At("x.vab")));
+    EXPECT_FALSE(Exists(At("x.vab.part")));
+    EXPECT_EQ(Run("--version").out, "1.0.0\n");
+    EXPECT_EQ(Run("--help").exitCode, 0);
+}
+} // namespace
+} // namespace ORVX::TavomendTest
