@@ -195,6 +195,17 @@ TEST_F(TvpkTest, TellsWhatItMakes)
               "no applications: those of the patch in force are brought back\n");
 }
 
+// A maker's machine has no device: neither engine nor bundle store are wanted there.
+TEST_F(TvpkTest, NeedsNeitherEngineNorBundleStore)
+{
+    const CliResult libraries = RunProgram({"ldd", TVPK_PROGRAM});
+    ASSERT_EQ(libraries.exitCode, 0) << libraries.err;
+    EXPECT_NE(libraries.out.find("libcrypto"), std::string::npos);
+    for (const char* unwanted : {"sqlite", "tavomend_engine", "tavomend_platform"}) {
+        EXPECT_EQ(libraries.out.find(unwanted), std::string::npos) << libraries.out;
+    }
+}
+
 TEST_F(TvpkTest, TellsOfDifferences)
 {
     const CliResult made = Run("diff a1.vab a2.vab d");
