@@ -1,7 +1,9 @@
 // Remote objects of the inter-process framework, as far as the engine uses them.
 //
 // A service is an IRemoteBroker (its interface) that stands on an IRemoteObject (its address). Who holds the address
-// asks iface_cast for the interface, and may leave a death recipient that is told when the service dies.
+// asks iface_cast for the interface, and may leave a death recipient that is told when the service dies. The engine
+// finds the bundle service this way; the port's services and its clients' callbacks derive from IRemoteStub. All
+// operations may be called from any thread, also from within a recipient.
 #ifndef TAVOMEND_PLATFORM_API_REMOTE_OBJECT_H
 #define TAVOMEND_PLATFORM_API_REMOTE_OBJECT_H
 
@@ -17,14 +19,18 @@ class IRemoteObject : public virtual RefBase {
 public:
     class DeathRecipient : public virtual RefBase {
     public:
-        // Called once, on a thread of the framework, after the object died.
+        // Called once, after the object died: on a thread of the framework, or on the adder's own when the object was
+        // dead already. No lock of the object is held meanwhile.
         virtual void OnRemoteDied(const wptr<IRemoteObject>& object) = 0;
     };
 
-    // False when the recipient is empty or the object is already dead.
+    // Holds the recipient until the object dies or goes, or until it is removed. False when the recipient is empty or
+    // the object is dead already; then nothing is held, and the recipient has been told before the call returns.
     virtual bool AddDeathRecipient(const sptr<DeathRecipient>& recipient) = 0;
+    // False for a recipient that is not held (any more).
     virtual bool RemoveDeathRecipient(const sptr<DeathRecipient>& recipient) = 0;
     [[nodiscard]] virtual bool IsObjectDead() const = 0;
+    // The descriptor of the interface that the object speaks.
     [[nodiscard]] virtual std::string GetObjectDescriptor() const = 0;
 };
 
@@ -53,16 +59,22 @@ public:
 
     bool AddDeathRecipient(const sptr<DeathRecipient>& recipient) override
     {
-        std::lock_guard<std::mutex> lock(deathMutex_);
-        if (recipient == nullptr || isDead_) {
+        if (recipient == nullptr) {
             return false;
         }
-        deathRecipients_.push_back(recipient);
-        return true;
+        {
+            const std::lock_guard<std::mutex> lock(deathMutex_);
+            if (!isDead_) {
+                deathRecipients_.push_back(recipient);
+                return true;
+            }
+        }
+        recipient->OnRemoteDied(wptr<IRemoteObject>(this)); // who came too late learns it at once
+        return false;
     }
     bool RemoveDeathRecipient(const sptr<DeathRecipient>& recipient) override
     {
-        std::lock_guard<std::mutex> lock(deathMutex_);
+        const std::lock_guard<std::mutex> lock(deathMutex_);
         const auto found = std::find(deathRecipients_.begin(), deathRecipients_.end(), recipient);
         if (found == deathRecipients_.end()) {
             return false;
@@ -72,7 +84,7 @@ public:
     }
     [[nodiscard]] bool IsObjectDead() const override
     {
-        std::lock_guard<std::mutex> lock(deathMutex_);
+        const std::lock_guard<std::mutex> lock(deathMutex_);
         return isDead_;
     }
 
@@ -81,7 +93,7 @@ public:
     {
         std::vector<sptr<DeathRecipient>> recipients;
         {
-            std::lock_guard<std::mutex> lock(deathMutex_);
+            const std::lock_guard<std::mutex> lock(deathMutex_);
             isDead_ = true;
             recipients.swap(deathRecipients_);
         }

@@ -26,11 +26,9 @@ void CarryOut(BundlePlacer& placer, const std::vector<std::string>& paths, const
 }
 } // namespace
 
-BundleInstaller::BundleInstaller(std::shared_ptr<BundlePlacer> placer) : placer_(std::move(placer)) {}
-
-BundleInstaller::~BundleInstaller()
+BundleInstaller::BundleInstaller(std::shared_ptr<BundlePlacer> placer, std::shared_ptr<InstallThreads> threads)
+    : placer_(std::move(placer)), threads_(std::move(threads))
 {
-    Join();
 }
 
 int32_t BundleInstaller::Install(const std::vector<std::string>& bundleFilePaths, const InstallParam& installParam,
@@ -39,22 +37,9 @@ int32_t BundleInstaller::Install(const std::vector<std::string>& bundleFilePaths
     if (bundleFilePaths.empty() || statusReceiver == nullptr) {
         return INSTALL_BAD_ARGUMENTS;
     }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    threads_.emplace_back([placer = placer_, bundleFilePaths, installParam, statusReceiver] {
+    const bool isTaken = threads_->Run([placer = placer_, bundleFilePaths, installParam, statusReceiver] {
         CarryOut(*placer, bundleFilePaths, installParam, statusReceiver);
     });
-    return INSTALL_OK;
-}
-
-void BundleInstaller::Join()
-{
-    std::vector<std::thread> threads;
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        threads.swap(threads_);
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    return isTaken ? INSTALL_OK : INSTALL_SERVICE_ENDED;
 }
 } // namespace ORVX::TavomendHost

@@ -143,8 +143,10 @@ bool BundlePlacer::RestoreFactory(const BundleFileSet& factory)
     bundle.factoryVersion = bundle.versionCode;
     if (installed) {
         bundle.users = installed->users;
-    } else {
-        bundle.users = bundle.singleton ? std::vector<int32_t>{SYSTEM_USER} : store_->ListUsers();
+    } else if (bundle.singleton) {
+        bundle.users = {SYSTEM_USER};
+    } else if (auto users = store_->ListUsers()) {
+        bundle.users = std::move(*users);
     }
     if (!store_->ReplaceBundle(bundle)) {
         return false;

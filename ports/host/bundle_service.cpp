@@ -22,8 +22,8 @@ BundleInfo MakeBundleInfo(const InstalledBundle& bundle)
 }
 } // namespace
 
-BundleService::BundleService(std::shared_ptr<BundleStore> store, const std::shared_ptr<BundlePlacer>& placer)
-    : store_(std::move(store)), installer_(MakeSptr<BundleInstaller>(placer))
+BundleService::BundleService(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer)
+    : store_(std::move(store)), placer_(std::move(placer)), threads_(std::make_shared<InstallThreads>())
 {
 }
 
@@ -56,11 +56,31 @@ int32_t BundleService::GetDependentBundleInfo(const std::string& sharedBundleNam
 
 sptr<IBundleInstaller> BundleService::GetBundleInstaller()
 {
-    return installer_;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (isStopped_) {
+        return nullptr;
+    }
+    const auto isGone = [](const auto& installer) { return installer.promote() == nullptr; };
+    installers_.erase(std::remove_if(installers_.begin(), installers_.end(), isGone), installers_.end());
+    const auto installer = MakeSptr<BundleInstaller>(placer_, threads_);
+    installers_.emplace_back(installer);
+    return installer;
 }
 
 void BundleService::Stop()
 {
-    installer_->Join();
+    threads_->Close();
+    std::vector<wptr<BundleInstaller>> installers;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isStopped_ = true;
+        installers.swap(installers_);
+    }
+    NotifyDeath();
+    for (const auto& weak : installers) {
+        if (const auto installer = weak.promote()) {
+            installer->NotifyDeath();
+        }
+    }
 }
 } // namespace ORVX::TavomendHost

@@ -30,9 +30,7 @@ class Statement {
 public:
     Statement(sqlite3* database, const char* text)
     {
-        if (sqlite3_prepare_v2(database, text, -1, &statement_, nullptr) != SQLITE_OK) {
-            statement_ = nullptr;
-        }
+        sqlite3_prepare_v2(database, text, -1, &statement_, nullptr); // null after a failure
     }
     ~Statement() { sqlite3_finalize(statement_); }
     Statement(const Statement&) = delete;
@@ -53,9 +51,10 @@ public:
         sqlite3_bind_null(statement_, ++bound_);
         return *this;
     }
-    // True when there is a row.
-    [[nodiscard]] bool Next() { return statement_ != nullptr && sqlite3_step(statement_) == SQLITE_ROW; }
-    [[nodiscard]] bool Run() { return statement_ != nullptr && sqlite3_step(statement_) == SQLITE_DONE; }
+    // True when there is a row; otherwise IsDone tells the end of the rows from a failure.
+    [[nodiscard]] bool Next() { return Step() == SQLITE_ROW; }
+    [[nodiscard]] bool Run() { return Step() == SQLITE_DONE; }
+    [[nodiscard]] bool IsDone() const { return result_ == SQLITE_DONE; }
     [[nodiscard]] int64_t Number(int column) const { return sqlite3_column_int64(statement_, column); }
     [[nodiscard]] bool IsNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
     [[nodiscard]] std::string Text(int column) const
@@ -65,8 +64,15 @@ public:
     }
 
 private:
+    int Step()
+    {
+        result_ = sqlite3_step(statement_); // a statement that could not be prepared is null: misuse
+        return result_;
+    }
+
     sqlite3_stmt* statement_ = nullptr;
     int bound_ = 0;
+    int result_ = SQLITE_OK;
 };
 
 // Rolled back unless it is committed.
@@ -245,13 +251,16 @@ bool BundleStore::RemoveBundle(const std::string& bundleName)
     return remove.Bind(bundleName).Run();
 }
 
-std::vector<int32_t> BundleStore::ListUsers()
+std::optional<std::vector<int32_t>> BundleStore::ListUsers()
 {
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     std::vector<int32_t> users;
     Statement select(database_, "SELECT id FROM accounts ORDER BY id");
     while (select.Next()) {
         users.push_back(static_cast<int32_t>(select.Number(0)));
+    }
+    if (!select.IsDone()) {
+        return std::nullopt;
     }
     return users;
 }

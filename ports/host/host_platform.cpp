@@ -3,12 +3,13 @@
 #include <algorithm>
 
 #include "platform/api/common_event.h"
-#include "platform/api/system_ability_manager.h"
 #include "platform/utility/file_utils.h"
+#include "ports/host/account_service.h"
 #include "ports/host/boot_scan.h"
 #include "ports/host/bundle_placer.h"
 #include "ports/host/bundle_service.h"
 #include "ports/host/bundle_store.h"
+#include "ports/host/system_ability_registry.h"
 
 namespace ORVX::TavomendHost {
 using TavomendEngine::FileUtils;
@@ -29,15 +30,12 @@ constexpr const char* DIRECTORIES[] = {
     "/etc/certificate",
     "/tmp",
 };
-
-void RegisterAbility(const sptr<IRemoteObject>& ability)
-{
-    SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager()->AddSystemAbility(
-        BUNDLE_MGR_SERVICE_SYS_ABILITY_ID, ability);
-}
 } // namespace
 
-HostPlatform::HostPlatform() = default;
+HostPlatform::HostPlatform(std::shared_ptr<BundleStore> store, sptr<BundleService> service)
+    : store_(std::move(store)), service_(std::move(service))
+{
+}
 
 std::unique_ptr<HostPlatform> HostPlatform::Start(ServiceStart start, std::string& error)
 {
@@ -46,10 +44,10 @@ std::unique_ptr<HostPlatform> HostPlatform::Start(ServiceStart start, std::strin
         return nullptr;
     }
     const auto placer = std::make_shared<BundlePlacer>(store);
-    std::unique_ptr<HostPlatform> platform(new HostPlatform);
-    platform->store_ = store;
-    platform->service_ = MakeSptr<BundleService>(store, placer);
-    RegisterAbility(platform->service_->AsObject());
+    const auto service = MakeSptr<BundleService>(store, placer);
+    std::unique_ptr<HostPlatform> platform(new HostPlatform(store, service));
+    AccountService::GetInstance().Serve(store);
+    SystemAbilityRegistry::GetInstance().AddSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID, service->AsObject());
     if (start == ServiceStart::SCAN) {
         platform->report_ = BootScan(store, placer).Run();
     }
@@ -59,10 +57,8 @@ std::unique_ptr<HostPlatform> HostPlatform::Start(ServiceStart start, std::strin
 
 HostPlatform::~HostPlatform()
 {
-    if (service_ != nullptr) {
-        service_->Stop();
-        RegisterAbility(nullptr);
-    }
+    service_->Stop();
+    SystemAbilityRegistry::GetInstance().RemoveSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID, service_->AsObject());
 }
 
 bool HostPlatform::InitDevice(std::string& error)
@@ -100,7 +96,7 @@ std::vector<InstalledBundle> HostPlatform::ListBundles() const
 
 std::vector<int32_t> HostPlatform::ListUsers() const
 {
-    return store_->ListUsers();
+    return store_->ListUsers().value_or(std::vector<int32_t>{});
 }
 
 bool HostPlatform::AddUser(int32_t userId, std::string& error)

@@ -15,20 +15,25 @@ class BundleService;
 class BundleStore;
 
 // Owns the bundle service, its store and the account list of this process, on the device root that the process has
-// entered. Starting registers the service under ability 401; the destructor waits for installs under way and
-// unregisters it. One at a time in a process.
+// entered. Starting registers the service under ability 401 and lets the account service answer from the store; the
+// destructor waits for installs under way, tells those who left a death recipient, and unregisters the service. Who
+// kept the proxy from the register reaches the service of the next platform by it. One at a time in a process: the next
+// one may be started before the last one is destroyed, and stands then. Operations are safe from any thread.
 class HostPlatform : public IDevicePlatform {
 public:
-    // Null on failure (no device here, a store that cannot be opened); error is one line for people.
+    // Null on failure (no device here, a store that cannot be opened); error is one line for people and nothing is
+    // registered. Event 1 is published when the service answers.
     [[nodiscard]] static std::unique_ptr<HostPlatform> Start(ServiceStart start, std::string& error);
     ~HostPlatform() override;
     HostPlatform(const HostPlatform&) = delete;
     HostPlatform& operator=(const HostPlatform&) = delete;
 
-    // Creates the store and the directories of an empty device below the current root. False when there is one already
-    // or it cannot be written.
+    // Creates the store, with one account (100), and the directories of an empty device below the current root; an
+    // account file that is there stays. False with one line for people when there is a device already or it cannot be
+    // written; what was made until then stays, and the next call goes on from it.
     [[nodiscard]] static bool InitDevice(std::string& error);
 
+    // IDevicePlatform
     [[nodiscard]] const ScanReport& GetScanReport() const override;
     [[nodiscard]] std::vector<InstalledBundle> ListBundles() const override;
     [[nodiscard]] std::vector<int32_t> ListUsers() const override;
@@ -36,10 +41,10 @@ public:
     [[nodiscard]] bool RemoveUser(int32_t userId, std::string& error) override;
 
 private:
-    HostPlatform();
+    HostPlatform(std::shared_ptr<BundleStore> store, sptr<BundleService> service);
 
-    std::shared_ptr<BundleStore> store_;
-    sptr<BundleService> service_;
+    const std::shared_ptr<BundleStore> store_;
+    const sptr<BundleService> service_;
     ScanReport report_;
 };
 } // namespace ORVX::TavomendHost

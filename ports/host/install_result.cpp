@@ -22,6 +22,8 @@ std::string InstallResultText(int32_t code)
         return "the package files could not be copied into place";
     case INSTALL_STORE_ERROR:
         return "the bundle store could not be written";
+    case INSTALL_SERVICE_ENDED:
+        return "the bundle service has ended";
     default:
         return "";
     }

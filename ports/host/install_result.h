@@ -6,7 +6,8 @@
 #include <string>
 
 namespace ORVX::TavomendHost {
-// 0 is success. The numbers are this platform's own; they reach the status detail as an application's error code.
+// 0 is success; after any other the installed applications are as they were. The numbers are this platform's own; they
+// reach the status detail as an application's error code, and hosts show InstallResultText beside them.
 enum InstallResult : int32_t {
     INSTALL_OK = 0,
     INSTALL_BAD_ARGUMENTS = 1001,
@@ -18,6 +19,7 @@ enum InstallResult : int32_t {
     INSTALL_UNKNOWN_USER = 1007,
     INSTALL_IO_ERROR = 1008,
     INSTALL_STORE_ERROR = 1009,
+    INSTALL_SERVICE_ENDED = 1010,
 };
 
 // What a verdict means, for people; empty for a number that is none of ours.
