@@ -7,6 +7,7 @@
 #include "bundle/installer_callback.h"
 #include "common/log.h"
 #include "platform/api/system_ability_manager.h"
+#include "platform/utility/delayed_singleton.h"
 
 namespace ORVX::TavomendEngine {
 namespace {
@@ -14,16 +15,28 @@ constexpr int32_t INSTALL_WAIT_SECONDS = 600;
 // The variant of dependent information that shared service bundles have.
 constexpr int32_t DEPENDENT_INFO_SERVICE_FWK = 1;
 
-std::mutex g_bundleMgrMutex;
-sptr<IBundleMgr> g_bundleMgr;
-} // namespace
-
-sptr<IBundleMgr> GetBundleMgr()
-{
-    const std::lock_guard<std::mutex> lock(g_bundleMgrMutex);
-    if (g_bundleMgr != nullptr) {
-        return g_bundleMgr;
+// Keeps the first service that was found. It is not looked up again when it dies: what a platform's register hands out
+// finds the service's next life by itself.
+class BundleMgrCache {
+public:
+    sptr<IBundleMgr> Get()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (bundleMgr_ == nullptr) {
+            bundleMgr_ = LookUp();
+        }
+        return bundleMgr_;
     }
+
+private:
+    static sptr<IBundleMgr> LookUp();
+
+    std::mutex mutex_;
+    sptr<IBundleMgr> bundleMgr_;
+};
+
+sptr<IBundleMgr> BundleMgrCache::LookUp()
+{
     const auto abilityManager = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
     if (abilityManager == nullptr) {
         TAVOMEND_LOG_E("get systemAbilityManager is null");
@@ -34,13 +47,17 @@ sptr<IBundleMgr> GetBundleMgr()
         TAVOMEND_LOG_E("get systemAbility is null");
         return nullptr;
     }
-    const auto bundleMgr = iface_cast<IBundleMgr>(ability);
+    auto bundleMgr = iface_cast<IBundleMgr>(ability);
     if (bundleMgr == nullptr) {
         TAVOMEND_LOG_E("iface_cast get null");
-        return nullptr;
     }
-    g_bundleMgr = bundleMgr;
-    return g_bundleMgr;
+    return bundleMgr;
+}
+} // namespace
+
+sptr<IBundleMgr> GetBundleMgr()
+{
+    return DelayedSingleton<BundleMgrCache>::GetInstance()->Get();
 }
 
 bool BundleMgrProxy::InstallApp(const std::vector<std::string>& bundleFilePaths, int32_t userId, int32_t& errorCode)
@@ -88,7 +105,7 @@ bool BundleMgrProxy::InnerInstallApp(const std::vector<std::string>& bundleFileP
         errorCode = INSTALL_ERROR_NO_CALLBACK;
         return false;
     }
-    // Never removed: it goes with the remote object, and a death after the verdict changes nothing.
+    // Never removed: it goes with the installer, and a death after the verdict changes nothing.
     remote->AddDeathRecipient(MakeSptr<BundleDeathRecipient>(callback));
     const int32_t refusal = installer->Install(bundleFilePaths, installParam, callback);
     if (refusal != 0) {

@@ -10,11 +10,30 @@
 #include <mutex>
 
 namespace ORVX::TavomendEngine {
+// Knows every singleton that this process has created, whichever library it lives in.
+class DelayedSingletons {
+public:
+    DelayedSingletons() = delete;
+
+    // Drops all instances, the youngest first; who still holds one keeps it. The next GetInstance of each makes a new
+    // one. For tests, which want a process that looks as if it had just started.
+    static void DestroyAll();
+
+private:
+    template <typename T>
+    friend class DelayedSingleton;
+    using Destroy = void (*)();
+
+    static void Add(Destroy destroy);
+};
+
+// T needs a default constructor. Safe from any thread; the constructor of T may take other singletons.
 template <typename T>
 class DelayedSingleton {
 public:
     DelayedSingleton() = delete;
 
+    // Never null.
     [[nodiscard]] static std::shared_ptr<T> GetInstance();
     // Drops the instance; who still holds it keeps it. The next GetInstance makes a new one. For tests and shutdown.
     static void DestroyInstance();
@@ -33,9 +52,10 @@ std::mutex DelayedSingleton<T>::mutex_;
 template <typename T>
 std::shared_ptr<T> DelayedSingleton<T>::GetInstance()
 {
-    std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     if (instance_ == nullptr) {
         instance_ = std::make_shared<T>();
+        DelayedSingletons::Add(&DelayedSingleton<T>::DestroyInstance);
     }
     return instance_;
 }
@@ -43,8 +63,9 @@ std::shared_ptr<T> DelayedSingleton<T>::GetInstance()
 template <typename T>
 void DelayedSingleton<T>::DestroyInstance()
 {
-    std::lock_guard<std::mutex> lock(mutex_);
-    instance_.reset();
+    std::shared_ptr<T> dropped; // goes after the lock: its destructor may ask for singletons
+    const std::lock_guard<std::mutex> lock(mutex_);
+    dropped.swap(instance_);
 }
 } // namespace ORVX::TavomendEngine
 

@@ -28,6 +28,8 @@ public:
     [[nodiscard]] static std::string FormatLog(const std::string& message);
     // Writes one line and flushes it. Does nothing when the log file cannot be opened. Safe from any thread.
     void OutputLog(const char* message, const char* fileName, const char* function, int line);
+    // Closes the file; the next line opens it anew. For who has changed the device root or emptied it.
+    void Close();
 
 private:
     std::mutex mutex_;

@@ -7,10 +7,13 @@
 #include <iterator>
 #include <openssl/evp.h>
 
-#include "platform/utility/event_manager.h"
+#include "platform/utility/delayed_singleton.h"
 #include "platform/utility/sys_utils.h"
 #include "platform/utility/tavomend_kalog_wrapper.h"
+#include "platform/utility/tavomend_logger.h"
+#include "ports/host/common_event_hub.h"
 #include "ports/host/host_log.h"
+#include "ports/host/system_ability_registry.h"
 
 namespace ORVX::TavomendTest {
 namespace fs = std::filesystem;
@@ -64,8 +67,21 @@ std::string Sha256Hex(const std::string& content)
     return text;
 }
 
+void MakeProcessFresh()
+{
+    TavomendEngine::DelayedSingletons::DestroyAll();
+    TavomendEngine::DelayedSingleton<TavomendEngine::TavomendLogger>::GetInstance()->Close();
+    TavomendEngine::TavomendKalogWrapper::SetLevel(TavomendEngine::TAVOMEND_LOG_INFO);
+    TavomendEngine::SysUtils::SetRunningStage(TavomendEngine::RUNNING_STAGE_SA);
+    TavomendHost::HostLog::SetListener(nullptr);
+    TavomendHost::HostLog::SetStderrLevel(TavomendHost::HOST_LOG_NOTHING);
+    TavomendHost::CommonEventHub::GetInstance().NewBoot();
+    TavomendHost::SystemAbilityRegistry::GetInstance().NewBoot();
+}
+
 void DeviceTest::SetUp()
 {
+    MakeProcessFresh();
     std::error_code error;
     if (!fs::exists(DEVICE_MARK)) {
         std::abort(); // this root is not a test's to empty
@@ -80,9 +96,7 @@ void DeviceTest::SetUp()
     fs::create_directories("/data/update/tavomend/package");
     fs::create_directories("/data/update/tavomend/app/temp");
     WriteFile("/etc/os-release", "NAME=\"Device\"\nVERSION_ID=\"1.0.0\"\n");
-    TavomendEngine::SysUtils::SetRunningStage(TavomendEngine::RUNNING_STAGE_SA);
     TavomendEngine::TavomendKalogWrapper::SetLevel(TavomendEngine::TAVOMEND_LOG_DEBUG);
-    TavomendEngine::DelayedSingleton<TavomendEngine::EventManager>::DestroyInstance();
 }
 
 LogCapture::LogCapture() : lines_(std::make_shared<Lines>())

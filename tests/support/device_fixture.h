@@ -23,8 +23,13 @@ void WriteFile(const std::string& path, const std::string& content);
 // In the root of a folder that tests may empty; device_main.cpp puts it there.
 constexpr const char* DEVICE_MARK = "/.tavomend-test-device";
 
-// Before each test the device is empty but for /etc/os-release (1.0.0) and the engine's directories, the stage is the
-// system-service stage, and no event has been subscribed to.
+// Makes the process look as if it had just started: no singleton of the engine or the utility library, nothing
+// published, registered or cached, the log's level and listener as at the start. Nothing of an earlier test may still
+// run.
+void MakeProcessFresh();
+
+// Before each test the process is fresh, the device is empty but for /etc/os-release (1.0.0) and the engine's
+// directories, the stage is the system-service stage, and every message reaches the platform log.
 class DeviceTest : public testing::Test {
 protected:
     void SetUp() override;
