@@ -20,8 +20,11 @@ public:
     // timeoutSeconds: how long each of the two getters waits.
     explicit InstallerCallback(int32_t timeoutSeconds);
 
+    // The verdict, 0 for installed; wakes who waits. From any thread.
     void OnFinished(int32_t resultCode, const std::string& resultMsg) override;
+    // Logs the progress.
     void OnStatusNotify(int32_t progress) override;
+    // Plain installs have no stream: does nothing.
     void SetStreamInstallId(uint32_t installId) override;
 
     // The verdict's code, or INSTALL_WAIT_TIMEOUT_CODE. At most one call.

@@ -40,12 +40,8 @@ EngineAppImpl::EngineAppImpl()
     stateTable_[READY] = std::make_shared<ReadyState>();
     stateTable_[ACTIVITES] = std::make_shared<ActivitesState>();
     stateTable_[REVOKE] = std::make_shared<RevokeState>();
-    if (appPatchManager_ == nullptr) {
-        appPatchManager_ = MakeSptr<AppPatchManager>();
-    }
-    if (progressManager_ == nullptr) {
-        progressManager_ = DelayedSingleton<ProgressManager>::GetInstance();
-    }
+    appPatchManager_ = MakeSptr<AppPatchManager>();
+    progressManager_ = DelayedSingleton<ProgressManager>::GetInstance();
     statusRecord_.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
 }
 
@@ -74,12 +70,13 @@ int32_t EngineAppImpl::SwitchState(const State& targetState, const std::vector<s
 
 void EngineAppImpl::ReportStatusChange(int result, std::string message)
 {
-    if (callback_ == nullptr) {
+    const auto client = callback_.Get();
+    if (client == nullptr) {
         return;
     }
     const int32_t status = result == 0 ? CLIENT_STATUS_SUCCESS : CLIENT_STATUS_FAILED;
     TAVOMEND_LOG_I("OnStatusChanged, status is %{public}d, msg is %{public}s", status, message.c_str());
-    callback_->OnStatusChanged(status, message);
+    client->OnStatusChanged(status, message);
 }
 
 int32_t EngineAppImpl::RegisterCallback(const sptr<ICoreEngineCallback>& callback)
@@ -88,8 +85,11 @@ int32_t EngineAppImpl::RegisterCallback(const sptr<ICoreEngineCallback>& callbac
         TAVOMEND_LOG_E("callback is null");
         return -1;
     }
-    callback_ = callback;
-    progressManager_->progressCallback_ = callback;
+    {
+        const std::lock_guard<std::mutex> lock(registrationMutex_);
+        callback_ = callback;
+        progressManager_->progressCallback_ = callback;
+    }
     TAVOMEND_LOG_I("RegisterCallback success");
     return 0;
 }
@@ -100,12 +100,14 @@ int32_t EngineAppImpl::UnregisterCallback(const sptr<ICoreEngineCallback>& callb
         TAVOMEND_LOG_E("callback is null");
         return -1;
     }
-    if (callback != callback_) {
-        TAVOMEND_LOG_E("this callback is Unregistered");
-        return -1;
+    {
+        const std::lock_guard<std::mutex> lock(registrationMutex_);
+        if (!callback_.ClearIf(callback)) {
+            TAVOMEND_LOG_E("this callback is Unregistered");
+            return -1;
+        }
+        progressManager_->progressCallback_ = nullptr;
     }
-    callback_ = nullptr;
-    progressManager_->progressCallback_ = nullptr;
     TAVOMEND_LOG_I("UnregisterCallback success");
     return 0;
 }
@@ -113,9 +115,12 @@ int32_t EngineAppImpl::UnregisterCallback(const sptr<ICoreEngineCallback>& callb
 void EngineAppImpl::Reset()
 {
     TAVOMEND_LOG_I("engine app reset");
-    stringList_.clear();
-    bundleList_.clear();
-    patchInfo_.clear();
+    {
+        const std::lock_guard<std::mutex> lock(cacheMutex_);
+        stringList_.clear();
+        bundleList_.clear();
+        patchInfo_.clear();
+    }
     {
         const std::lock_guard<std::mutex> lock(versionMutex_);
         version_.clear();
@@ -151,13 +156,13 @@ int32_t EngineAppImpl::ApplyTavomend()
         const int32_t earlier = CheckTvpkStatus();
         if (earlier != RESULT_NOTHING_TO_DO) {
             TAVOMEND_LOG_I("patch has been apply, result: %{public}d", earlier);
+            const std::string status = statusRecord_.GetStatus();
             lock.unlock();
-            ReportStatusChange(earlier, statusRecord_.GetStatus());
+            ReportStatusChange(earlier, status);
             return earlier;
         }
     }
-    IEngineApp* engine = this;
-    const std::string version = engine->GetTavomendVersion();
+    const std::string version = GetTavomendVersion();
     const int32_t result = DoApplyTavomend();
     appPatchManager_->RenameRevokeFileToBak();
     const auto errorCode = DelayedSingleton<AppErrorCode>::GetInstance();
@@ -166,8 +171,9 @@ int32_t EngineAppImpl::ApplyTavomend()
         errorCode->GetAppErrorCode() + ":" + std::to_string(result == 0 ? APPLY_SUCCEEDED : APPLY_FAILED);
     statusRecord_.SetStatus(version, result == 0 ? Formats::STATUS_ACTIVITES : Formats::STATUS_ACTIVITES_FAILED,
                             detail);
+    const std::string status = statusRecord_.GetStatus();
     lock.unlock();
-    ReportStatusChange(result, statusRecord_.GetStatus());
+    ReportStatusChange(result, status);
     TAVOMEND_LOG_I("apply tavomend end, result: %{public}d", result);
     return result;
 }
@@ -182,12 +188,13 @@ int32_t EngineAppImpl::DoApplyTavomend()
         return -1;
     }
     std::vector<std::string> bundleNames;
-    for (const auto& bundle : bundleList_) {
+    for (const auto& bundle : BundleList()) {
         bundleNames.push_back(bundle.first);
     }
-    if (SwitchState(ACTIVITES, bundleNames) == -1) {
+    if (SwitchState(ACTIVITES, bundleNames) != 0) {
         return -1;
     }
+    const std::lock_guard<std::mutex> cacheLock(cacheMutex_);
     patchInfo_.clear();
     for (const auto& name : bundleNames) {
         patchInfo_[name] = PATCH_FIXED;
@@ -206,14 +213,23 @@ bool EngineAppImpl::PreconditionCheck()
 
 bool EngineAppImpl::GetAllBundleNameList()
 {
-    if (!bundleList_.empty()) {
+    if (!BundleList().empty()) {
         return true;
     }
-    if (!appPatchManager_->GetAllBundleNameList(bundleList_)) {
+    std::map<std::string, std::string> list;
+    if (!appPatchManager_->GetAllBundleNameList(list)) {
         TAVOMEND_LOG_E("get all bundleName list failed");
         return false;
     }
+    const std::lock_guard<std::mutex> lock(cacheMutex_);
+    bundleList_ = std::move(list);
     return true;
+}
+
+std::map<std::string, std::string> EngineAppImpl::BundleList() const
+{
+    const std::lock_guard<std::mutex> lock(cacheMutex_);
+    return bundleList_;
 }
 
 int32_t EngineAppImpl::RevokeTavomend(const std::vector<std::string>& bundleNames)
@@ -222,8 +238,9 @@ int32_t EngineAppImpl::RevokeTavomend(const std::vector<std::string>& bundleName
         TAVOMEND_LOG_W("unload is empty");
         return RESULT_NOTHING_TO_DO;
     }
+    const auto known = BundleList();
     for (const auto& name : bundleNames) {
-        if (bundleList_.find(name) == bundleList_.end()) {
+        if (known.find(name) == known.end()) {
             TAVOMEND_LOG_E("bundleName not found");
             return -1;
         }
@@ -274,18 +291,26 @@ std::map<std::string, PatchStatusCode> EngineAppImpl::GetTavomendInfo()
         TAVOMEND_LOG_I("get tavomendInfo is null");
         return {};
     }
-    if (!patchInfo_.empty() && patchInfo_.size() == bundleList_.size()) {
+    if (auto cached = CachedPatchInfo(); !cached.empty()) {
         TAVOMEND_LOG_I("get tavomendInfo success");
-        return patchInfo_;
+        return cached;
     }
     if (eventManager_ == nullptr) {
         eventManager_ = DelayedSingleton<EventManager>::GetInstance();
     }
-    patchInfo_.clear();
-    if (appPatchManager_->GetTavomendInfo(patchInfo_) != 0) {
+    std::map<std::string, PatchStatusCode> infos;
+    if (appPatchManager_->GetTavomendInfo(infos) != 0) {
         TAVOMEND_LOG_E("get tavomendInfo is null");
-        return {};
+        infos.clear();
     }
-    return patchInfo_;
+    const std::lock_guard<std::mutex> cacheLock(cacheMutex_);
+    patchInfo_ = infos;
+    return infos;
+}
+
+std::map<std::string, PatchStatusCode> EngineAppImpl::CachedPatchInfo() const
+{
+    const std::lock_guard<std::mutex> lock(cacheMutex_);
+    return patchInfo_.size() == bundleList_.size() ? patchInfo_ : std::map<std::string, PatchStatusCode>{};
 }
 } // namespace ORVX::TavomendEngine

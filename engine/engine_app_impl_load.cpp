@@ -33,8 +33,7 @@ int32_t EngineAppImpl::LoadTavomend()
     if (!MigrateTavomend()) {
         TAVOMEND_LOG_W("migrate tavomend failed");
     }
-    IEngineApp* engine = this;
-    if (engine->GetTavomendVersion() == Formats::NO_PATCH_VERSION) {
+    if (GetTavomendVersion() == Formats::NO_PATCH_VERSION) {
         TAVOMEND_LOG_I("no app tavomend package exist, no need load");
         statusRecord_.SetStatus(Formats::NO_PATCH_VERSION, Formats::STATUS_IDLE, "");
         appPatchManager_->ClearAppCache();
@@ -103,7 +102,7 @@ int32_t EngineAppImpl::LoadSaStateTavomend()
 std::vector<std::string> EngineAppImpl::BundleNamesOfType(const std::string& patchType) const
 {
     std::vector<std::string> names;
-    for (const auto& [name, type] : bundleList_) {
+    for (const auto& [name, type] : BundleList()) {
         if (type == patchType) {
             names.push_back(name);
         }
