@@ -7,6 +7,7 @@
 #include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
 #include "ports/host/host_platform.h"
+#include "ports/host/system_ability_registry.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/fake_bundle_mgr.h"
 #include "tests/support/patch_builder.h"
@@ -118,8 +119,8 @@ TEST_F(EngineAppImplTest, LoadsAppliesAnswersAndRevokes)
 
 TEST_F(EngineAppImplTest, AFailedFirstAttemptIsRetriedAfterTheScan)
 {
-    const auto abilities = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
-    const auto real = iface_cast<IBundleMgr>(abilities->GetSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID));
+    const auto real = iface_cast<IBundleMgr>(
+        TavomendHost::SystemAbilityRegistry::GetInstance().FindService(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID));
     RegisterBundleMgr(MakeSptr<ForwardingBundleMgr>(real, [](int count, const auto& receiver) {
         return count == 1 && FakeBundleMgr::Verdict(receiver, 77, "busy") == 0;
     }));
