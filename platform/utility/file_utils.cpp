@@ -6,27 +6,46 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <memory>
 #include <pwd.h>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "handles/file.h"
-#include "handles/unique_descriptor.h"
+#include "platform/utility/file_layer.h"
 
 namespace ORVX::TavomendEngine {
-namespace fs = std::filesystem;
 namespace {
 constexpr int64_t KIB = 1024;
 constexpr size_t COPY_CHUNK_SIZE = 64 * 1024;
+constexpr mode_t DIR_MODE = 0755;
+constexpr mode_t MODE_MASK = 07777;
 constexpr const char* OWNER_ACCOUNT = "tavomend";
+
+FileLayer& Layer()
+{
+    return FileLayer::GetInstance();
+}
+
+// Owner of a descriptor that the layer gave.
+class LayerFile {
+public:
+    LayerFile(const std::string& path, int flags, mode_t mode = 0) : file_(Layer().Open(path, flags | O_CLOEXEC, mode))
+    {
+    }
+    LayerFile(const LayerFile&) = delete;
+    LayerFile& operator=(const LayerFile&) = delete;
+    ~LayerFile() { static_cast<void>(Close()); }
+
+    [[nodiscard]] bool IsValid() const { return file_ >= 0; }
+    [[nodiscard]] int Get() const { return file_; }
+    bool Close() { return file_ >= 0 && Layer().Close(std::exchange(file_, -1)) == 0; }
+
+private:
+    int file_;
+};
 
 std::string ParentOf(const std::string& path)
 {
@@ -37,10 +56,10 @@ std::string ParentOf(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-bool WriteAll(int descriptor, const char* data, size_t size)
+bool WriteAll(int file, const char* data, size_t size)
 {
     while (size > 0) {
-        const ssize_t count = write(descriptor, data, size);
+        const ssize_t count = Layer().Write(file, data, size);
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -53,21 +72,45 @@ bool WriteAll(int descriptor, const char* data, size_t size)
     return true;
 }
 
+// The number of bytes read, 0 at the end, negative after a failure.
+ssize_t ReadSome(int file, char* room, size_t size)
+{
+    ssize_t count = 0;
+    do {
+        count = Layer().Read(file, room, size);
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
 bool CopyAll(int source, int target)
 {
-    std::vector<char> buffer(COPY_CHUNK_SIZE);
-    while (true) {
-        const ssize_t count = read(source, buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return count == 0;
-        }
+    std::array<char, COPY_CHUNK_SIZE> buffer;
+    ssize_t count = 0;
+    while ((count = ReadSome(source, buffer.data(), buffer.size())) > 0) {
         if (!WriteAll(target, buffer.data(), static_cast<size_t>(count))) {
             return false;
         }
     }
+    return count == 0;
+}
+
+// The regular file's content; an exception when there is no memory for it.
+bool ReadWhole(const std::string& path, std::string& content)
+{
+    const LayerFile file(path, O_RDONLY | O_NONBLOCK); // not to wait at a pipe that nobody writes to
+    struct stat status {};
+    if (!file.IsValid() || Layer().Fstat(file.Get(), status) != 0 || !S_ISREG(status.st_mode)) {
+        return false;
+    }
+    content.resize(static_cast<size_t>(status.st_size));
+    for (size_t done = 0; done < content.size();) {
+        const ssize_t count = ReadSome(file.Get(), content.data() + done, content.size() - done);
+        if (count <= 0) {
+            return false;
+        }
+        done += static_cast<size_t>(count);
+    }
+    return true;
 }
 
 // Write beside, fsync, rename, fsync of the directory. What was written beside goes when any step fails.
@@ -78,48 +121,81 @@ bool ReplaceWith(const std::string& path, uint32_t mode, const std::function<boo
         return false;
     }
     const std::string beside = path + ".new";
-    Handles::UniqueDescriptor file(open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, mode));
-    bool isDone = file.IsValid() && fchmod(file.Get(), mode) == 0 && writeContent(file.Get()) && fsync(file.Get()) == 0;
-    isDone = isDone && close(file.Release()) == 0 && rename(beside.c_str(), path.c_str()) == 0;
-    if (!isDone) {
-        unlink(beside.c_str());
+    LayerFile file(beside, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, mode);
+    const bool isWritten = file.IsValid() && Layer().Fchmod(file.Get(), mode) == 0 && writeContent(file.Get()) &&
+                           Layer().Fsync(file.Get()) == 0;
+    if (!file.Close() || !isWritten || Layer().Rename(beside, path) != 0) {
+        static_cast<void>(Layer().Unlink(beside));
         return false;
     }
     return FileUtils::SyncDir(dir);
 }
 
-bool CopyEntry(const fs::directory_entry& entry, const fs::path& target)
+// Calls visit with the path behind the directory and the status of everything below it, directories before what is in
+// them. False when anything could not be read or a visit said so; the rest is visited all the same.
+using Visit = std::function<bool(const std::string& path, const struct stat& status)>;
+bool VisitTree(const std::string& root, const std::string& below, const Visit& visit)
 {
-    std::error_code error;
-    const fs::file_status status = entry.symlink_status(error);
-    if (error) {
-        return false;
+    std::vector<std::string> names;
+    bool isWhole = Layer().ListDir(root + below, names) == 0;
+    for (const std::string& name : names) {
+        std::string path = below;
+        path.append("/").append(name);
+        struct stat status {};
+        const bool isVisited = Layer().Lstat(root + path, status) == 0 && visit(path, status);
+        isWhole = isVisited && (!S_ISDIR(status.st_mode) || VisitTree(root, path, visit)) && isWhole;
     }
-    if (fs::is_directory(status)) {
-        return FileUtils::MakeDirs(target.string());
+    return isWhole;
+}
+
+// What errno says after a failed lstat.
+bool IsNothingThere()
+{
+    return errno == ENOENT || errno == ENOTDIR;
+}
+
+bool RemoveTree(const std::string& path, const struct stat& status);
+
+// Goes on after a failure: what can be removed goes.
+bool RemoveContent(const std::string& path)
+{
+    std::vector<std::string> names;
+    bool isEmpty = Layer().ListDir(path, names) == 0;
+    for (const std::string& name : names) {
+        std::string entry = path;
+        entry.append("/").append(name);
+        struct stat status {};
+        const bool isThere = Layer().Lstat(entry, status) == 0;
+        isEmpty = (isThere ? RemoveTree(entry, status) : IsNothingThere()) && isEmpty;
     }
-    return fs::is_regular_file(status) &&
-           FileUtils::ReplaceFileByCopy(entry.path().string(), target.string(),
-                                        static_cast<uint32_t>(status.permissions() & fs::perms::mask));
+    return isEmpty;
+}
+
+bool RemoveTree(const std::string& path, const struct stat& status)
+{
+    if (S_ISDIR(status.st_mode)) {
+        return RemoveContent(path) && Layer().Rmdir(path) == 0;
+    }
+    return Layer().Unlink(path) == 0;
 }
 } // namespace
 
 bool FileUtils::FileIsExist(const std::string& path)
 {
     struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    return Layer().Stat(path, info) == 0 && S_ISREG(info.st_mode);
 }
 
 bool FileUtils::DirIsExist(const std::string& path)
 {
     struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    return Layer().Stat(path, info) == 0 && S_ISDIR(info.st_mode);
 }
 
 int64_t FileUtils::GetFileSize(const std::string& path, Unit unit)
 {
     struct stat info {};
-    if (stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    if (Layer().Stat(path, info) != 0 || !S_ISREG(info.st_mode)) {
         return -1;
     }
     return unit == Unit::BYTE ? info.st_size : (info.st_size + KIB - 1) / KIB;
@@ -127,39 +203,27 @@ int64_t FileUtils::GetFileSize(const std::string& path, Unit unit)
 
 bool FileUtils::IsValidPath(const std::string& path)
 {
-    if (path.empty() || path.front() != '/' || path.find('\0') != std::string::npos) {
-        return false;
-    }
-    const fs::path parts(path);
-    return std::find(parts.begin(), parts.end(), "..") == parts.end();
+    return !path.empty() && path.front() == '/' && path.find('\0') == std::string::npos &&
+           (path + "/").find("/../") == std::string::npos;
 }
 
 bool FileUtils::GetDirSize(const std::string& path, uint64_t& size)
 {
-    std::error_code error;
-    if (!DirIsExist(path)) {
-        return false;
-    }
     uint64_t bytes = 0;
-    for (fs::recursive_directory_iterator at(path, error), end; !error && at != end; at.increment(error)) {
-        if (fs::is_regular_file(at->symlink_status(error))) {
-            bytes += fs::file_size(at->path(), error);
-        }
-        if (error) {
-            return false;
-        }
+    const bool isWhole = VisitTree(path, "", [&bytes](const std::string& /*path*/, const struct stat& status) {
+        bytes += S_ISREG(status.st_mode) ? static_cast<uint64_t>(status.st_size) : 0;
+        return true;
+    });
+    if (isWhole) {
+        size = (bytes + static_cast<uint64_t>(KIB) - 1) / static_cast<uint64_t>(KIB);
     }
-    if (error) {
-        return false;
-    }
-    size = (bytes + static_cast<uint64_t>(KIB) - 1) / static_cast<uint64_t>(KIB);
-    return true;
+    return isWhole;
 }
 
 int32_t FileUtils::GetDiskFreeSpace(const std::string& path)
 {
     struct statvfs info {};
-    if (statvfs(path.c_str(), &info) != 0) {
+    if (Layer().Statvfs(path, info) != 0) {
         return -1;
     }
     const uint64_t size = static_cast<uint64_t>(info.f_bavail) * (info.f_frsize / 512) / 2;
@@ -168,31 +232,20 @@ int32_t FileUtils::GetDiskFreeSpace(const std::string& path)
 
 bool FileUtils::CleanDir(const std::string& path, bool removeSelf)
 {
-    std::error_code error;
     std::string target = path;
     while (target.size() > 1 && target.back() == '/') {
         target.pop_back();
     }
-    const fs::file_status status = fs::symlink_status(target, error);
-    if (status.type() == fs::file_type::not_found) {
-        return true;
+    struct stat status {};
+    if (Layer().Lstat(target, status) != 0) {
+        return IsNothingThere();
     }
-    if (!fs::is_directory(status) || removeSelf) {
-        fs::remove_all(target, error);
-        return !error;
-    }
-    bool isEmpty = true;
-    for (fs::directory_iterator at(target, error), end; !error && at != end; at.increment(error)) {
-        std::error_code removal;
-        fs::remove_all(at->path(), removal);
-        isEmpty = isEmpty && !removal;
-    }
-    return isEmpty && !error;
+    return S_ISDIR(status.st_mode) && !removeSelf ? RemoveContent(target) : RemoveTree(target, status);
 }
 
 bool FileUtils::RenameFile(const std::string& from, const std::string& to)
 {
-    return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+    return Layer().RenameNoReplace(from, to) == 0;
 }
 
 bool FileUtils::CopyDir(const std::string& source, const std::string& target)
@@ -200,29 +253,29 @@ bool FileUtils::CopyDir(const std::string& source, const std::string& target)
     if (!DirIsExist(source) || !MakeDirs(target)) {
         return false;
     }
-    std::error_code error;
-    bool isWhole = true;
-    for (fs::recursive_directory_iterator at(source, error), end; !error && at != end; at.increment(error)) {
-        isWhole = CopyEntry(*at, fs::path(target) / at->path().lexically_relative(source)) && isWhole;
-    }
-    return isWhole && !error;
+    return VisitTree(source, "", [&](const std::string& path, const struct stat& status) {
+        if (S_ISDIR(status.st_mode)) {
+            return MakeDirs(target + path);
+        }
+        return S_ISREG(status.st_mode) && ReplaceFileByCopy(source + path, target + path, status.st_mode & MODE_MASK);
+    });
 }
 
 std::string FileUtils::GetFileStream(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    std::string content;
-    if (!FileIsExist(path) || !file.is_open()) {
-        return content;
+    try {
+        std::string content;
+        return ReadWhole(path, content) ? content : std::string();
+    } catch (const std::exception&) {
+        return {}; // a size that there is no memory for
     }
-    content.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    return file.bad() ? std::string() : content;
 }
 
 bool FileUtils::SetGidAndUidToTavomend(const std::string& path)
 {
     // Not getpwnam: on a device root there is no name service to ask.
-    const Handles::File accounts(fopen("/etc/passwd", "re"));
+    std::string text = GetFileStream("/etc/passwd");
+    const Handles::File accounts(fmemopen(text.data(), text.size(), "r"));
     if (accounts == nullptr) {
         return false;
     }
@@ -231,7 +284,7 @@ bool FileUtils::SetGidAndUidToTavomend(const std::string& path)
     struct passwd* found = nullptr;
     while (fgetpwent_r(accounts.get(), &entry, buffer.data(), buffer.size(), &found) == 0) {
         if (strcmp(entry.pw_name, OWNER_ACCOUNT) == 0) {
-            return lchown(path.c_str(), entry.pw_uid, entry.pw_gid) == 0;
+            return Layer().Lchown(path, entry.pw_uid, entry.pw_gid) == 0;
         }
     }
     return false;
@@ -246,7 +299,14 @@ bool FileUtils::MakeDirs(const std::string& path)
     if (parent != path && !MakeDirs(parent)) {
         return false;
     }
-    return mkdir(path.c_str(), 0755) == 0 || (errno == EEXIST && DirIsExist(path));
+    if (Layer().Mkdir(path, DIR_MODE) != 0) {
+        return errno == EEXIST && DirIsExist(path);
+    }
+    if (!SyncDir(parent)) {
+        static_cast<void>(Layer().Rmdir(path)); // or the next call would take its name for flushed
+        return false;
+    }
+    return true;
 }
 
 bool FileUtils::ReplaceFile(const std::string& path, const std::string& content, uint32_t mode)
@@ -256,13 +316,13 @@ bool FileUtils::ReplaceFile(const std::string& path, const std::string& content,
 
 bool FileUtils::ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode)
 {
-    const Handles::UniqueDescriptor in(open(source.c_str(), O_RDONLY | O_CLOEXEC));
+    const LayerFile in(source, O_RDONLY);
     return in.IsValid() && ReplaceWith(target, mode, [&in](int file) { return CopyAll(in.Get(), file); });
 }
 
 bool FileUtils::SyncDir(const std::string& path)
 {
-    const Handles::UniqueDescriptor dir(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return dir.IsValid() && fsync(dir.Get()) == 0;
+    const LayerFile dir(path, O_RDONLY | O_DIRECTORY);
+    return dir.IsValid() && Layer().Fsync(dir.Get()) == 0;
 }
 } // namespace ORVX::TavomendEngine

@@ -1,4 +1,6 @@
-// Files and directories, as the engine and the host platform need them. No operation throws.
+// Files and directories, as the engine and the host platform need them. No operation throws. All calls go through
+// FileLayer; interrupted and partial ones are carried on with. Safe from any thread, as long as no two of them work on
+// one path.
 #ifndef TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
 #define TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
 
@@ -24,23 +26,29 @@ public:
     // failure.
     [[nodiscard]] static int32_t GetDiskFreeSpace(const std::string& path);
     // Empties a directory, and removes it too when removeSelf; a path that names a file is deleted whatever
-    // removeSelf says. True when nothing of it is left (also when there was nothing). Links are removed, not followed.
+    // removeSelf says. True when nothing of it is left (also when there was nothing); after a failure what could be
+    // removed is gone all the same. Links are removed, not followed. What is gone may come back with a power cut.
     static bool CleanDir(const std::string& path, bool removeSelf);
     // Moves a file and never replaces an existing target (renameat2 with RENAME_NOREPLACE): a query that shuffles the
-    // backup package back and forth must not eat one that was delivered meanwhile.
+    // backup package back and forth must not eat one that was delivered meanwhile. Nothing has moved after a failure.
+    // Not flushed: a query's move is better forgotten with a power cut. Who wants the move to last calls SyncDir.
     static bool RenameFile(const std::string& from, const std::string& to);
     // Copies a directory tree; the target directory is created, files of the same name are replaced whole. Links and
-    // special files are refused. False when anything could not be copied.
+    // special files are refused. False when anything could not be copied; the rest is copied all the same, each file
+    // old or new. All that was copied is flushed.
     [[nodiscard]] static bool CopyDir(const std::string& source, const std::string& target);
-    // The whole content; empty when it cannot be read.
+    // The whole content of a regular file; empty when it cannot be read to its end, or not be held in memory.
     [[nodiscard]] static std::string GetFileStream(const std::string& path);
     // Gives a file or directory to the account "tavomend" of the device's /etc/passwd. False when there is no such
     // account or the owner cannot be changed.
     static bool SetGidAndUidToTavomend(const std::string& path);
-    // Creates a directory and its parents with mode 0755. True when it is there afterwards.
+    // Creates a directory and its parents with mode 0755 and flushes their names, so that what is put there is not
+    // lost with them. True when it is there afterwards; after a failure the parents that could be made stay.
     static bool MakeDirs(const std::string& path);
-    // Puts content in place of a file so that a power cut leaves the old content or the new: write beside, fsync,
-    // rename, fsync of the directory. The directory is created when it is missing. mode: of the new file.
+    // Puts content in place of a file so that a power cut leaves the old content or the new: write beside (PATH.new),
+    // fsync, rename, fsync of the directory. The directory is created when it is missing. mode: of the new file. After
+    // a failure the old file stands and nothing is beside it; only when the last step fails, the new one stands and
+    // may not survive a power cut.
     [[nodiscard]] static bool ReplaceFile(const std::string& path, const std::string& content, uint32_t mode);
     // The same for the content of another file.
     [[nodiscard]] static bool ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode);

@@ -1,7 +1,6 @@
 #include "platform/utility/json_tool.h"
 
-#include <fstream>
-#include <iterator>
+#include "platform/utility/file_utils.h"
 
 namespace ORVX::TavomendEngine {
 namespace {
@@ -13,11 +12,7 @@ const cJSON* Member(const cJSON* node, const std::string& key)
 
 cJSON* JsonTool::ParseJsonFromFile(const std::string& path) const
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open()) {
-        return nullptr;
-    }
-    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::string text = FileUtils::GetFileStream(path);
     constexpr cJSON_bool WANT_NOTHING_BEHIND = 1;
     return cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, nullptr, WANT_NOTHING_BEHIND);
 }

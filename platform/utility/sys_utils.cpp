@@ -1,8 +1,10 @@
 #include "platform/utility/sys_utils.h"
 
 #include <atomic>
-#include <fstream>
 #include <map>
+#include <sstream>
+
+#include "platform/utility/file_utils.h"
 
 namespace ORVX::TavomendEngine {
 namespace {
@@ -37,7 +39,7 @@ void SysUtils::SetRunningStage(int32_t stage)
 
 std::string SysUtils::GetBaseVersion()
 {
-    std::ifstream file(OS_RELEASE);
+    std::istringstream file(FileUtils::GetFileStream(OS_RELEASE));
     std::map<std::string, std::string> values;
     for (std::string line; std::getline(file, line);) {
         const size_t equals = line.find('=');

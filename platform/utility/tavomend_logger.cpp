@@ -26,6 +26,18 @@ std::shared_ptr<spdlog::logger> OpenLog()
         return nullptr; // a device without a log directory goes without this log
     }
 }
+
+struct InstanceHolder {
+    std::mutex mutex;
+    std::shared_ptr<TavomendLogger> instance;
+};
+
+InstanceHolder& Holder()
+{
+    // Never released: singletons that go at process end still log.
+    static auto* const holder = new InstanceHolder;
+    return *holder;
+}
 } // namespace
 
 TavomendLogger::TavomendLogger() = default;
@@ -70,8 +82,19 @@ void TavomendLogger::Close()
 template <>
 std::shared_ptr<TavomendLogger> DelayedSingleton<TavomendLogger>::GetInstance()
 {
-    // Never released: singletons that go at process end still log.
-    static const auto* instance = new std::shared_ptr<TavomendLogger>(std::make_shared<TavomendLogger>());
-    return *instance;
+    InstanceHolder& holder = Holder();
+    const std::lock_guard<std::mutex> lock(holder.mutex);
+    if (holder.instance == nullptr) {
+        holder.instance = std::make_shared<TavomendLogger>();
+    }
+    return holder.instance;
+}
+
+template <>
+void DelayedSingleton<TavomendLogger>::DestroyInstance()
+{
+    InstanceHolder& holder = Holder();
+    const std::lock_guard<std::mutex> lock(holder.mutex);
+    holder.instance.reset();
 }
 } // namespace ORVX::TavomendEngine

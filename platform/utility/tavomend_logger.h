@@ -16,7 +16,8 @@ class logger;
 namespace ORVX::TavomendEngine {
 constexpr const char* TAVOMEND_LOG_FILE = "/data/log/tavomend/engine_app.log";
 
-// Process-wide, and never destroyed: the other singletons log while they are released at process end.
+// Process-wide, and not destroyed at process end: the other singletons log while they are released. The file is opened
+// with the first line; it is rotated at 1 MiB, and three older ones (engine_app.1.log ...) are kept.
 class TavomendLogger {
 public:
     TavomendLogger();
@@ -26,7 +27,8 @@ public:
 
     // A platform-log format without its privacy marks: "%{public}s" becomes "%s".
     [[nodiscard]] static std::string FormatLog(const std::string& message);
-    // Writes one line and flushes it. Does nothing when the log file cannot be opened. Safe from any thread.
+    // Writes one line, "YYYY-MM-DD HH:MM:SS.mmm [FILE(FUNCTION):LINE] MESSAGE", and flushes it. Does nothing when the
+    // log file cannot be opened. Safe from any thread.
     void OutputLog(const char* message, const char* fileName, const char* function, int line);
     // Closes the file; the next line opens it anew. For who has changed the device root or emptied it.
     void Close();
@@ -39,6 +41,9 @@ private:
 
 template <>
 std::shared_ptr<TavomendLogger> DelayedSingleton<TavomendLogger>::GetInstance();
+// The next GetInstance opens the log file anew.
+template <>
+void DelayedSingleton<TavomendLogger>::DestroyInstance();
 } // namespace ORVX::TavomendEngine
 
 #endif

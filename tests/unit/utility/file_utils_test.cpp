@@ -3,6 +3,7 @@
 
 #include "platform/utility/file_utils.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/faulty_file_layer.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -71,9 +72,48 @@ TEST_F(FileUtilsTest, SizesAreInTheUnitAsked)
     EXPECT_FALSE(FileUtils::GetDirSize("/data/dir/a", size));
     EXPECT_EQ(FileUtils::GetFileSize("/data/dir/sub/b", FileUtils::Unit::BYTE), 1049);
     EXPECT_EQ(FileUtils::GetFileSize("/data/dir/sub/b", FileUtils::Unit::KIB), 2);
+    EXPECT_EQ(FileUtils::GetFileSize("/data/dir/a", FileUtils::Unit::KIB), 1);
     EXPECT_EQ(FileUtils::GetFileSize("/data/dir", FileUtils::Unit::BYTE), -1);
-    EXPECT_GT(FileUtils::GetDiskFreeSpace("/data"), 0);
+    EXPECT_EQ(FileUtils::GetFileSize("/data/none", FileUtils::Unit::KIB), -1);
+    EXPECT_TRUE(FileUtils::FileIsExist("/data/dir/link"));
+    EXPECT_FALSE(FileUtils::FileIsExist("/data/dir"));
+    EXPECT_FALSE(FileUtils::FileIsExist("/data/none"));
+    EXPECT_TRUE(FileUtils::DirIsExist("/data/dir"));
+    EXPECT_FALSE(FileUtils::DirIsExist("/data/dir/a"));
     EXPECT_EQ(FileUtils::GetDiskFreeSpace("/data/none"), -1);
+}
+
+class DiskLayer : public FaultyFileLayer {
+public:
+    int Statvfs(const std::string& /*path*/, struct statvfs& status) override
+    {
+        status = disk;
+        return 0;
+    }
+    struct statvfs disk {};
+};
+
+TEST_F(FileUtilsTest, FreeSpaceIsThatOfOthersInKiBUpToALimit)
+{
+    DiskLayer layer;
+    struct Case {
+        uint64_t blocks;
+        uint64_t size;
+        int32_t space;
+    };
+    const Case cases[] = {{5, 4096, 20},
+                          {5, 512, 2},
+                          {0, 4096, 0},
+                          {uint64_t{1} << 31, 1024, INT32_MAX},
+                          {INT32_MAX - 1, 1024, INT32_MAX - 1},
+                          {uint64_t{1} << 40, 65536, INT32_MAX}};
+    for (const auto& [blocks, size, space] : cases) {
+        layer.disk.f_bavail = blocks; // f_bfree is for root alone
+        layer.disk.f_bfree = blocks + 7;
+        layer.disk.f_frsize = size;
+        layer.disk.f_bsize = size * 2;
+        EXPECT_EQ(FileUtils::GetDiskFreeSpace("/data"), space) << blocks << " of " << size;
+    }
 }
 
 TEST_F(FileUtilsTest, ReplaceFileIsWholeOrNothing)
@@ -95,10 +135,10 @@ TEST_F(FileUtilsTest, ReplaceFileIsWholeOrNothing)
 
 TEST_F(FileUtilsTest, ValidPathsAreAbsoluteAndStayWhereTheySay)
 {
-    for (const char* good : {"/", "/data/a", "/data/..a/b..", "/data/./a"}) {
+    for (const char* good : {"/", "/data/a", "/data/..a/b..", "/data/./a", "/data/a../b", "/data//"}) {
         EXPECT_TRUE(FileUtils::IsValidPath(good)) << good;
     }
-    for (const char* bad : {"", "data/a", "..", "/data/../a", "/data/.."}) {
+    for (const char* bad : {"", "data/a", "..", "/data/../a", "/data/..", "/..", "/../data", "../data"}) {
         EXPECT_FALSE(FileUtils::IsValidPath(bad)) << bad;
     }
     EXPECT_FALSE(FileUtils::IsValidPath(std::string("/data/a\0b", 9)));
@@ -107,10 +147,38 @@ TEST_F(FileUtilsTest, ValidPathsAreAbsoluteAndStayWhereTheySay)
 TEST_F(FileUtilsTest, GivesFilesToTheEnginesAccount)
 {
     WriteFile("/data/file", "x");
-    EXPECT_FALSE(FileUtils::SetGidAndUidToTavomend("/data/file")); // no such account on this device
-    WriteFile("/etc/passwd", "root:x:0:0::/:\ntavomend:x:0:0::/:\n");
+    EXPECT_FALSE(FileUtils::SetGidAndUidToTavomend("/data/file")); // no accounts at all
+    WriteFile("/etc/passwd", "root:x:0:0::/:\nnotavomend:x:1:1::/:\n");
+    EXPECT_FALSE(FileUtils::SetGidAndUidToTavomend("/data/file"));
+    WriteFile("/etc/passwd", "root:x:0:0::/:\ntavomend:x:" + std::to_string(geteuid()) + ":" +
+                                 std::to_string(getegid()) + "::/:\nlast:x:2:2::/:\n");
     EXPECT_TRUE(FileUtils::SetGidAndUidToTavomend("/data/file"));
     EXPECT_FALSE(FileUtils::SetGidAndUidToTavomend("/data/none"));
+    if (geteuid() == 0) {
+        WriteFile("/etc/passwd", "root:x:0:0::/:\ntavomend:x:1077:1078::/:\n");
+        fs::create_symlink("file", "/data/link");
+        EXPECT_TRUE(FileUtils::SetGidAndUidToTavomend("/data/link"));
+        struct stat info {};
+        ASSERT_EQ(lstat("/data/link", &info), 0);
+        EXPECT_EQ(info.st_uid, 1077U);
+        EXPECT_EQ(info.st_gid, 1078U);
+        ASSERT_EQ(stat("/data/link", &info), 0);
+        EXPECT_EQ(info.st_uid, 0U); // the link's own owner, not its file's
+    }
+}
+
+TEST_F(FileUtilsTest, MakesDirectoriesWithTheirParents)
+{
+    EXPECT_TRUE(FileUtils::MakeDirs("/data/a/b/c/"));
+    struct stat info {};
+    ASSERT_EQ(stat("/data/a/b", &info), 0);
+    EXPECT_EQ(info.st_mode, static_cast<mode_t>(S_IFDIR | 0755));
+    EXPECT_TRUE(FileUtils::DirIsExist("/data/a/b/c"));
+    EXPECT_TRUE(FileUtils::MakeDirs("/"));
+    WriteFile("/data/file", "in the way");
+    EXPECT_FALSE(FileUtils::MakeDirs("/data/file"));
+    EXPECT_FALSE(FileUtils::MakeDirs("/data/file/below"));
+    EXPECT_EQ(ReadFile("/data/file"), "in the way");
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -1,4 +1,7 @@
+#include <atomic>
 #include <gtest/gtest.h>
+#include <thread>
+#include <zlib.h>
 
 #include "platform/utility/tavomend_status_record.h"
 #include "tests/support/device_fixture.h"
@@ -81,6 +84,81 @@ TEST_F(TavomendStatusRecordTest, ATornOrDamagedFileReadsAsEmpty)
     WriteFile(FILE_PATH, "some other program's file\n");
     TavomendStatusRecord record;
     EXPECT_EQ(Open(record).GetStatus(), "");
+}
+
+// The lines with a checksum that fits them.
+std::string Checked(const std::string& lines)
+{
+    char checksum[16];
+    snprintf(checksum, sizeof(checksum), "%08lx",
+             crc32(0, reinterpret_cast<const Bytef*>(lines.data()), static_cast<uInt>(lines.size())));
+    return lines + "crc32=" + checksum + "\n";
+}
+
+TEST_F(TavomendStatusRecordTest, EachLineHasItsPlaceAndItsKey)
+{
+    struct Case {
+        const char* lines;
+        const char* status;
+        const char* detail;
+    };
+    const Case cases[] = {
+        {"tavomend-status 1\nversion=v\nstatus=s\ndetail=d\n", "s", "d"},
+        {"tavomend-status 1\nversion=\nstatus=\ndetail=d\n", "", "d"},
+        {"tavomend-status 2\nversion=v\nstatus=s\ndetail=d\n", "", ""},
+        {"tavomend-status 1\nversions=v\nstatus=s\ndetail=d\n", "", ""},
+        {"tavomend-status 1\nversion=v\nstate=s\ndetail=d\n", "", ""},
+        {"tavomend-status 1\nversion=v\nstatus=s\ndetails=d\n", "", ""},
+        {"tavomend-status 1\nstatus=s\nversion=v\ndetail=d\n", "", ""},
+        {"version=v\nstatus=s\ndetail=d\n", "", ""},
+        // Half an escape, or one of no hexadecimal digits, stands for itself.
+        {"tavomend-status 1\nversion=v\nstatus=%41%4a%4A\ndetail=%zz%4\n", "AJJ", "%zz\x04"},
+    };
+    for (const auto& [lines, status, detail] : cases) {
+        WriteFile(FILE_PATH, Checked(lines));
+        TavomendStatusRecord record;
+        EXPECT_EQ(Open(record).GetStatus(), status) << lines;
+        EXPECT_EQ(record.GetStatusFromFile(), detail) << lines;
+    }
+}
+
+TEST_F(TavomendStatusRecordTest, ControlCharactersAreEscapedAndTheModeIsTheOwners)
+{
+    TavomendStatusRecord record;
+    Open(record).SetStatus("v", "\x1f \x7f~%", "\n\xc3\xa4");
+    EXPECT_EQ(ReadFile(FILE_PATH), Checked("tavomend-status 1\nversion=v\nstatus=%1f %7f~%25\ndetail=%0a\xc3\xa4\n"));
+    EXPECT_EQ(std::filesystem::status(FILE_PATH).permissions(), std::filesystem::perms(0640));
+}
+
+TEST_F(TavomendStatusRecordTest, AQueryBesideAnOperationSeesOneRecord)
+{
+    WriteFile("/data/file", "a file where the directory should be: nothing is written, which is quick");
+    TavomendStatusRecord record;
+    record.InitStatusRecord("/data/file", "app");
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> queries;
+    for (int i = 0; i < 2; ++i) {
+        queries.emplace_back([&record, &isOver] {
+            while (!isOver) {
+                std::string version;
+                const std::string status = record.GetStatus(version);
+                EXPECT_TRUE(version == status || version == "kept") << version << " " << status;
+                EXPECT_NE(record.GetStatus(), "kept");
+            }
+        });
+    }
+    for (int i = 0; i < 4000; ++i) {
+        const std::string text(20 + static_cast<size_t>(i % 50), static_cast<char>('a' + i % 26));
+        EXPECT_FALSE(record.SetStatus(text, text, text));
+        if (i % 100 == 99) {
+            EXPECT_FALSE(record.SetStatus("kept", "of no consequence", ""));
+            EXPECT_FALSE(record.SetStatus(text, ""));
+        }
+    }
+    isOver = true;
+    for (auto& query : queries) {
+        query.join();
+    }
 }
 
 TEST_F(TavomendStatusRecordTest, AFileThatCannotBeWrittenKeepsTheOldOne)
