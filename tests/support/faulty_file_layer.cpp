@@ -190,7 +190,8 @@ ssize_t FaultyFileLayer::Write(int file, const void* bytes, size_t size)
 
 int FaultyFileLayer::Fsync(int file)
 {
-    const int result = Fails("fsync", PathOf(file)) ? -1 : real_.Fsync(file);
+    struct stat status {}; // the disk that is flushed to is this layer's own; a real flush would only take time
+    const int result = Fails("fsync", PathOf(file)) ? -1 : real_.Fstat(file, status);
     const auto found = files_.find(file);
     if (result == 0 && found != files_.end() && found->second.node != nullptr) {
         found->second.node->flushed = found->second.node->now;
