@@ -129,12 +129,12 @@ bool ParseZipTool::ExtractFileAndWrite(void*& handle, std::string outPath, int s
     }
     std::vector<char> buffer(static_cast<size_t>(std::min(size, BUFFER_SIZE)));
     const int lastCount = CopyMember(handle, out.get(), buffer);
-    out.reset();
+    const bool isClosed = fclose(out.release()) == 0; // a full disk may show only here
     if (lastCount != 0) {
         TAVOMEND_LOG_E("unzReadCurrentFile failed");
         return false;
     }
-    if (FileUtils::GetFileSize(outPath, FileUtils::Unit::BYTE) != size) {
+    if (!isClosed || FileUtils::GetFileSize(outPath, FileUtils::Unit::BYTE) != size) {
         TAVOMEND_LOG_E("check fileSize failed");
         return false;
     }
@@ -169,14 +169,18 @@ bool ParseZipTool::CreateDir(std::string& path)
     }
     std::string parent = path.substr(0, path.rfind('/'));
     if (!FileUtils::DirIsExist(parent) && !CreateDir(parent)) {
-        TAVOMEND_LOG_E("errinfo: %{public}s, path: %{public}s", strerror(errno), parent.c_str());
+        const int error = errno;
+        TAVOMEND_LOG_E("errinfo: %{public}s, path: %{public}s", strerror(error), parent.c_str());
+        errno = error; // logging has its own
         return false;
     }
     const int result = mkdir(path.c_str(), DIR_MODE);
-    TAVOMEND_LOG_I("mkdir result= %{public}d, errinfo: %{public}s", result, strerror(errno));
+    const int error = errno;
+    TAVOMEND_LOG_I("mkdir result= %{public}d, errinfo: %{public}s", result, strerror(error));
     if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
         FileUtils::SetGidAndUidToTavomend(path);
     }
+    errno = error;
     return result == 0;
 }
 
