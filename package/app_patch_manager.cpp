@@ -5,38 +5,11 @@
 
 #include "common/app_constants.h"
 #include "common/log.h"
+#include "common/results.h"
 #include "error/app_error_code.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendEngine {
-namespace {
-// Has the backup package under the delivered name, where it can be read, as long as it lives. A package that is waiting
-// to be applied is the one to read, and stays where it is.
-class BackupInPlace {
-public:
-    explicit BackupInPlace(TvpkPackageManager& manager)
-        : manager_(manager), hold_(manager.HoldPackageFiles()), isBorrowed_(!manager.IsPackageExist())
-    {
-        if (isBorrowed_) {
-            manager_.RenameBakToPackage();
-        }
-    }
-    ~BackupInPlace()
-    {
-        if (isBorrowed_) {
-            manager_.RenamePackageToBak();
-        }
-    }
-    BackupInPlace(const BackupInPlace&) = delete;
-    BackupInPlace& operator=(const BackupInPlace&) = delete;
-
-private:
-    TvpkPackageManager& manager_;
-    std::unique_lock<std::recursive_mutex> hold_;
-    bool isBorrowed_;
-};
-} // namespace
-
 AppPatchManager::AppPatchManager()
     : packageManager_(DelayedSingleton<TvpkPackageManager>::GetInstance()),
       bakPackageManager_(DelayedSingleton<TvpkBakPackageManager>::GetInstance()),
@@ -70,7 +43,7 @@ int32_t AppPatchManager::GetTavomendInfo(std::map<std::string, PatchStatusCode>&
     std::map<std::string, uint32_t> targets;
     if (!ReadTargets(targets)) {
         TAVOMEND_LOG_E("GetAllAppFixTargetVersion failed");
-        return -1;
+        return RESULT_FAILURE;
     }
     packageManager_->RemoveAppConfigFile();
     std::map<std::string, uint32_t> retries;
@@ -83,12 +56,12 @@ int32_t AppPatchManager::GetTavomendInfo(std::map<std::string, PatchStatusCode>&
     }
     RetryGetTavomendInfo(retries, infos);
     TAVOMEND_LOG_I("get TavomendInfo success");
-    return 0;
+    return RESULT_SUCCESS;
 }
 
 bool AppPatchManager::ReadTargets(std::map<std::string, uint32_t>& targets)
 {
-    const BackupInPlace backup(*packageManager_);
+    const BorrowedBackup backup = packageManager_->BorrowBackup();
     return GetAllAppFixTargetVersion(targets);
 }
 
@@ -126,11 +99,11 @@ bool AppPatchManager::CheckAppFixRes(const std::string& bundleName, uint32_t tar
     TAVOMEND_LOG_I("bundleName: %{public}s", bundleName.c_str());
     uint32_t currentVersion = 0;
     const int32_t result = bundleManager_->GetAppVersionCode(bundleName, currentVersion);
-    if (result == -2) {
+    if (result == RESULT_NOT_INSTALLED) {
         TAVOMEND_LOG_W("app is uninstall, bms may be installing");
         return false;
     }
-    if (result == -1) {
+    if (result == RESULT_FAILURE) {
         TAVOMEND_LOG_E("get app versionCode failed");
         return false;
     }

@@ -6,16 +6,16 @@
 #include <string>
 #include <vector>
 
+#include "package/signed_package.h"
 #include "platform/utility/delayed_singleton.h"
-#include "tools/parse_app_config_tool.h"
-#include "tools/parse_zip_tool.h"
-#include "tools/rsa_sign_verify_tool.h"
 
 namespace ORVX::TavomendEngine {
-// Process-wide; used by the revoke tasks of the ready and activites states. The gate, once passed, and the parsed
-// configuration live as long as the process. Moves and removes nothing.
-class TvpkBakPackageManager {
+// Process-wide; used by the revoke tasks of the ready and activites states, one operation at a time. The gate, once
+// passed, and the parsed configuration live as long as the process. Moves no package, removes none and records no error
+// codes; the extracted configuration on disk becomes the backup's.
+class TvpkBakPackageManager : public SignedPackage {
 public:
+    // One application of the backup.
     struct APatchInfo {
         std::string bundleName;
         uint32_t version = 0;    // that the patch installed
@@ -24,26 +24,18 @@ public:
 
     TvpkBakPackageManager();
     virtual ~TvpkBakPackageManager();
-    TvpkBakPackageManager(const TvpkBakPackageManager&) = delete;
-    TvpkBakPackageManager& operator=(const TvpkBakPackageManager&) = delete;
 
-    // Signature and configuration only: what is in force was judged against the device when it was applied. Records no
-    // error codes.
+    // Signature and configuration only: what is in force was judged against the device when it was applied. True when
+    // it passes or has passed before, without looking at the files again.
     [[nodiscard]] bool PreconditionCheck();
+    // The backup's signature alone.
     [[nodiscard]] bool VerifyTvpkBakFile();
-    // Overwrites a configuration that was extracted from the delivered package.
-    [[nodiscard]] bool ExactConfigFileToPackage();
-    [[nodiscard]] bool GetPackageInfo();
+    // Appends one record an application; needs GetPackageInfo first and gives false without it.
     [[nodiscard]] bool InitAPatchInfoList();
-    // One record an application, in the configuration's order.
+    // One record an application, in the configuration's order. False, and `out` untouched, before the gate has passed.
     [[nodiscard]] bool GetAllAPatchInfo(std::vector<APatchInfo>& out);
 
 private:
-    sptr<ParseZipTool> zipTool_;
-    sptr<RsaSignVerifyTool> signTool_;
-    sptr<ParseAppConfigTool> configTool_;
-    ParseAppConfigTool::PackageInfo* packageInfo_ = nullptr; // held inside configTool_
-    bool isPreconditionPassed_ = false;
     std::vector<APatchInfo> aPatchInfoList_;
 };
 } // namespace ORVX::TavomendEngine

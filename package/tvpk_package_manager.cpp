@@ -1,50 +1,36 @@
-// The gate that every apply, load and query passes first.
 #include "package/tvpk_package_manager.h"
-
-#include <algorithm>
 
 #include "common/app_constants.h"
 #include "common/log.h"
+#include "common/results.h"
 #include "error/app_error_code.h"
 #include "formats/device_paths.h"
-#include "platform/utility/file_utils.h"
+#include "formats/status_words.h"
+#include "package/device_check.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendEngine {
 namespace {
-constexpr int32_t ERROR_PACKAGE_MISSING = 0;
-constexpr int32_t ERROR_FREE_SPACE = 10;
-constexpr int32_t ERROR_SIGNATURE = 20;
-constexpr int32_t ERROR_CONFIG = 30;
-constexpr int32_t ERROR_BASE_VERSION = 40;
+constexpr int32_t ERROR_INIT_NOT_PASSED = 210;
+constexpr int32_t ERROR_INIT_NO_CONFIG = 220;
+constexpr int32_t ERROR_INIT_UNKNOWN_BUNDLE = 230;
+constexpr int32_t ERROR_EXACT_NO_RECORD = 410;
+constexpr int32_t ERROR_RESTORE_NO_RECORD = 610;
 
 constexpr int32_t ACTION_REVOKE = 2;
-constexpr uint64_t SAFETY_MARGIN = 0x80000; // KiB: 512 MiB that a device keeps free
-
-// A failed step of the gate goes under the package's key.
-bool Refuse(int32_t code)
-{
-    DelayedSingleton<AppErrorCode>::GetInstance()->AddErrMsgs(ERROR_KEY_PACKAGE, code);
-    return false;
-}
 } // namespace
 
 TvpkPackageManager::TvpkPackageManager()
-    : signTool_(MakeSptr<RsaSignVerifyTool>()), configTool_(MakeSptr<ParseAppConfigTool>()),
-      zipTool_(MakeSptr<ParseZipTool>(Formats::PACKAGE_PATH)), restoreTool_(MakeSptr<RestoreTool>()),
-      bundleManager_(std::make_shared<BundleManager>())
+    : SignedPackage(Formats::PACKAGE_PATH, Formats::SIGN_PATH), restoreTool_(MakeSptr<RestoreTool>()),
+      bundleManager_(std::make_shared<BundleManager>()),
+      restorer_(zipTool_, restoreTool_,
+                [this](const std::string& bundleName, int32_t code) { RecordAppError(bundleName, code); })
 {
 }
 
 TvpkPackageManager::~TvpkPackageManager()
 {
     TAVOMEND_LOG_I("~TvpkPackageManager");
-    zipTool_->Reset();
-}
-
-std::unique_lock<std::recursive_mutex> TvpkPackageManager::HoldPackageFiles()
-{
-    return std::unique_lock<std::recursive_mutex>(packageFilesMutex_);
 }
 
 bool TvpkPackageManager::PreconditionCheck()
@@ -54,66 +40,27 @@ bool TvpkPackageManager::PreconditionCheck()
         TAVOMEND_LOG_I("precondition check, result is true");
         return true;
     }
-    if (!IsPackageExist()) {
-        TAVOMEND_LOG_E("patchFile is not found");
-        return Refuse(ERROR_PACKAGE_MISSING);
-    }
-    if (!VerifyTvpkFile()) {
-        TAVOMEND_LOG_E("verify file integrity failed");
-        return Refuse(ERROR_SIGNATURE);
-    }
-    if (!GetPackageInfo()) {
-        TAVOMEND_LOG_E("get packageInfo failed");
-        return Refuse(ERROR_CONFIG);
-    }
-    if (!CheckBaseVersion()) {
-        TAVOMEND_LOG_E("check baseVersion failed");
-        return Refuse(ERROR_BASE_VERSION);
-    }
-    if (!CheckFreeSpace()) {
-        TAVOMEND_LOG_E("check free space insufficient storage space");
-        return Refuse(ERROR_FREE_SPACE);
+    struct Step {
+        bool (TvpkPackageManager::*check)();
+        const char* message;
+        int32_t code;
+    };
+    constexpr Step STEPS[] = {
+        {&TvpkPackageManager::IsPackageExist, "patchFile is not found", 0},
+        {&TvpkPackageManager::VerifyTvpkFile, "verify file integrity failed", 20},
+        {&TvpkPackageManager::GetPackageInfo, "get packageInfo failed", 30},
+        {&TvpkPackageManager::CheckBaseVersion, "check baseVersion failed", 40},
+        {&TvpkPackageManager::CheckFreeSpace, "check free space insufficient storage space", 10},
+    };
+    for (const Step& step : STEPS) {
+        if (!(this->*step.check)()) {
+            TAVOMEND_LOG_E("%{public}s", step.message);
+            DelayedSingleton<AppErrorCode>::GetInstance()->AddErrMsgs(ERROR_KEY_PACKAGE, step.code);
+            return false;
+        }
     }
     TAVOMEND_LOG_I("precondition check success");
     isPreconditionPassed_ = true;
-    return true;
-}
-
-bool TvpkPackageManager::IsPackageExist()
-{
-    return FileUtils::FileIsExist(Formats::PACKAGE_PATH) && FileUtils::FileIsExist(Formats::SIGN_PATH);
-}
-
-bool TvpkPackageManager::VerifyTvpkFile()
-{
-    RsaSignVerifyTool::SignInfo signInfo;
-    signInfo.patchFilePath = Formats::PACKAGE_PATH;
-    signInfo.signFilePath = Formats::SIGN_PATH;
-    signInfo.type = PatchFileType::APP;
-    return signTool_->VerifyFileIntegrity(signInfo);
-}
-
-bool TvpkPackageManager::ExactConfigFileToPackage()
-{
-    return zipTool_->UnZipTargetFiles({{Formats::CONFIG_MEMBER, Formats::CONFIG_PATH}});
-}
-
-bool TvpkPackageManager::GetPackageInfo()
-{
-    if (packageInfo_ != nullptr) {
-        TAVOMEND_LOG_I("get packageInfo success, packageInfo is not null");
-        return true;
-    }
-    if (!ExactConfigFileToPackage()) {
-        TAVOMEND_LOG_E("exact app config file failed");
-        return false;
-    }
-    if (!configTool_->ParseTavomendConfig()) {
-        TAVOMEND_LOG_E("parse app_tavomend_config.json failed");
-        return false;
-    }
-    packageInfo_ = &configTool_->GetPackageInfo();
-    TAVOMEND_LOG_I("get packageInfo success");
     return true;
 }
 
@@ -123,12 +70,7 @@ bool TvpkPackageManager::CheckBaseVersion()
         TAVOMEND_LOG_E("get packageInfo failed");
         return false;
     }
-    const auto& versions = packageInfo_->productVersion;
-    if (std::find(versions.begin(), versions.end(), SysUtils::GetBaseVersion()) != versions.end()) {
-        return true;
-    }
-    TAVOMEND_LOG_E("base version not equal target version");
-    return false;
+    return DeviceCheck::HasBaseVersion(packageInfo_->productVersion);
 }
 
 bool TvpkPackageManager::CheckFreeSpace()
@@ -137,38 +79,7 @@ bool TvpkPackageManager::CheckFreeSpace()
         TAVOMEND_LOG_E("get packageInfo failed");
         return false;
     }
-    if (packageInfo_->space < 0) {
-        TAVOMEND_LOG_E("packageInfo space invalid");
-        return false;
-    }
-    const auto space = static_cast<uint64_t>(packageInfo_->space);
-    uint64_t curAppSpace = 0;
-    if (!FileUtils::GetDirSize(Formats::WORK_DIR, curAppSpace)) {
-        TAVOMEND_LOG_E("app tmp dir not exist");
-        return false;
-    }
-    TAVOMEND_LOG_D("curAppSpace: %lu", curAppSpace);
-    uint64_t needSpace = 0;
-    if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
-        // Wraps around when the work directory holds more than 2.2 times the package's space, and then refuses: at this
-        // stage such a directory is no remnant of this package.
-        needSpace = space / 5 + 2 * space - curAppSpace;
-    } else {
-        if (curAppSpace >= space) {
-            return true;
-        }
-        const uint64_t unInstalledAppSize = space - curAppSpace;
-        TAVOMEND_LOG_D("unInstalledAppSize: %lu", unInstalledAppSize);
-        needSpace = unInstalledAppSize / 5 + 2 * unInstalledAppSize;
-    }
-    needSpace += SAFETY_MARGIN;
-    const int32_t diskSpace = FileUtils::GetDiskFreeSpace(Formats::WORK_DIR);
-    const uint64_t freeSpace = diskSpace > 0 ? static_cast<uint64_t>(diskSpace) : 0;
-    if (needSpace > freeSpace) {
-        TAVOMEND_LOG_E("free space: %{public}lu, needSpace: %{public}lu", freeSpace, needSpace);
-        return false;
-    }
-    return true;
+    return DeviceCheck::HasRoomFor(packageInfo_->space);
 }
 
 bool TvpkPackageManager::GetAction(bool& isRevoke)
@@ -180,25 +91,156 @@ bool TvpkPackageManager::GetAction(bool& isRevoke)
     return true;
 }
 
-bool TvpkPackageManager::IsPackageInfoReady() const
+bool TvpkPackageManager::InitAPatchInfo(const std::string& bundleName)
 {
-    if (!isPreconditionPassed_) {
-        TAVOMEND_LOG_E("condition check result is false");
+    if (!IsPackageInfoReady()) {
+        RecordAppError(bundleName, isPreconditionPassed_ ? ERROR_INIT_NO_CONFIG : ERROR_INIT_NOT_PASSED);
         return false;
     }
-    if (packageInfo_ == nullptr) {
-        TAVOMEND_LOG_E("packageInfo is null");
+    const auto* appInfo = FindApp(bundleName);
+    if (appInfo == nullptr) {
+        TAVOMEND_LOG_E("pacakgeInfo not found this bundleName");
+        DelayedSingleton<AppErrorCode>::GetInstance()->AddErrMsgs(ERROR_KEY_UNKNOWN_APP, ERROR_INIT_UNKNOWN_BUNDLE);
         return false;
     }
+    APatchInfo info = ParseAPatchInfo(*appInfo);
+    info.state = APP_MUST_PATCH;
+    if (appInfo->appPatchType == PATCH_TYPE_HOT && IsTargetAppVersion(bundleName, appInfo->version)) {
+        TAVOMEND_LOG_I("app is fix, skip");
+        info.state = APP_FIXED;
+    }
+    TAVOMEND_LOG_I("init APatchInfo, %{public}s, state: %d", bundleName.c_str(), info.state);
+    aPatchInfos_[bundleName] = info;
     return true;
 }
 
-const ParseAppConfigTool::AppInfo* TvpkPackageManager::FindApp(const std::string& bundleName) const
+AppRestoreRecord* TvpkPackageManager::RecordOf(const std::string& bundleName)
 {
-    const auto& apps = packageInfo_->appsList;
-    const auto found = std::find_if(apps.begin(), apps.end(), [&bundleName](const ParseAppConfigTool::AppInfo& app) {
-        return app.bundleName == bundleName;
-    });
-    return found == apps.end() ? nullptr : &*found;
+    if (aPatchInfos_.count(bundleName) == 0 && !InitAPatchInfo(bundleName)) {
+        TAVOMEND_LOG_E("get and Init failed, bundleName: %{public}s", bundleName.c_str());
+        return nullptr;
+    }
+    return &aPatchInfos_[bundleName];
+}
+
+bool TvpkPackageManager::GetAPatchInfo(const std::string& bundleName, APatchInfo& info)
+{
+    const auto* record = RecordOf(bundleName);
+    if (record != nullptr) {
+        info = *record;
+    }
+    return record != nullptr;
+}
+
+bool TvpkPackageManager::ExactAPatch(const std::string& bundleName)
+{
+    auto* record = RecordOf(bundleName);
+    if (record == nullptr) {
+        TAVOMEND_LOG_E("GetAPatchInfo failed, bundleName: %{public}s", bundleName.c_str());
+        RecordAppError(bundleName, ERROR_EXACT_NO_RECORD);
+        return false;
+    }
+    return restorer_.Exact(*record);
+}
+
+bool TvpkPackageManager::RestoreAPatch(const std::string& bundleName)
+{
+    auto* record = RecordOf(bundleName);
+    if (record == nullptr) {
+        TAVOMEND_LOG_E("get aPatchInfo failed");
+        RecordAppError(bundleName, ERROR_RESTORE_NO_RECORD);
+        return false;
+    }
+    return restorer_.Restore(*record);
+}
+
+std::string TvpkPackageManager::GetTavomendVersion()
+{
+    const auto hold = HoldPackageFiles();
+    if (IsPackageExist()) {
+        if (!PreconditionCheck()) {
+            TAVOMEND_LOG_E("precondition Check failed");
+            return "";
+        }
+        return IsPackageInfoReady() ? packageInfo_->version : "";
+    }
+    if (IsBackupPackageExist()) {
+        statusRecord_.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
+        std::string version;
+        statusRecord_.GetStatus(version);
+        return version;
+    }
+    return Formats::NO_PATCH_VERSION;
+}
+
+int32_t TvpkPackageManager::GetAppSequence(const std::string& bundleName)
+{
+    if (!IsPackageInfoReady()) {
+        return ERROR_KEY_UNKNOWN_APP;
+    }
+    const auto* record = RecordOf(bundleName);
+    if (record == nullptr) {
+        TAVOMEND_LOG_E("get app appSequence failed, bundleName: %{public}s", bundleName.c_str());
+        return ERROR_KEY_UNKNOWN_APP;
+    }
+    return record->appSequence;
+}
+
+bool TvpkPackageManager::IsTargetAppVersion(const std::string& bundleName, const uint32_t& targetVersion)
+{
+    if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
+        TAVOMEND_LOG_W("stage is init, bms service does not exist.");
+        return false;
+    }
+    uint32_t currentVersion = 0;
+    if (bundleManager_->GetAppVersionCode(bundleName, currentVersion) != RESULT_SUCCESS) {
+        return false;
+    }
+    TAVOMEND_LOG_I("targetVersion: %{public}d, currentVersion: %{public}d", static_cast<int32_t>(targetVersion),
+                   static_cast<int32_t>(currentVersion));
+    return currentVersion == targetVersion;
+}
+
+bool TvpkPackageManager::GetAppVersion(std::string bundleName, uint32_t& version)
+{
+    const auto* app = IsPackageInfoReady() ? FindApp(bundleName) : nullptr;
+    if (app != nullptr) {
+        version = app->version;
+    }
+    return app != nullptr;
+}
+
+bool TvpkPackageManager::GetAppPreVersion(std::string bundleName, uint32_t& preVersion)
+{
+    const auto* app = IsPackageInfoReady() ? FindApp(bundleName) : nullptr;
+    if (app != nullptr) {
+        preVersion = app->preVersion;
+    }
+    return app != nullptr;
+}
+
+bool TvpkPackageManager::GetAllBundleNameList(std::map<std::string, std::string>& list)
+{
+    if (!IsPackageInfoReady()) {
+        return false;
+    }
+    for (const auto& app : packageInfo_->appsList) {
+        list[app.bundleName] = app.appPatchType;
+    }
+    TAVOMEND_LOG_I("get all bundleName list success");
+    return true;
+}
+
+void TvpkPackageManager::Reset()
+{
+    TAVOMEND_LOG_I("tvpk package reset");
+    const auto hold = HoldPackageFiles();
+    aPatchInfos_.clear();
+    zipTool_->Reset();
+}
+
+void TvpkPackageManager::RecordAppError(const std::string& bundleName, int32_t code)
+{
+    DelayedSingleton<AppErrorCode>::GetInstance()->AddErrMsgs(GetAppSequence(bundleName), code);
 }
 } // namespace ORVX::TavomendEngine
