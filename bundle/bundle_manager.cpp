@@ -2,6 +2,7 @@
 
 #include "common/app_constants.h"
 #include "common/log.h"
+#include "common/results.h"
 #include "error/app_error_code.h"
 #include "platform/api/os_account_manager.h"
 
@@ -31,7 +32,7 @@ int32_t BundleManager::InstallApp(const AppInfo& app)
     if (app.bundleName.empty()) {
         TAVOMEND_LOG_E("bundleName is empty");
         Record(app, ERROR_NO_BUNDLE_NAME);
-        return -1;
+        return RESULT_FAILURE;
     }
     const int32_t result = InstallAppImpl(app);
     TAVOMEND_LOG_I("installApp end, bundleName: %{public}s, result: %{public}d", app.bundleName.c_str(), result);
@@ -48,7 +49,7 @@ int32_t BundleManager::InstallAppImpl(const AppInfo& app)
     }
     TAVOMEND_LOG_E("app patch type faild, value: %{public}s", app.appPatchType.c_str());
     Record(app, ERROR_UNKNOWN_TYPE);
-    return -1;
+    return RESULT_FAILURE;
 }
 
 int32_t BundleManager::InstallColdApp(const AppInfo& app)
@@ -56,10 +57,10 @@ int32_t BundleManager::InstallColdApp(const AppInfo& app)
     if (app.appPatchType != PATCH_TYPE_COLD) {
         TAVOMEND_LOG_E("app patch type faild, value: %{public}s", app.appPatchType.c_str());
         Record(app, ERROR_WRONG_PATCH_TYPE);
-        return -1;
+        return RESULT_FAILURE;
     }
     uint32_t installed = 0;
-    int32_t result = 0;
+    int32_t result = RESULT_SUCCESS;
     if (app.appType == APP_TYPE_INTERNAL) {
         result = GetAppVersionCode(app.bundleName, installed);
     } else if (app.appType == APP_TYPE_SERVICE_FWK) {
@@ -67,17 +68,17 @@ int32_t BundleManager::InstallColdApp(const AppInfo& app)
     } else {
         TAVOMEND_LOG_E("app type faild, value: %{public}s", app.appType.c_str());
         Record(app, ERROR_UNKNOWN_TYPE);
-        return -1;
+        return RESULT_FAILURE;
     }
-    if (result != 0) {
+    if (result != RESULT_SUCCESS) {
         Record(app, ERROR_COLD_VERSION_UNKNOWN);
         return result;
     }
     if (app.versionCode > installed) {
         Record(app, ERROR_COLD_VERSION_BELOW);
-        return -1;
+        return RESULT_FAILURE;
     }
-    return 0;
+    return RESULT_SUCCESS;
 }
 
 int32_t BundleManager::InstallHotApp(const AppInfo& app)
@@ -85,55 +86,55 @@ int32_t BundleManager::InstallHotApp(const AppInfo& app)
     if (app.appPatchType != PATCH_TYPE_HOT) {
         TAVOMEND_LOG_E("app patch type faild, value: %{public}s", app.appPatchType.c_str());
         Record(app, ERROR_WRONG_PATCH_TYPE);
-        return -1;
+        return RESULT_FAILURE;
     }
     if (app.appType != APP_TYPE_INTERNAL) {
         TAVOMEND_LOG_E("app type faild, value: %{public}s", app.appType.c_str());
         Record(app, ERROR_UNKNOWN_TYPE);
-        return -1;
+        return RESULT_FAILURE;
     }
     BundleInfo bundleInfo;
     int32_t userId = 0;
     const int32_t result = GetBundleInfo(app.bundleName, bundleInfo, userId);
-    if (result == -1) {
+    if (result == RESULT_FAILURE) {
         TAVOMEND_LOG_E("can not get iBundleMgr");
-        return -1;
+        return RESULT_FAILURE;
     }
-    if (result == -2) {
+    if (result == RESULT_NOT_INSTALLED) {
         TAVOMEND_LOG_I("the app may be to be installed or has been uninstalled");
-        return -2;
+        return RESULT_NOT_INSTALLED;
     }
     if (bundleInfo.isKeepAlive) {
         TAVOMEND_LOG_E("the vab is keepAlive, check versionCode");
-        return -1;
+        return RESULT_FAILURE;
     }
     if (app.bundleFilePaths.empty()) {
         TAVOMEND_LOG_E("bundleFilePaths is empty");
-        return -1;
+        return RESULT_FAILURE;
     }
     if (app.versionCode <= bundleInfo.versionCode) {
         TAVOMEND_LOG_W("versionCode down grade, skip install");
-        return 0;
+        return RESULT_SUCCESS;
     }
     const int32_t installUser = bundleInfo.singleton ? 0 : userId;
     int32_t errorCode = 0;
     if (!proxy_->InstallApp(app.bundleFilePaths, installUser, errorCode)) {
         Record(app, errorCode);
-        return -1;
+        return RESULT_FAILURE;
     }
-    return 0;
+    return RESULT_SUCCESS;
 }
 
 int32_t BundleManager::GetAppVersionCode(const std::string& bundleName, uint32_t& versionCode)
 {
     if (bundleName.empty()) {
         TAVOMEND_LOG_E("bundleName is empty");
-        return -1;
+        return RESULT_FAILURE;
     }
     BundleInfo bundleInfo;
     int32_t userId = 0;
     const int32_t result = GetBundleInfo(bundleName, bundleInfo, userId);
-    if (result == 0) {
+    if (result == RESULT_SUCCESS) {
         versionCode = bundleInfo.versionCode;
         TAVOMEND_LOG_I("bundleName: %{public}s, versionCode is %{public}d", bundleName.c_str(),
                        static_cast<int32_t>(versionCode));
@@ -145,11 +146,11 @@ int32_t BundleManager::GetServiceFwkAppVersionCode(const std::string& bundleName
 {
     if (bundleName.empty()) {
         TAVOMEND_LOG_E("input parameter validation failed");
-        return -1;
+        return RESULT_FAILURE;
     }
     BundleInfo bundleInfo;
     const int32_t result = proxy_->GetDependentBundleInfo(bundleName, bundleInfo);
-    if (result == 0) {
+    if (result == RESULT_SUCCESS) {
         versionCode = bundleInfo.versionCode;
         TAVOMEND_LOG_I("bundleName: %{public}s, versionCode is %{public}u", bundleName.c_str(), versionCode);
     }
@@ -160,23 +161,23 @@ int32_t BundleManager::GetBundleInfo(const std::string& bundleName, BundleInfo& 
 {
     if (bundleName.empty()) {
         TAVOMEND_LOG_E("bundleName is empty");
-        return -1;
+        return RESULT_FAILURE;
     }
     std::vector<int32_t> userIds;
     if (!GetAllUserId(userIds)) {
         TAVOMEND_LOG_E("get allUserId failed");
-        return -1;
+        return RESULT_FAILURE;
     }
     for (const int32_t id : userIds) {
         const int32_t result = proxy_->GetBundleInfo(bundleName, DEFAULT_INFO, bundleInfo, id);
-        if (result != -2) {
+        if (result != RESULT_NOT_INSTALLED) {
             userId = id;
             TAVOMEND_LOG_W("get bundleInfo result: %{public}d", result);
             return result;
         }
     }
     TAVOMEND_LOG_I("app is currently uninstalled");
-    return -2;
+    return RESULT_NOT_INSTALLED;
 }
 
 bool BundleManager::GetAllUserId(std::vector<int32_t>& userIds)

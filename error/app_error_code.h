@@ -20,9 +20,9 @@ struct AppErrCodeInfo {
     std::unordered_map<int32_t, std::vector<int32_t>> codes;
 };
 
-// Process-wide. The facade opens it with Init and closes it with SetStop; every folder records into it. The facade
-// serialises load and apply, the only operations that open and close it; the lock is for a query for the version, whose
-// failed check may record from another thread meanwhile.
+// Process-wide. The facade opens it with Init and closes it with SetStop; every room records into it. Nothing here
+// fails. The facade serialises load and apply, the only operations that open and close it; every operation may be
+// called from any thread all the same: a query for the version, whose failed check records, runs beside them.
 class AppErrorCode {
 public:
     AppErrorCode();
@@ -38,9 +38,10 @@ public:
     void AddErrMsgs(const int32_t& key, const int32_t& code);
     // Notes the key alone.
     void AddErrMsgs(const int32_t& key);
-    // Closes the operation: its text joins the history.
+    // Closes the operation: its text joins the history, its codes are forgotten. Without an operation open the text
+    // says stage and state -1.
     void SetStop();
-    // "1|1(100|30,20)": stage, state, and for each key its codes, the last added first.
+    // "1|1(100|30,20)": stage, state, and for each key its codes, the last added first; a key alone is "(100)".
     [[nodiscard]] std::string ToString(const AppErrCodeInfo& info) const;
     // The history joined by ";", cut to its last 256 characters; empty when there is none.
     [[nodiscard]] std::string GetAppErrorCode() const;

@@ -1,6 +1,7 @@
 #include "state/activites_state.h"
 
 #include "common/log.h"
+#include "common/results.h"
 #include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
 #include "state/state_errors.h"
@@ -10,11 +11,18 @@ namespace {
 constexpr int32_t ERROR_FIRST_INSTALL = 810;
 constexpr int32_t ERROR_RETRY_INSTALL = 811;
 constexpr int32_t ERROR_NO_RECORD = 812;
-constexpr int32_t ERROR_APP_EXACT = 813;
-constexpr int32_t ERROR_APP_INIT = 814;
-constexpr int32_t ERROR_APP_RESTORE = 822;
 
-using PackageManager = TvpkPackageManager;
+// States of a record that leave nothing to install.
+struct FailedState {
+    int32_t state;
+    const char* message;
+    int32_t code;
+};
+constexpr FailedState FAILED_STATES[] = {
+    {APP_INIT_FAILED, "app is init failed", 814},
+    {APP_EXACT_FAILED, "app is exact failed", 813},
+    {APP_RESTORE_FAILED, "app is restore failed", 822},
+};
 } // namespace
 
 ActivitesState::ActivitesState()
@@ -52,23 +60,7 @@ bool ActivitesState::DoTask(const std::vector<std::string>& bundleNames)
     if (!packageManager_->GetAction(isRevoke)) {
         return RefuseSwitch(ERROR_NO_ACTION);
     }
-    if (!isRevoke) {
-        return DoEnablePackageTask(bundleNames);
-    }
-    // A revoke package names no application: those of the patch in force are meant.
-    return DoRevokePackageTask(bundleNames.empty() ? GetBackupBundleNames() : bundleNames);
-}
-
-std::vector<std::string> ActivitesState::GetBackupBundleNames()
-{
-    std::vector<std::string> names;
-    std::vector<TvpkBakPackageManager::APatchInfo> records;
-    if (bakPackageManager_->PreconditionCheck() && bakPackageManager_->GetAllAPatchInfo(records)) {
-        for (const auto& record : records) {
-            names.push_back(record.bundleName);
-        }
-    }
-    return names;
+    return isRevoke ? DoRevokePackageTask(bundleNames) : DoEnablePackageTask(bundleNames);
 }
 
 bool ActivitesState::DoEnablePackageTask(const std::vector<std::string>& bundleNames)
@@ -78,7 +70,7 @@ bool ActivitesState::DoEnablePackageTask(const std::vector<std::string>& bundleN
     }
     std::vector<std::string> retries;
     for (const auto& name : bundleNames) {
-        if (InstallApp(name) == 0) {
+        if (InstallApp(name) == RESULT_SUCCESS) {
             TAVOMEND_LOG_I("install app success, bundleName: %{public}s", name.c_str());
             AddInstalledVabNum();
         } else {
@@ -91,29 +83,21 @@ bool ActivitesState::DoEnablePackageTask(const std::vector<std::string>& bundleN
 
 int32_t ActivitesState::InstallApp(const std::string& bundleName)
 {
-    PackageManager::APatchInfo info;
+    TvpkPackageManager::APatchInfo info;
     if (!packageManager_->GetAPatchInfo(bundleName, info)) {
         RecordAppError(bundleName, ERROR_NO_RECORD);
-        return -1;
+        return RESULT_FAILURE;
     }
-    switch (info.state) {
-    case PackageManager::APP_INIT_FAILED:
-        TAVOMEND_LOG_I("app is init failed");
-        RecordAppError(bundleName, ERROR_APP_INIT);
-        return -1;
-    case PackageManager::APP_EXACT_FAILED:
-        TAVOMEND_LOG_I("app is exact failed");
-        RecordAppError(bundleName, ERROR_APP_EXACT);
-        return -1;
-    case PackageManager::APP_RESTORE_FAILED:
-        TAVOMEND_LOG_I("app is restore failed");
-        RecordAppError(bundleName, ERROR_APP_RESTORE);
-        return -1;
-    case PackageManager::APP_FIXED:
+    for (const FailedState& failed : FAILED_STATES) {
+        if (info.state == failed.state) {
+            TAVOMEND_LOG_I("%{public}s", failed.message);
+            RecordAppError(bundleName, failed.code);
+            return RESULT_FAILURE;
+        }
+    }
+    if (info.state == APP_FIXED) {
         TAVOMEND_LOG_I("app is fix, skip");
-        return 0;
-    default:
-        break;
+        return RESULT_SUCCESS;
     }
     BundleManager::AppInfo app;
     app.bundleName = info.bundleName;
@@ -134,7 +118,7 @@ bool ActivitesState::RetryInstallApp(const std::vector<std::string>& bundleNames
     }
     int32_t errAppCount = 0;
     for (const auto& name : bundleNames) {
-        if (InstallApp(name) != 0) {
+        if (InstallApp(name) != RESULT_SUCCESS) {
             TAVOMEND_LOG_E("install app failed, bundleName: %{public}s", name.c_str());
             RecordAppError(name, ERROR_RETRY_INSTALL);
             ++errAppCount;
@@ -169,7 +153,7 @@ bool ActivitesState::DoRevokePackageTask(const std::vector<std::string>& bundleN
         TAVOMEND_LOG_I("stage is init, skip");
         return true;
     }
-    if (bundleNames.empty()) {
+    if (bundleNames.empty() && !HasBackupRecords()) {
         TAVOMEND_LOG_E("bundleNameList is null");
         return false;
     }
@@ -178,6 +162,29 @@ bool ActivitesState::DoRevokePackageTask(const std::vector<std::string>& bundleN
         TAVOMEND_LOG_I("do revoke package task end, skip");
         return true;
     }
+    std::vector<TvpkBakPackageManager::APatchInfo> records;
+    if (!ReadBackupRecords(records)) {
+        return false;
+    }
+    std::map<std::string, uint32_t> retries;
+    for (const auto& record : records) {
+        if (CheckAppRevokeRes(record.bundleName, record.preVersion) != RESULT_SUCCESS) {
+            retries[record.bundleName] = record.preVersion;
+        }
+    }
+    return retries.empty() || RetryCheckAppRevokeRes(retries);
+}
+
+bool ActivitesState::HasBackupRecords()
+{
+    const auto hold = packageManager_->HoldPackageFiles(); // no query borrows the backup meanwhile
+    std::vector<TvpkBakPackageManager::APatchInfo> records;
+    return bakPackageManager_->PreconditionCheck() && bakPackageManager_->GetAllAPatchInfo(records) && !records.empty();
+}
+
+bool ActivitesState::ReadBackupRecords(std::vector<TvpkBakPackageManager::APatchInfo>& records)
+{
+    const auto hold = packageManager_->HoldPackageFiles();
     if (!packageManager_->IsBackupPackageExist()) {
         TAVOMEND_LOG_E("backup package not exist");
         return false;
@@ -186,18 +193,11 @@ bool ActivitesState::DoRevokePackageTask(const std::vector<std::string>& bundleN
         TAVOMEND_LOG_E("precondition check failed");
         return false;
     }
-    std::vector<TvpkBakPackageManager::APatchInfo> records;
     if (!bakPackageManager_->GetAllAPatchInfo(records)) {
         TAVOMEND_LOG_E("get all aPatchInfo failed");
         return false;
     }
-    std::map<std::string, uint32_t> retries;
-    for (const auto& record : records) {
-        if (CheckAppRevokeRes(record.bundleName, record.preVersion) != 0) {
-            retries[record.bundleName] = record.preVersion;
-        }
-    }
-    return retries.empty() || RetryCheckAppRevokeRes(retries);
+    return true;
 }
 
 int32_t ActivitesState::CheckAppRevokeRes(const std::string& bundleName, uint32_t targetVersion)
@@ -205,20 +205,20 @@ int32_t ActivitesState::CheckAppRevokeRes(const std::string& bundleName, uint32_
     TAVOMEND_LOG_I("bundleName: %{public}s", bundleName.c_str());
     uint32_t currentVersion = 0;
     const int32_t result = bundleManager_->GetAppVersionCode(bundleName, currentVersion);
-    if (result == -2) {
+    if (result == RESULT_NOT_INSTALLED) {
         TAVOMEND_LOG_W("app is uninstall, bms may be installing");
-        return -2;
+        return result;
     }
-    if (result == -1) {
+    if (result == RESULT_FAILURE) {
         TAVOMEND_LOG_W("the bms service may not be registered.");
-        return -1;
+        return result;
     }
     if (currentVersion != targetVersion) {
         TAVOMEND_LOG_W("targetVersion: %{public}d, currentVersion: %{public}d", static_cast<int32_t>(targetVersion),
                        static_cast<int32_t>(currentVersion));
-        return -1;
+        return RESULT_FAILURE;
     }
-    return 0;
+    return RESULT_SUCCESS;
 }
 
 bool ActivitesState::RetryCheckAppRevokeRes(const std::map<std::string, uint32_t>& targets)
@@ -228,8 +228,8 @@ bool ActivitesState::RetryCheckAppRevokeRes(const std::map<std::string, uint32_t
     }
     size_t failedCount = 0;
     for (const auto& [name, target] : targets) {
-        // An application that its user has removed (-2) is no failed revoke.
-        if (CheckAppRevokeRes(name, target) == -1) {
+        // An application that its user has removed is no failed revoke.
+        if (CheckAppRevokeRes(name, target) == RESULT_FAILURE) {
             TAVOMEND_LOG_E("revoke app error, bundleName: %{public}s", name.c_str());
             ++failedCount;
         }

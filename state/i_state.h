@@ -20,7 +20,8 @@ enum State : int32_t {
 class IState {
 public:
     virtual ~IState() = default;
-    // Does the state's task; true when it succeeded. bundleNames: the applications, as the state understands them.
+    // Does the state's task; true when it succeeded. bundleNames: the applications, as the state understands them. A
+    // request for another state is refused with a code under key 102 and touches nothing.
     virtual bool SwitchState(const State& targetState, const std::vector<std::string>& bundleNames) = 0;
     // True exactly for the state's own number.
     virtual bool IsTargetState(const State& targetState) = 0;

@@ -8,11 +8,14 @@
 #include "state/i_state.h"
 
 namespace ORVX::TavomendEngine {
-// Entered by clear. Always succeeds; the work directory is kept while a delivered package is waiting.
+// Entered by clear. On the caller's thread.
 class IdleState : public IState {
 public:
     IdleState();
+    // Removes the backup package and an empty status directory, and empties the work directory unless a delivered
+    // package waits. True for IDLE, whatever could be removed; bundleNames are not used. Code: 50 under key 102.
     bool SwitchState(const State& targetState, const std::vector<std::string>& bundleNames) override;
+    // True for IDLE.
     bool IsTargetState(const State& targetState) override;
 
 private:

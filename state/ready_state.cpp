@@ -85,6 +85,7 @@ bool ReadyState::DoRevokePackageTask(const std::vector<std::string>& /*bundleNam
         TAVOMEND_LOG_I("skip");
         return true;
     }
+    const auto hold = packageManager_->HoldPackageFiles(); // no query borrows the backup meanwhile
     if (!packageManager_->IsBackupPackageExist() || !bakPackageManager_->PreconditionCheck()) {
         return false;
     }

@@ -11,12 +11,20 @@
 #include "tools/recover_file_tool.h"
 
 namespace ORVX::TavomendEngine {
-// Entered by load. Installs nothing. One application that fails does not keep the others from being prepared.
+// Entered by load. Installs nothing. One operation at a time, on the caller's thread.
 class ReadyState : public IState {
 public:
     ReadyState();
-    // bundleNames: the applications to prepare at this stage of the boot.
+    // Needs the gate passed; drops the recover list's backup in any case. bundleNames: the applications to prepare at
+    // this stage of the boot, not used by a revoke.
+    //
+    // Enable: true when every application's files are ready to install; one that fails does not keep the others from
+    // being prepared. Revoke: writes the backup's applications to the recover list, in the init stage and only when
+    // something was in progress; true also when there was nothing to write.
+    //
+    // Codes: 60 under key 102; 200, 400, 600 under the application whose record, extraction or rebuild failed.
     bool SwitchState(const State& targetState, const std::vector<std::string>& bundleNames) override;
+    // True for READY.
     bool IsTargetState(const State& targetState) override;
 
 private:
