@@ -30,11 +30,6 @@ protected:
         : fuse_(static_cast<Fuse*>(
               mmap(nullptr, sizeof(Fuse), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
     {
-        TavomendHost::HostLog::SetListener([fuse = fuse_](int32_t, const std::string&) {
-            if (++fuse->lines >= fuse->end) {
-                _exit(77); // and every later process at its first line: the device is off
-            }
-        });
     }
     ~CutShortBootTest() override
     {
@@ -48,6 +43,11 @@ protected:
         fuse_->lines = 0;
         fuse_->end = NEVER;
         DeviceTest::SetUp();
+        TavomendHost::HostLog::SetListener([fuse = fuse_](int32_t, const std::string&) {
+            if (++fuse->lines >= fuse->end) {
+                _exit(77); // and every later process at its first line: the device is off
+            }
+        });
         std::string error;
         ASSERT_TRUE(HostPlatform::InitDevice(error)) << error;
         WriteFile("/etc/certificate/zkkey_tvpk_v1.pem", key_.PublicPem());
