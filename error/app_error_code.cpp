@@ -7,11 +7,6 @@ namespace {
 constexpr int32_t MAX_TEXT_LENGTH = 256;
 } // namespace
 
-AppErrCodeInfo::AppErrCodeInfo()
-{
-    codes.max_load_factor(1.0F);
-}
-
 AppErrorCode::AppErrorCode()
 {
     TAVOMEND_LOG_I("app errorCode instance is created");

@@ -13,8 +13,6 @@
 namespace ORVX::TavomendEngine {
 // The aggregate of the operation under way.
 struct AppErrCodeInfo {
-    AppErrCodeInfo();
-
     int32_t stage = -1; // 0 init stage, 1 system-service stage, -1 no operation
     int32_t state = -1; // 0 load, 1 apply, -1 no operation
     std::unordered_map<int32_t, std::vector<int32_t>> codes;

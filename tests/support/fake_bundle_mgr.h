@@ -45,8 +45,9 @@ public:
     }
 
     FakeBundleMgr() : installer(MakeSptr<Installer>(*this)) {}
-    bool GetBundleInfo(const std::string& name, int32_t /*flags*/, BundleInfo& info, int32_t userId) override
+    bool GetBundleInfo(const std::string& name, int32_t flags, BundleInfo& info, int32_t userId) override
     {
+        EXPECT_EQ(flags, 0);
         const auto found = bundles.find({name, userId});
         if (found != bundles.end()) {
             info = found->second;

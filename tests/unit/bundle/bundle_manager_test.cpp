@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include "bundle/bundle_manager.h"
-#include "error/app_error_code.h"
 #include "ports/host/host_log.h"
 #include "ports/host/host_platform.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/fake_bundle_mgr.h"
+#include "tests/support/recorded_codes.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -25,7 +25,6 @@ protected:
         ASSERT_NE(platform_, nullptr) << error;
         RegisterBundleMgr(service_);
         service_->Add("com.a", 2);
-        DelayedSingleton<AppErrorCode>::DestroyInstance();
         app_.bundleName = "com.a";
         app_.sequence = 4;
         app_.versionCode = 3;
@@ -33,15 +32,6 @@ protected:
         app_.appType = "internal";
         app_.bundleFilePaths = {"/data/a.vab"};
     }
-    // The codes recorded since the last call, as text.
-    static std::string Codes()
-    {
-        const auto errors = DelayedSingleton<AppErrorCode>::GetInstance();
-        errors->Init(1, 1, "");
-        errors->SetStop();
-        return errors->GetAppErrorCode().substr(3);
-    }
-
     std::unique_ptr<HostPlatform> platform_;
     const sptr<FakeBundleMgr> service_ = MakeSptr<FakeBundleMgr>();
     BundleManager manager_;
@@ -56,11 +46,11 @@ TEST_F(BundleManagerTest, InstallsAHotApplicationForTheUserWhoHasIt)
     service_->bundles[{"com.a", 100}].singleton = true;
     EXPECT_EQ(manager_.InstallApp(app_), 0);
     EXPECT_EQ(service_->installs[1].second, 0);
-    EXPECT_EQ(Codes(), "");
+    EXPECT_EQ(TakeCodes(), "");
 
     service_->onInstall = [](int, const auto& receiver) { return FakeBundleMgr::Verdict(receiver, 1002, "broken"); };
     EXPECT_EQ(manager_.InstallApp(app_), -1);
-    EXPECT_EQ(Codes(), "(4|1002)");
+    EXPECT_EQ(TakeCodes(), "(4|1002)");
 }
 
 TEST_F(BundleManagerTest, JudgesRequestsBeforeInstalling)
@@ -98,10 +88,78 @@ TEST_F(BundleManagerTest, JudgesRequestsBeforeInstalling)
         BundleManager::AppInfo app = app_;
         request.change(app);
         EXPECT_EQ(manager_.InstallApp(app), request.result) << request.message;
-        EXPECT_EQ(Codes(), request.codes) << request.message;
+        EXPECT_EQ(TakeCodes(), request.codes) << request.message;
         EXPECT_TRUE(log.Contains(request.message)) << request.message;
     }
     EXPECT_TRUE(service_->installs.empty());
+}
+
+TEST_F(BundleManagerTest, AStepRefusesWhatItIsNotFor)
+{
+    EXPECT_EQ(manager_.InstallColdApp(app_), -1);
+    EXPECT_EQ(TakeCodes(), "(4|803)");
+    app_.appPatchType = "cold";
+    EXPECT_EQ(manager_.InstallHotApp(app_), -1);
+    EXPECT_EQ(TakeCodes(), "(4|803)");
+    app_.versionCode = 2;
+    EXPECT_EQ(manager_.InstallAppImpl(app_), 0);
+    app_.appType = "appServiceFwk";
+    EXPECT_EQ(manager_.InstallColdApp(app_), -2); // an application is no shared service
+    EXPECT_EQ(TakeCodes(), "(4|815)");
+    EXPECT_TRUE(service_->installs.empty());
+}
+
+TEST_F(BundleManagerTest, FindsTheFirstUserWhoHasTheApplication)
+{
+    std::string error;
+    ASSERT_TRUE(platform_->AddUser(101, error)) << error;
+    ASSERT_TRUE(platform_->AddUser(102, error)) << error;
+    service_->Add("com.b", 5, 101);
+    service_->Add("com.b", 6, 102);
+    BundleInfo info;
+    int32_t user = -1;
+    EXPECT_EQ(manager_.GetBundleInfo("com.b", info, user), 0);
+    EXPECT_EQ(user, 101);
+    uint32_t version = 0;
+    EXPECT_EQ(manager_.GetAppVersionCode("com.b", version), 0);
+    EXPECT_EQ(version, 5U);
+    app_.bundleName = "com.b";
+    app_.versionCode = 6;
+    EXPECT_EQ(manager_.InstallApp(app_), 0);
+    EXPECT_EQ(service_->installs.at(0).second, 101);
+    std::vector<int32_t> users = {7};
+    EXPECT_TRUE(manager_.GetAllUserId(users));
+    EXPECT_EQ(users, (std::vector<int32_t>{7, 100, 101, 102}));
+
+    user = -1;
+    const LogCapture log;
+    EXPECT_EQ(manager_.GetBundleInfo("com.none", info, user), -2);
+    EXPECT_TRUE(log.Contains("app is currently uninstalled"));
+    EXPECT_EQ(manager_.GetBundleInfo("", info, user), -1);
+    EXPECT_EQ(manager_.GetAppVersionCode("", version), -1);
+    EXPECT_EQ(log.Count("bundleName is empty"), 2U);
+    EXPECT_EQ(manager_.GetServiceFwkAppVersionCode("", version), -1);
+    EXPECT_TRUE(log.Contains("input parameter validation failed"));
+    EXPECT_EQ(version, 5U);
+    EXPECT_EQ(user, -1);
+}
+
+TEST_F(BundleManagerTest, WithoutAServiceNothingIsKnown)
+{
+    MakeProcessFresh();
+    RegisterBundleMgr(nullptr);
+    BundleManager manager;
+    BundleInfo info;
+    int32_t user = -1;
+    const LogCapture log;
+    EXPECT_EQ(manager.GetBundleInfo("com.a", info, user), -1);
+    EXPECT_EQ(user, 100); // the one under whom it was asked
+    EXPECT_EQ(manager.InstallApp(app_), -1);
+    EXPECT_EQ(TakeCodes(), "");
+    EXPECT_TRUE(log.Contains("can not get iBundleMgr"));
+    app_.appPatchType = "cold";
+    EXPECT_EQ(manager.InstallApp(app_), -1);
+    EXPECT_EQ(TakeCodes(), "(4|815)");
 }
 
 TEST_F(BundleManagerTest, WaitsOnceForTheFirstUser)
@@ -140,6 +198,7 @@ TEST_F(BundleManagerTest, FailsClearlyWhenNoUserComes)
     std::filesystem::remove_all("/data/service");
     EXPECT_EQ(manager_.InstallApp(app_), -1);
     EXPECT_TRUE(log.Contains("get system account error, errMsg: 1"));
+    EXPECT_EQ(log.Count("eventManager is nullptr"), 1U); // taken once, and no user is waited for now
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -1,4 +1,7 @@
+#include <algorithm>
+#include <atomic>
 #include <gtest/gtest.h>
+#include <thread>
 
 #include "error/app_error_code.h"
 
@@ -32,8 +35,14 @@ TEST(AppErrorCodeTest, CarriesTheOperationBeforeAndForgetsOlderOnes)
     errors.SetStop();
     EXPECT_EQ(errors.GetAppErrorCode(), "0|0(100|20);1|1");
     errors.Init(1, 0, "");
+    EXPECT_EQ(errors.GetAppErrorCode(), "");
     errors.SetStop();
-    EXPECT_EQ(errors.GetAppErrorCode(), "1|0");
+    errors.AddErrMsgs(100, 20); // between two operations
+    errors.SetStop();
+    EXPECT_EQ(errors.GetAppErrorCode(), "1|0;-1|-1(100|20)");
+    AppErrorCode fresh;
+    fresh.SetStop();
+    EXPECT_EQ(fresh.GetAppErrorCode(), "-1|-1");
 }
 
 TEST(AppErrorCodeTest, KeepsWhatWasRecordedBeforeTheOperationOpened)
@@ -65,6 +74,49 @@ TEST(AppErrorCodeTest, ALongHistoryKeepsItsLast256Characters)
     EXPECT_EQ(errors.GetAppErrorCode(), end + ";1|1");
     EXPECT_EQ(errors.DisposalErrCode(std::string(256, 'c')), std::string(256, 'c'));
     EXPECT_EQ(errors.DisposalErrCode("x" + std::string(256, 'c')), std::string(256, 'c'));
+}
+
+TEST(AppErrorCodeTest, LosesNothingThatOtherThreadsRecordMeanwhile)
+{
+    constexpr int CODES = 50; // of each thread: two threads' fit the text
+    for (int round = 0; round < 200; ++round) {
+        AppErrorCode errors;
+        std::atomic<int> waiting = 3;
+        std::atomic<int> working = 2;
+        const auto start = [&waiting] {
+            --waiting;
+            while (waiting > 0) {
+            }
+        };
+        const auto record = [&] {
+            start();
+            for (int i = 0; i < CODES; ++i) {
+                errors.AddErrMsgs(100, 7);
+                errors.AddErrMsgs(100);
+            }
+            --working;
+        };
+        std::thread first(record);
+        std::thread second(record);
+        std::thread reader([&] {
+            while (working > 0) {
+                static_cast<void>(errors.GetAppErrorCode());
+            }
+        });
+        start();
+        std::ptrdiff_t recorded = 0;
+        for (bool isLast = false; !isLast;) {
+            isLast = working == 0;
+            errors.Init(1, 1, "");
+            errors.SetStop();
+            const std::string text = errors.GetAppErrorCode();
+            recorded += std::count(text.begin(), text.end(), '7');
+        }
+        EXPECT_EQ(recorded, 2 * CODES);
+        first.join();
+        second.join();
+        reader.join();
+    }
 }
 } // namespace
 } // namespace ORVX::TavomendEngine
