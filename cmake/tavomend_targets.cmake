@@ -9,10 +9,12 @@ function(tavomend_add_room name)
     endif()
 endfunction()
 
-# A test program; ctest runs each of its cases in a process of its own.
+# A test program; ctest runs each of its cases in a process of its own, and once more all of them in one process, in an
+# order by a random seed that the output names: no case may leave anything behind that another one sees.
 # DEVICE: its main puts the process on an empty device root of its own before the first case.
+# SLOW: the cases take more than ten seconds together and are not run a second time.
 function(tavomend_add_test name)
-    cmake_parse_arguments(ARG "DEVICE" "" "SOURCES;LIBS;DEFINITIONS" ${ARGN})
+    cmake_parse_arguments(ARG "DEVICE;SLOW" "" "SOURCES;LIBS;DEFINITIONS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE tavomend_options ${ARG_LIBS} GTest::gmock GTest::gtest)
     target_compile_definitions(${name} PRIVATE ${ARG_DEFINITIONS})
@@ -22,4 +24,8 @@ function(tavomend_add_test name)
         target_link_libraries(${name} PRIVATE GTest::gtest_main)
     endif()
     gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+    if(NOT ARG_SLOW)
+        add_test(NAME ${name}.shuffled COMMAND ${name} --gtest_shuffle)
+        set_tests_properties(${name}.shuffled PROPERTIES TIMEOUT 300)
+    endif()
 endfunction()
