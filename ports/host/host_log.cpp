@@ -148,9 +148,13 @@ int32_t KalogPrint(int32_t /*type*/, int32_t level, uint32_t domain, const char*
     if (sinks.hasSyslog) {
         syslog(SyslogPriorityOf(level), "%s: %s", tag, line.c_str());
     }
-    const std::lock_guard<std::mutex> lock(sinks.mutex);
-    if (sinks.listener) {
-        sinks.listener(level, line);
+    std::function<void(int32_t, const std::string&)> listener;
+    {
+        const std::lock_guard<std::mutex> lock(sinks.mutex);
+        listener = sinks.listener;
+    }
+    if (listener) {
+        listener(level, line);
     }
     return 0;
 }
@@ -175,5 +179,13 @@ void HostLog::SetListener(std::function<void(int32_t level, const std::string& l
     LogSinks& sinks = Sinks();
     const std::lock_guard<std::mutex> lock(sinks.mutex);
     sinks.listener = std::move(listener);
+}
+
+void HostLog::Reset()
+{
+    SetStderrLevel(HOST_LOG_NOTHING);
+    SetListener(nullptr);
+    Sinks().hasSyslog = false;
+    closelog();
 }
 } // namespace ORVX::TavomendHost

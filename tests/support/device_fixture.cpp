@@ -73,8 +73,7 @@ void MakeProcessFresh()
     TavomendEngine::DelayedSingleton<TavomendEngine::TavomendLogger>::GetInstance()->Close();
     TavomendEngine::TavomendKalogWrapper::SetLevel(TavomendEngine::TAVOMEND_LOG_INFO);
     TavomendEngine::SysUtils::SetRunningStage(TavomendEngine::RUNNING_STAGE_SA);
-    TavomendHost::HostLog::SetListener(nullptr);
-    TavomendHost::HostLog::SetStderrLevel(TavomendHost::HOST_LOG_NOTHING);
+    TavomendHost::HostLog::Reset();
     TavomendHost::CommonEventHub::GetInstance().NewBoot();
     TavomendHost::SystemAbilityRegistry::GetInstance().NewBoot();
 }

@@ -48,7 +48,10 @@ TEST_F(BundleServiceTest, InstallsUpdatesAndAnswers)
     EXPECT_EQ(Install({entry_.At(6), feature_.At(6)}).first, 0); // the same again
     BundleInfo info;
     ASSERT_TRUE(service_->GetBundleInfo("com.a", 0, info, 100));
+    EXPECT_EQ(info.name, "com.a");
     EXPECT_EQ(info.versionCode, 6U);
+    EXPECT_EQ(info.versionName, "6.0");
+    EXPECT_FALSE(info.isKeepAlive || info.singleton || info.isPreInstallApp);
     ASSERT_EQ(info.bundleFilePaths.size(), 2U);
     EXPECT_EQ(ReadFile(info.bundleFilePaths[0]), entry_.At(6).Bytes());
     EXPECT_EQ(ReadFile(info.bundleFilePaths[1]), feature_.At(6).Bytes());
@@ -59,10 +62,21 @@ TEST_F(BundleServiceTest, InstallsUpdatesAndAnswers)
     EXPECT_EQ(Install({Vab{"com.fwk", 3, "entry", R"("bundleType": "appServiceFwk", "singleton": true)"}}, 0).first, 0);
     EXPECT_EQ(service_->GetDependentBundleInfo("com.fwk", info, 1), 0);
     EXPECT_EQ(info.versionCode, 3U);
+    EXPECT_TRUE(info.singleton);
+    EXPECT_TRUE(service_->GetBundleInfo("com.fwk", 0, info, 0));
+    EXPECT_EQ(Install({Vab{"com.keep", 1, "entry", R"("keepAlive": true)"}}).first, 0);
+    EXPECT_TRUE(service_->GetBundleInfo("com.keep", 0, info, 100));
+    EXPECT_TRUE(info.isKeepAlive);
     std::string error;
     ASSERT_TRUE(platform_->AddUser(101, error));
     EXPECT_TRUE(service_->GetBundleInfo("com.fwk", 0, info, 101)); // a singleton is there for everybody
     EXPECT_FALSE(service_->GetBundleInfo("com.fwk", 0, info, 102));
+
+    WriteFile("/system/app/B/B.vab", Vab{"com.b"}.Bytes());
+    platform_.reset();
+    platform_ = HostPlatform::Start(ServiceStart::SCAN, error);
+    EXPECT_TRUE(service_->GetBundleInfo("com.b", 0, info, 101));
+    EXPECT_TRUE(info.isPreInstallApp);
 }
 
 TEST_F(BundleServiceTest, ARefusedInstallChangesNothing)

@@ -69,6 +69,9 @@ public:
     {
         ++count;
         died = object.promote();
+        if (died != nullptr && died->IsObjectDead()) { // no lock is held meanwhile
+            died->RemoveDeathRecipient(nullptr);
+        }
     }
     int count = 0;
     sptr<IRemoteObject> died;
@@ -92,13 +95,22 @@ TEST(RemoteObjectTest, CastsByDescriptorAndTellsOfDeathOnce)
     EXPECT_TRUE(object->AddDeathRecipient(told));
     EXPECT_TRUE(object->AddDeathRecipient(gone));
     EXPECT_TRUE(object->RemoveDeathRecipient(gone));
+    EXPECT_FALSE(object->RemoveDeathRecipient(gone));
+    EXPECT_FALSE(object->AddDeathRecipient(nullptr));
+    EXPECT_FALSE(object->IsObjectDead());
     receiver->NotifyDeath();
     receiver->NotifyDeath();
     EXPECT_EQ(told->count, 1);
     EXPECT_EQ(told->died, object);
     EXPECT_EQ(gone->count, 0);
     EXPECT_TRUE(object->IsObjectDead());
-    EXPECT_FALSE(object->AddDeathRecipient(told));
+    told->died = nullptr;
+
+    EXPECT_FALSE(object->AddDeathRecipient(told)); // too late: told at once, and not held
+    EXPECT_EQ(told->count, 2);
+    EXPECT_EQ(told->died, object);
+    EXPECT_FALSE(object->RemoveDeathRecipient(told));
+    EXPECT_FALSE(object->AddDeathRecipient(nullptr));
     told->died = nullptr;
 }
 } // namespace

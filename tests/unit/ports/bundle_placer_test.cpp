@@ -1,0 +1,161 @@
+// What installs, updates and restores leave on disk and in the store.
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include "ports/host/bundle_placer.h"
+#include "tests/support/device_fixture.h"
+#include "tests/support/vab_builder.h"
+
+namespace ORVX::TavomendTest {
+namespace {
+using namespace TavomendHost;
+using Users = std::vector<int32_t>;
+
+class BundlePlacerTest : public DeviceTest {
+protected:
+    void SetUp() override
+    {
+        DeviceTest::SetUp();
+        std::filesystem::create_directories("/data/service/bundles");
+        std::string error;
+        ASSERT_TRUE(BundleStore::Create(error)) << error;
+        store_ = BundleStore::Open(error);
+        ASSERT_NE(store_, nullptr) << error;
+        ASSERT_TRUE(store_->AddUser(100));
+        ASSERT_TRUE(store_->AddUser(101));
+        placer_ = std::make_unique<BundlePlacer>(store_);
+    }
+    static BundleFileSet SetOf(const std::vector<Vab>& vabs, const std::string& directory = "/tmp")
+    {
+        std::vector<std::string> paths;
+        for (const auto& vab : vabs) {
+            paths.push_back(directory + "/" + vab.bundleName + "-" + vab.module + ".vab");
+            WriteFile(paths.back(), vab.Bytes());
+        }
+        BundleFileSet set;
+        std::string message;
+        EXPECT_EQ(ReadBundleFileSet(paths, set, message), INSTALL_OK) << message;
+        return set;
+    }
+    InstallResult Install(const std::vector<Vab>& vabs, int32_t userId = 100)
+    {
+        return placer_->Install(SetOf(vabs), userId, true, message_);
+    }
+    static void RunSql(const char* text)
+    {
+        sqlite3* database = nullptr;
+        ASSERT_EQ(sqlite3_open(BUNDLE_STORE_PATH, &database), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(database, text, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
+        sqlite3_close(database);
+    }
+    // The files under /data/app, without that prefix and their hashes.
+    static std::vector<std::string> Files()
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : ListTree("/data/app")) {
+            names.push_back(entry.substr(10, entry.find(' ') - 10));
+        }
+        return names;
+    }
+    using Names = std::vector<std::string>;
+
+    const Vab entry_{"com.a", 5};
+    const Vab feature_{"com.a", 5, "feature"};
+    std::shared_ptr<BundleStore> store_;
+    std::unique_ptr<BundlePlacer> placer_;
+    std::string message_;
+};
+
+TEST_F(BundlePlacerTest, AnInstallTakesADirectoryOfItsOwnAndRemovesTheFormerAfterwards)
+{
+    WriteFile("/data/app/.staging/left.vab", "of a power cut");
+    ASSERT_EQ(Install({entry_, feature_}), INSTALL_OK) << message_;
+    EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.a/v5/feature.vab"}));
+    EXPECT_EQ(ReadFile("/data/app/com.a/v5/feature.vab"), feature_.Bytes());
+    EXPECT_EQ(std::filesystem::status("/data/app/com.a/v5/entry.vab").permissions(), std::filesystem::perms(0644));
+    ASSERT_EQ(Install({entry_, feature_}), INSTALL_OK) << message_; // the same version: not over the files in use
+    EXPECT_EQ(Files(), (Names{"com.a/v5-1/entry.vab", "com.a/v5-1/feature.vab"}));
+    ASSERT_EQ(Install({entry_, feature_}), INSTALL_OK) << message_;
+    EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.a/v5/feature.vab"}));
+    std::filesystem::create_directories("/data/app/com.a/v6");
+    std::filesystem::create_directories("/data/app/com.a/v6-1");
+    ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}), INSTALL_OK) << message_;
+    EXPECT_EQ(Files(), (Names{"com.a/v6-2/entry.vab", "com.a/v6-2/feature.vab"}));
+    EXPECT_EQ(store_->FindBundle("com.a")->modules.at("entry"), "/data/app/com.a/v6-2/entry.vab");
+    placer_->RemoveLeftovers();
+    EXPECT_FALSE(Exists("/data/app/com.a/v6"));
+    EXPECT_EQ(Files().size(), 2U);
+}
+
+TEST_F(BundlePlacerTest, UsersAddUp)
+{
+    ASSERT_EQ(Install({entry_}, 101), INSTALL_OK) << message_;
+    ASSERT_EQ(Install({entry_}, 100), INSTALL_OK) << message_;
+    ASSERT_EQ(Install({entry_.At(6)}, 101), INSTALL_OK) << message_;
+    EXPECT_EQ(store_->FindBundle("com.a")->users, (Users{100, 101}));
+    ASSERT_EQ(placer_->Update(SetOf({entry_.At(7)}), message_), INSTALL_OK) << message_;
+    EXPECT_EQ(store_->FindBundle("com.a")->users, (Users{100, 101}));
+    EXPECT_EQ(store_->FindBundle("com.a")->versionCode, 7U);
+    EXPECT_EQ(Files(), Names{"com.a/v7/entry.vab"});
+
+    EXPECT_EQ(placer_->Update(SetOf({entry_.At(6)}), message_), INSTALL_DOWNGRADE);
+    EXPECT_EQ(message_, "com.a version 6 is older than the installed 7");
+    EXPECT_EQ(placer_->Update(SetOf({Vab{"com.none"}}), message_), INSTALL_UNKNOWN_USER);
+    EXPECT_EQ(message_, "com.none is not installed");
+    EXPECT_EQ(placer_->Install(SetOf({entry_.At(8)}), 100, false, message_), INSTALL_ALREADY_INSTALLED);
+    EXPECT_EQ(message_, "com.a is already installed");
+    EXPECT_EQ(placer_->Install(SetOf({entry_.At(6)}), 100, false, message_), INSTALL_DOWNGRADE);
+    EXPECT_EQ(Files(), Names{"com.a/v7/entry.vab"});
+}
+
+TEST_F(BundlePlacerTest, FactoryFilesStayAndAreGoneBackTo)
+{
+    const auto factory = SetOf({entry_, feature_}, "/system/app/A");
+    const auto single = SetOf({Vab{"com.s", 1, "entry", R"("singleton": true)"}}, "/system/app/S");
+    ASSERT_TRUE(placer_->RestoreFactory(factory));
+    ASSERT_TRUE(placer_->RestoreFactory(single));
+    EXPECT_EQ(store_->FindBundle("com.a")->users, (Users{100, 101}));
+    EXPECT_EQ(store_->FindBundle("com.s")->users, Users{0});
+    EXPECT_TRUE(store_->FindBundle("com.a")->isFactory);
+    EXPECT_EQ(Files(), Names{});
+
+    ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}), INSTALL_OK) << message_;
+    auto updated = *store_->FindBundle("com.a");
+    EXPECT_FALSE(updated.isFactory);
+    EXPECT_EQ(updated.factoryVersion, 5U);
+    EXPECT_EQ(ListTree("/system/app/A").size(), 2U);
+    updated.users = {101}; // the other one has removed it
+    ASSERT_TRUE(store_->ReplaceBundle(updated));
+    ASSERT_TRUE(placer_->RestoreFactory(factory));
+    EXPECT_EQ(store_->FindBundle("com.a")->users, Users{101});
+    EXPECT_EQ(store_->FindBundle("com.a")->modules, factory.modules);
+    EXPECT_EQ(Files(), Names{});
+    ASSERT_TRUE(placer_->RestoreFactory(factory)); // its own files are not of the kind that goes
+    EXPECT_EQ(ListTree("/system/app/A").size(), 2U);
+
+    ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}), INSTALL_OK) << message_;
+    RunSql("CREATE TRIGGER no BEFORE INSERT ON bundles BEGIN SELECT RAISE(ABORT, 'no'); END");
+    EXPECT_FALSE(placer_->RestoreFactory(factory));
+    EXPECT_EQ(Files().size(), 2U);
+}
+
+TEST_F(BundlePlacerTest, AFailureLeavesTheFormerVersionAndNothingElse)
+{
+    ASSERT_EQ(Install({entry_}), INSTALL_OK) << message_;
+    RunSql("CREATE TRIGGER no BEFORE INSERT ON bundles BEGIN SELECT RAISE(ABORT, 'no'); END");
+    EXPECT_EQ(Install({entry_.At(6)}), INSTALL_STORE_ERROR);
+    EXPECT_EQ(message_, "the store has not taken com.a");
+    EXPECT_EQ(Files(), Names{"com.a/v5/entry.vab"});
+    EXPECT_EQ(store_->FindBundle("com.a")->versionCode, 5U);
+
+    auto set = SetOf({entry_.At(6), feature_.At(6)});
+    std::filesystem::remove(set.modules["feature"]); // gone since it was read
+    EXPECT_EQ(placer_->Install(set, 100, true, message_), INSTALL_IO_ERROR);
+    EXPECT_EQ(message_, "the files of com.a could not be copied into place: No such file or directory");
+    WriteFile("/data/app/com.b", "a file where a directory belongs");
+    EXPECT_EQ(Install({Vab{"com.b"}}), INSTALL_IO_ERROR);
+    EXPECT_FALSE(Exists("/data/app/.staging"));
+    EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.b"}));
+}
+} // namespace
+} // namespace ORVX::TavomendTest
