@@ -35,7 +35,6 @@ constexpr const char* TEST_WITHOUT_DATA = "\"Vab\": \"null,vab patch backup pack
 EngineAppImpl::EngineAppImpl()
 {
     TAVOMEND_LOG_I("EngineAppImpl");
-    stateTable_.max_load_factor(1.0F);
     stateTable_[IDLE] = std::make_shared<IdleState>();
     stateTable_[READY] = std::make_shared<ReadyState>();
     stateTable_[ACTIVITES] = std::make_shared<ActivitesState>();

@@ -1,11 +1,15 @@
 // The facade in one process, with the real platform behind it.
 #include <atomic>
+#include <functional>
 #include <gtest/gtest.h>
 #include <thread>
 
+#include "bundle/progress_manager.h"
 #include "engine/engine_app_impl.h"
+#include "engine/engine_factory.h"
 #include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
+#include "platform/utility/tavomend_kalog_wrapper.h"
 #include "ports/host/host_platform.h"
 #include "ports/host/system_ability_registry.h"
 #include "tests/support/device_fixture.h"
@@ -21,13 +25,20 @@ using Infos = std::map<std::string, PatchStatusCode>;
 
 class Client : public CoreEngineCallbackStub {
 public:
-    void OnProgressChanged(int32_t installed, int32_t total) override { progress.emplace_back(installed, total); }
+    void OnProgressChanged(int32_t installed, int32_t total) override
+    {
+        progress.emplace_back(installed, total);
+        onProgress();
+    }
     void OnStatusChanged(int32_t status, const std::string& message) override
     {
         statuses.push_back(std::to_string(status) + " " + message);
+        onStatus();
     }
     std::vector<std::pair<int32_t, int32_t>> progress;
     std::vector<std::string> statuses;
+    std::function<void()> onProgress = [] {};
+    std::function<void()> onStatus = [] {};
 };
 
 // Two applications at version 1, com.a and com.b; a delivered patch takes them to version 2.
@@ -37,7 +48,6 @@ protected:
     {
         DeviceTest::SetUp();
         WriteFile(Formats::PUBLIC_KEY_PATH, key_.PublicPem());
-        PatchRecipe recipe;
         for (const char* name : {"com.a", "com.b"}) {
             const Vab vab{name, 1, "entry", "", std::string("application ") + name};
             PatchFile file;
@@ -48,15 +58,42 @@ protected:
             PatchApp app;
             app.bundleName = name;
             app.files = {file};
-            recipe.apps.push_back(app);
+            recipe_.apps.push_back(app);
         }
         std::string error;
         ASSERT_TRUE(HostPlatform::InitDevice(error)) << error;
         platform_ = HostPlatform::Start(ServiceStart::SCAN, error);
         ASSERT_NE(platform_, nullptr) << error;
-        PatchBuilder(recipe).Deliver(key_);
+        Deliver();
     }
-    [[nodiscard]] std::string Detail() const
+    void Deliver() { PatchBuilder(recipe_).Deliver(key_); }
+    // A package that the gate refuses.
+    void DeliverUnsigned()
+    {
+        Deliver();
+        WriteFile(Formats::SIGN_PATH, "no signature");
+    }
+    static void RemovePackage()
+    {
+        std::filesystem::remove_all(Formats::PACKAGE_DIR);
+        std::filesystem::create_directory(Formats::PACKAGE_DIR);
+    }
+    static void WriteRecord(const std::string& version, const std::string& status)
+    {
+        TavomendStatusRecord record;
+        record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
+        ASSERT_TRUE(record.SetStatus(version, status, "1|1:34"));
+    }
+    // The record on disk: "VERSION STATUS".
+    [[nodiscard]] static std::string OnDisk()
+    {
+        TavomendStatusRecord record;
+        record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
+        std::string version;
+        const std::string status = record.GetStatus(version);
+        return version + " " + status;
+    }
+    [[nodiscard]] static std::string Detail()
     {
         TavomendStatusRecord record;
         record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
@@ -71,8 +108,10 @@ protected:
         return versions;
     }
 
-    const SigningKey key_;
+    inline static const SigningKey key_; // making one takes long
+    PatchRecipe recipe_;
     std::unique_ptr<HostPlatform> platform_;
+    const Infos fixed_ = {{"com.a", PATCH_FIXED}, {"com.b", PATCH_FIXED}};
 };
 
 TEST_F(EngineAppImplTest, LoadsAppliesAnswersAndRevokes)
@@ -134,6 +173,291 @@ TEST_F(EngineAppImplTest, AFailedFirstAttemptIsRetriedAfterTheScan)
     EXPECT_EQ(Versions(), (std::vector<uint32_t>{2, 2}));
 }
 
+// Told from another thread, so that a lock that is still held would never be got.
+TEST_F(EngineAppImplTest, WhatTheClientIsToldIsDoneAndOnDiskBefore)
+{
+    EngineAppImpl engine;
+    const auto client = MakeSptr<Client>();
+    engine.RegisterCallback(client);
+    client->onStatus = [&] {
+        std::thread([&] {
+            EXPECT_EQ(OnDisk(), "patch01 activites");
+            EXPECT_EQ(Detail(), "1|0:47;1|1:34");
+            EXPECT_TRUE(Exists(Formats::BACKUP_PACKAGE_PATH));
+            EXPECT_FALSE(Exists(Formats::PACKAGE_PATH));
+            EXPECT_EQ(engine.GetTavomendStatus(), "activites");
+            EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
+            EXPECT_EQ(engine.GetTavomendInfo(), fixed_);
+        }).join();
+    };
+    client->onProgress = [&] { EXPECT_EQ(engine.GetTavomendVersion(), "patch01"); };
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    EXPECT_EQ(engine.ApplyTavomend(), 0);
+    EXPECT_EQ(engine.ApplyTavomend(), 0);
+    EXPECT_EQ(client->statuses, (std::vector<std::string>{"101 activites", "101 activites"}));
+    EXPECT_EQ(EngineAppImpl().GetTavomendStatus(), "activites"); // a new process reads the record
+}
+
+TEST_F(EngineAppImplTest, ARefusedPackageIsRemovedByAnApplyAndTheFailureReported)
+{
+    DeliverUnsigned();
+    EngineAppImpl engine;
+    const auto client = MakeSptr<Client>();
+    engine.RegisterCallback(client);
+    const LogCapture log;
+    EXPECT_EQ(engine.ApplyTavomend(), -1);
+    EXPECT_TRUE(log.Contains("precondition check failed"));
+    EXPECT_FALSE(Exists(Formats::PACKAGE_PATH));
+    EXPECT_EQ(OnDisk(), " activites_failed");
+    EXPECT_EQ(Detail(), "1|1(100|20,20):35");
+    EXPECT_EQ(client->statuses, std::vector<std::string>{"151 activites_failed"});
+    EXPECT_TRUE(client->progress.empty());
+
+    std::filesystem::remove_all(Formats::STATUS_DIR);
+    EXPECT_EQ(engine.ApplyTavomend(), -2); // neither package nor backup: nothing is written or told
+    EXPECT_EQ(client->statuses.size(), 1U);
+    EXPECT_FALSE(Exists(Formats::STATUS_DIR));
+}
+
+TEST_F(EngineAppImplTest, WithABackupAloneTheLastOutcomeCounts)
+{
+    struct Case {
+        const char* status;
+        int32_t apply;
+        int32_t load;
+        const char* told;
+        const char* statusAfterLoad;
+    };
+    const Case cases[] = {
+        {"activites", 0, 0, "101 activites", "activites"},
+        {"activites_failed", -1, -1, "151 activites_failed", "activites_failed"},
+        {"ready", -1, -1, "151 activites_failed", "ready_failed"}, // no outcome: tried, and there is no package
+    };
+    RemovePackage();
+    WriteFile(Formats::BACKUP_PACKAGE_PATH, "backup");
+    WriteFile(Formats::BACKUP_SIGN_PATH, "signature");
+    for (const auto& entry : cases) {
+        WriteRecord("patch07", entry.status);
+        EngineAppImpl engine;
+        const auto client = MakeSptr<Client>();
+        engine.RegisterCallback(client);
+        EXPECT_EQ(engine.GetTavomendVersion(), "patch07");
+        EXPECT_EQ(engine.ApplyTavomend(), entry.apply) << entry.status;
+        EXPECT_EQ(client->statuses, std::vector<std::string>{entry.told});
+
+        WriteRecord("patch07", entry.status);
+        EngineAppImpl next;
+        next.RegisterCallback(client);
+        const std::string left = std::string(Formats::COLD_WORK_DIR) + "/left";
+        WriteFile(left, "x");
+        EXPECT_EQ(next.LoadTavomend(), entry.load) << entry.status;
+        EXPECT_EQ(OnDisk(), std::string("patch07 ") + entry.statusAfterLoad);
+        EXPECT_FALSE(Exists(left));
+        EXPECT_EQ(client->statuses.size(), 1U); // a load tells nobody
+    }
+}
+
+TEST_F(EngineAppImplTest, ALoadThatFailsOrHasNothingToDoClearsTheWorkDirectories)
+{
+    EngineAppImpl engine;
+    const std::string hot = std::string(Formats::HOT_WORK_DIR) + "/left";
+    const std::string cold = std::string(Formats::COLD_WORK_DIR) + "/left";
+    const auto leave = [&] {
+        WriteFile(hot, "x");
+        WriteFile(cold, "x");
+    };
+    DeliverUnsigned();
+    leave();
+    EXPECT_EQ(engine.DoLoadTavomend(), -1);
+    EXPECT_FALSE(Exists(hot) || Exists(cold));
+    EXPECT_FALSE(Exists(Formats::STATUS_DIR) && OnDisk() != " ");
+    EXPECT_EQ(engine.LoadTavomend(), -1);
+    EXPECT_EQ(OnDisk(), " ready_failed");
+    EXPECT_EQ(Detail().substr(Detail().size() - 3), ":48");
+    EXPECT_TRUE(Exists(Formats::PACKAGE_PATH)); // an apply removes it
+    RemovePackage();
+    leave();
+    WriteRecord("patch07", "ready");
+    EXPECT_EQ(engine.LoadTavomend(), -2);
+    EXPECT_EQ(OnDisk(), "patch00 idle");
+    EXPECT_EQ(Detail(), "");
+    EXPECT_FALSE(Exists(hot) || Exists(cold));
+    EXPECT_EQ(engine.TestTavomend(), "\"Vab\": \"null,vab patch backup package no exist\"");
+}
+
+TEST_F(EngineAppImplTest, HistoryEndsWithAnApplyAndWithABoot)
+{
+    EngineAppImpl engine;
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    EXPECT_EQ(Detail(), "1|0:47;1|0:47");
+    EXPECT_EQ(engine.ApplyTavomend(), 0);
+    EXPECT_EQ(Detail(), "1|0:47;1|0:47;1|1:34");
+    Deliver();
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    EXPECT_EQ(Detail(), "1|0:47");
+    WriteRecord("patch01", "activites_failed");
+    EXPECT_EQ(EngineAppImpl().LoadTavomend(), 0);
+    EXPECT_EQ(Detail(), "1|0:47");
+    SysUtils::SetRunningStage(RUNNING_STAGE_INIT);
+    EXPECT_EQ(EngineAppImpl().LoadTavomend(), 0);
+    EXPECT_EQ(Detail(), "0|0:47");
+}
+
+TEST_F(EngineAppImplTest, CachesLastUntilTheyAreReset)
+{
+    EngineAppImpl engine;
+    const LogCapture log;
+    EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
+    EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
+    EXPECT_EQ(log.Count("patchVersion: patch01"), 1U);
+    const Infos notFixed = {{"com.a", PATCH_NOT_FIXED}, {"com.b", PATCH_NOT_FIXED}};
+    EXPECT_EQ(engine.GetTavomendInfo(), notFixed); // without a bundle list nothing fits
+    EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
+    EXPECT_EQ(log.Count("get TavomendInfo success"), 2U);
+    EXPECT_TRUE(engine.GetAllBundleNameList());
+    EXPECT_TRUE(engine.GetAllBundleNameList());
+    EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
+    EXPECT_EQ(log.Count("get TavomendInfo success"), 2U);
+    EXPECT_EQ(log.Count("get tavomendInfo success"), 1U);
+
+    EXPECT_EQ(engine.LoadTavomend(), 0); // resets
+    EXPECT_EQ(log.Count("patchVersion: patch01"), 1U);
+    EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
+    EXPECT_EQ(log.Count("patchVersion: patch01"), 2U);
+    EXPECT_EQ(log.Count("tvpk package reset"), 1U);
+    EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
+    EXPECT_EQ(log.Count("get TavomendInfo success"), 3U);
+    EXPECT_EQ(engine.ApplyTavomend(), 0);
+    RegisterBundleMgr(MakeSptr<FakeBundleMgr>()); // where nothing is installed: an apply's answer is not asked for
+    EXPECT_EQ(engine.GetTavomendInfo(), fixed_);
+    engine.Reset();
+    EXPECT_EQ(engine.RevokeTavomend({"com.a"}), -1);
+    EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
+    DelayedSingletons::DestroyAll();
+    RemovePackage(); // an answer that fails is none, and is not kept
+    EXPECT_EQ(EngineAppImpl().GetTavomendInfo(), Infos{});
+}
+
+TEST_F(EngineAppImplTest, EachStagePreparesItsKind)
+{
+    recipe_.apps[1].patchType = "cold";
+    Deliver();
+    const std::string hot = "/data/update/tavomend/app/temp/hot/internal/com.a/App.vab";
+    const std::string cold = "/data/update/tavomend/app/temp/cold/internal/com.b/App.vab";
+    const auto hears = [](int32_t event) {
+        CommonEventManager::PublishCommonEvent(event);
+        return DelayedSingleton<EventManager>::GetInstance()->CheckEventListenRes(event, 0);
+    };
+    SysUtils::SetRunningStage(RUNNING_STAGE_INIT);
+    EngineAppImpl early;
+    EXPECT_EQ(early.LoadTavomend(), 0);
+    EXPECT_EQ(ReadFile(cold), recipe_.apps[1].files[0].newBytes);
+    EXPECT_FALSE(Exists(hot));
+    EXPECT_FALSE(hears(COMMON_EVENT_BUNDLE_SCAN_FINISHED) || hears(COMMON_EVENT_USER_ADDED));
+
+    SysUtils::SetRunningStage(RUNNING_STAGE_SA);
+    std::filesystem::remove(cold); // whatever the scan makes of it
+    EngineAppImpl engine;
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    EXPECT_EQ(ReadFile(hot), recipe_.apps[0].files[0].newBytes);
+    EXPECT_FALSE(Exists(cold));
+    EXPECT_TRUE(hears(COMMON_EVENT_BUNDLE_SCAN_FINISHED) && hears(COMMON_EVENT_USER_ADDED));
+}
+
+// Who comes in the middle of an apply waits until it is over: what it finds then is the apply's outcome.
+TEST_F(EngineAppImplTest, LoadsAppliesAndInformationWaitForARunningApply)
+{
+    EngineAppImpl engine;
+    const auto client = MakeSptr<Client>();
+    engine.RegisterCallback(client);
+    std::atomic<bool> isLast{false};
+    std::vector<std::thread> threads;
+    std::atomic<int> ended{0};
+    const auto start = [&](const std::function<void()>& operation) {
+        threads.emplace_back([&, operation] {
+            operation();
+            EXPECT_TRUE(isLast) << "an operation in the middle of an apply";
+            ++ended;
+        });
+    };
+    const LogCapture log;
+    client->onProgress = [&] {
+        if (threads.empty()) {
+            start([&] { EXPECT_EQ(engine.GetTavomendInfo(), fixed_); });
+            start([&] { EXPECT_EQ(engine.ApplyTavomend(), 0); });
+            start([&] { EXPECT_EQ(engine.LoadTavomend(), 0); });
+            start([&] { EXPECT_EQ(engine.DoLoadTavomend(), 0); });
+            // Their chance to go wrong; they are waiting by then when all is well.
+            for (int i = 0; i < 100000 && ended == 0; ++i) {
+                std::this_thread::yield();
+            }
+            EXPECT_EQ(log.Count("engine app reset"), 1U);
+        } else {
+            isLast = true;
+        }
+    };
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    EXPECT_EQ(engine.ApplyTavomend(), 0);
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(ended, 4);
+    EXPECT_EQ(engine.GetTavomendStatus(), "activites");
+}
+
+TEST_F(EngineAppImplTest, ClientsComeAndGoBesideReports)
+{
+    EngineAppImpl engine;
+    const auto progress = DelayedSingleton<ProgressManager>::GetInstance();
+    progress->SetTotal(INT32_MAX);
+    TavomendKalogWrapper::SetLevel(TAVOMEND_LOG_ERROR);
+    constexpr int ROUNDS = 500;
+    std::atomic<int> clients{0};
+    const auto comeAndGo = [&] {
+        for (int i = 0; i < ROUNDS; ++i) {
+            const auto client = MakeSptr<Client>();
+            EXPECT_EQ(engine.RegisterCallback(client), 0);
+            engine.UnregisterCallback(client); // the other thread's may have taken its place
+        }
+        ++clients;
+    };
+    std::vector<std::thread> threads;
+    threads.emplace_back(comeAndGo);
+    threads.emplace_back(comeAndGo);
+    while (clients != 2) {
+        engine.ReportStatusChange(0, "m");
+        progress->AddInstalled();
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    const auto last = MakeSptr<Client>();
+    EXPECT_EQ(engine.RegisterCallback(last), 0);
+    EXPECT_TRUE(progress->progressCallback_ == last);
+    EXPECT_EQ(engine.UnregisterCallback(last), 0);
+    EXPECT_TRUE(progress->progressCallback_ == nullptr);
+}
+
+TEST_F(EngineAppImplTest, ARevokeMayComeBesideALoad)
+{
+    EngineAppImpl engine;
+    ASSERT_EQ(engine.LoadTavomend(), 0);
+    std::atomic<bool> isDone{false};
+    std::thread revoker([&] {
+        while (!isDone) {
+            engine.RevokeTavomend({"com.none", "com.a"});
+        }
+    });
+    for (int i = 0; i < 200; ++i) {
+        engine.Reset();
+        EXPECT_TRUE(engine.GetAllBundleNameList());
+    }
+    isDone = true;
+    revoker.join();
+    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
+}
+
 TEST_F(EngineAppImplTest, ThereIsOneCallbackSlot)
 {
     EngineAppImpl engine;
@@ -146,18 +470,28 @@ TEST_F(EngineAppImplTest, ThereIsOneCallbackSlot)
     EXPECT_EQ(log.Count("callback is null"), 2U);
     engine.ReportStatusChange(0, "m");
     EXPECT_EQ(engine.RegisterCallback(second), 0);
+    const auto progress = DelayedSingleton<ProgressManager>::GetInstance();
+    progress->SetTotal(9);
+    progress->AddInstalled();
     EXPECT_EQ(engine.UnregisterCallback(first), -1);
+    progress->AddInstalled();
     EXPECT_TRUE(log.Contains("this callback is Unregistered"));
     engine.ReportStatusChange(-1, "m");
     engine.ReportStatusChange(5, "n");
     EXPECT_EQ(engine.UnregisterCallback(second), 0);
     engine.ReportStatusChange(0, "o");
+    progress->AddInstalled();
+    EXPECT_TRUE(first->progress.empty());
+    EXPECT_EQ(second->progress, (std::vector<std::pair<int32_t, int32_t>>{{0, 9}, {1, 9}}));
     EXPECT_EQ(first->statuses, std::vector<std::string>{"101 m"});
     EXPECT_EQ(second->statuses, (std::vector<std::string>{"151 m", "151 n"}));
 }
 
 TEST_F(EngineAppImplTest, SwitchesToStatesOnly)
 {
+    const auto made = CreateEngineApp();
+    ASSERT_NE(made, nullptr);
+    EXPECT_EQ(made->GetTavomendVersion(), "patch01");
     EngineAppImpl engine;
     for (const int number : {0, 3, 5, 7}) {
         EXPECT_EQ(engine.SwitchState(static_cast<State>(number), {}), -1) << number;
@@ -176,6 +510,8 @@ TEST_F(EngineAppImplTest, TheInitStageNeitherMigratesNorInforms)
     EXPECT_FALSE(Exists(std::string(Formats::PACKAGE_DIR) + "/old"));
 
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
+    EXPECT_TRUE(engine.DoMigrate("/data/none", "/data/copy"));
+    EXPECT_FALSE(Exists("/data/copy"));
     EXPECT_TRUE(engine.MigrateTavomend());
     EXPECT_EQ(ReadFile(std::string(Formats::PACKAGE_DIR) + "/old"), "old");
     EXPECT_FALSE(Exists(Formats::COLD_WORK_DIR));
