@@ -11,9 +11,9 @@ constexpr size_t CHUNK = size_t{64} << 10;
 // Deflated data is never smaller than this part of its content.
 constexpr uint64_t DEFLATE_RATIO_MAX = 1032;
 
-class ArchivePatch {
+class ArchiveApplier {
 public:
-    ArchivePatch(ByteView difference, ByteView base, const DifferenceHeader& header, DifferenceOutput& output)
+    ArchiveApplier(ByteView difference, ByteView base, const DifferenceHeader& header, DifferenceOutput& output)
         : header_(header), base_(base), output_(output),
           source_(ByteView{difference.data + DIFFERENCE_HEADER_SIZE, header.modelSize}),
           extra_{difference.data + DIFFERENCE_HEADER_SIZE + header.modelSize, header.extraSize},
@@ -60,7 +60,7 @@ private:
         return result;
     }
 
-    uint64_t Number(NumberKind kind) { return source_.numbers.Code(source_.decoder, kind, 0); }
+    uint64_t Number(NumberKind kind) { return source_.model.numbers.Code(source_.decoder, kind, 0); }
 
     DifferenceResult WriteRaw(uint64_t left)
     {
@@ -124,7 +124,7 @@ private:
         const uint64_t drop = Number(NumberKind::GROUP_DROP);
         const uint64_t load = Number(NumberKind::GROUP_LOAD);
         return source_.decoder.IsIntact() && groupLeft_ + load != 0
-                   ? window_.Slide(drop, load, source_.decoder, source_.numbers)
+                   ? window_.Slide(drop, load, source_.decoder, source_.model.numbers)
                    : DIFFERENCE_DAMAGED;
     }
 
@@ -184,7 +184,7 @@ DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, cons
     if (output == nullptr) {
         return result;
     }
-    result = std::make_unique<ArchivePatch>(difference, base, header, *output)->Write();
+    result = std::make_unique<ArchiveApplier>(difference, base, header, *output)->Write();
     if (result != DIFFERENCE_OK) {
         return result;
     }

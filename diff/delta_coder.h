@@ -18,23 +18,32 @@ public:
         isChangeDue_ = false;
     }
 
-    // Codes the next bytes of the stretch. Byte is const when coding (bytes is the new content), and not const when
-    // decoding (bytes receives it). left: bytes until the end of the stretch, at least size; when coding, old and
-    // bytes reach that far.
+    // The next bytes of the stretch and the old ones that they follow. Byte is const when coding (bytes is the new
+    // content), and not const when decoding (bytes receives it). left: bytes until the end of the stretch, at least
+    // size; when coding, old and bytes reach that far.
+    template <class Byte>
+    struct Part {
+        const uint8_t* old;
+        Byte* bytes;
+        size_t size;
+        size_t left;
+    };
+
     template <class Coder, class Byte>
-    void Code(Coder& coder, NumberModel& numbers, ByteModel& model, const uint8_t* old, Byte* bytes, size_t size,
-              size_t left)
+    void Code(Coder& coder, DeltaModel& model, const Part<Byte>& part)
     {
-        for (size_t i = 0; i < size;) {
+        for (size_t i = 0; i < part.size;) {
+            const uint8_t* const old = part.old + i;
+            Byte* const bytes = part.bytes + i;
             if (run_ == 0 && !isChangeDue_ && history_.same >= ByteModel::RUN_AFTER) {
-                run_ = numbers.Code(coder, NumberKind::SAME_RUN, CountSame(old + i, bytes + i, left - i));
+                run_ = model.numbers.Code(coder, NumberKind::SAME_RUN, CountSame(old, bytes, part.left - i));
                 isChangeDue_ = true;
             }
             if (run_ != 0) {
-                i += CopyRun(old + i, bytes + i, size - i);
+                i += CopyRun(old, bytes, part.size - i);
                 continue;
             }
-            CodeByte(coder, model, old[i], bytes[i]);
+            CodeByte(coder, model.bytes, *old, *bytes);
             ++i;
         }
     }

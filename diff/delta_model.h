@@ -224,6 +224,12 @@ private:
     uint32_t lastDelta1_ = 0;
     uint32_t lastDelta2_ = 0;
 };
+
+// All statistics of one difference.
+struct DeltaModel {
+    NumberModel numbers;
+    ByteModel bytes;
+};
 } // namespace ORVX::Difference
 
 #endif

@@ -24,9 +24,9 @@ DifferenceResult DeltaStream::Read(ByteView old, uint64_t oldStart, uint8_t* roo
 
 DifferenceResult DeltaStream::BeginStretch()
 {
-    position_ += static_cast<uint64_t>(source_.numbers.CodeSigned(source_.decoder, kinds_.seek, 0));
-    delta_ = source_.numbers.Code(source_.decoder, kinds_.delta, 0);
-    extra_ = source_.numbers.Code(source_.decoder, kinds_.extra, 0);
+    position_ += static_cast<uint64_t>(source_.model.numbers.CodeSigned(source_.decoder, kinds_.seek, 0));
+    delta_ = source_.model.numbers.Code(source_.decoder, kinds_.delta, 0);
+    extra_ = source_.model.numbers.Code(source_.decoder, kinds_.extra, 0);
     coder_.Begin();
     return source_.decoder.IsIntact() && delta_ + extra_ != 0 ? DIFFERENCE_OK : DIFFERENCE_DAMAGED;
 }
@@ -38,7 +38,7 @@ DifferenceResult DeltaStream::ReadDelta(ByteView old, uint64_t oldStart, uint8_t
     if (offset > old.size || size > old.size - offset) {
         return DIFFERENCE_DAMAGED;
     }
-    coder_.Code(source_.decoder, source_.numbers, source_.bytes, old.data + offset, room, size, delta_);
+    coder_.Code(source_.decoder, source_.model, DeltaCoder::Part<uint8_t>{old.data + offset, room, size, delta_});
     position_ += size;
     delta_ -= size;
     return DIFFERENCE_OK;

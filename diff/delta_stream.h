@@ -9,11 +9,10 @@
 namespace ORVX::Difference {
 // What all streams of one difference read from.
 struct DeltaSource {
-    DeltaSource(ByteView model) : decoder(model) {}
+    explicit DeltaSource(ByteView coded) : decoder(coded) {}
 
     RangeDecoder decoder;
-    NumberModel numbers;
-    ByteModel bytes;
+    DeltaModel model;
     ExtraReader extra;
 };
 

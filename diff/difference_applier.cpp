@@ -9,7 +9,6 @@
 #include "diff/plain_difference.h"
 
 namespace ORVX::Difference {
-
 namespace {
 bool IsSameFile(const struct stat& status, const std::string& path)
 {
@@ -18,13 +17,13 @@ bool IsSameFile(const struct stat& status, const std::string& path)
 }
 
 // What an earlier run left under the output's path must not pass for the outcome of this one.
-DifferenceResult ClearOutput(const std::string& diffPath, const std::string& oldPath, const std::string& newPath)
+DifferenceResult ClearOutput(const std::string& differencePath, const std::string& oldPath, const std::string& newPath)
 {
     struct stat status {};
     if (lstat(newPath.c_str(), &status) != 0) {
         return DIFFERENCE_OK;
     }
-    if (IsSameFile(status, oldPath) || IsSameFile(status, diffPath)) {
+    if (IsSameFile(status, oldPath) || IsSameFile(status, differencePath)) {
         return DIFFERENCE_OUTPUT_IS_INPUT;
     }
     const bool isRemovable = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
@@ -32,9 +31,10 @@ DifferenceResult ClearOutput(const std::string& diffPath, const std::string& old
 }
 } // namespace
 
-DifferenceResult ApplyDifference(const std::string& diffPath, const std::string& oldPath, const std::string& newPath)
+DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
+                                 const std::string& newPath)
 {
-    const DifferenceResult cleared = ClearOutput(diffPath, oldPath, newPath);
+    const DifferenceResult cleared = ClearOutput(differencePath, oldPath, newPath);
     if (cleared != DIFFERENCE_OK) {
         return cleared;
     }
@@ -42,7 +42,7 @@ DifferenceResult ApplyDifference(const std::string& diffPath, const std::string&
     if (!base.has_value()) {
         return DIFFERENCE_BASE_UNREADABLE;
     }
-    const std::optional<MappedFile> difference = MappedFile::Open(diffPath);
+    const std::optional<MappedFile> difference = MappedFile::Open(differencePath);
     if (!difference.has_value()) {
         return DIFFERENCE_UNREADABLE;
     }

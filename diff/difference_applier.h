@@ -10,7 +10,7 @@ namespace ORVX::Difference {
 // Called by a port's ApplyPatch and by the maker, which proves with it what it made. The output's directory must exist;
 // a file that is there under the output's path goes first, unless it is one of the inputs. After a failure there is no
 // output file. Nobody may write to the two inputs meanwhile: they are mapped. Safe from any thread.
-[[nodiscard]] DifferenceResult ApplyDifference(const std::string& diffPath, const std::string& oldPath,
+[[nodiscard]] DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
                                                const std::string& newPath);
 } // namespace ORVX::Difference
 

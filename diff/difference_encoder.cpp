@@ -11,7 +11,6 @@
 
 namespace ORVX::Difference {
 namespace {
-
 class Encoder {
 public:
     Encoder(ByteView old, ByteView fresh, const DifferencePlan& plan, const std::vector<Stretches>& rawStretches,
@@ -46,13 +45,13 @@ private:
         size_t extra = 0;
     };
 
-    void Put(NumberKind kind, uint64_t number) { numbers_.Code(coder_, kind, number); }
+    void Put(NumberKind kind, uint64_t number) { model_.numbers.Code(coder_, kind, number); }
 
     void Begin(Cursor& cursor, const Stretch& stretch)
     {
         // A stretch that follows nothing leaves the position where it is.
         const uint64_t position = stretch.delta != 0 ? stretch.oldPosition : cursor.position;
-        numbers_.CodeSigned(coder_, cursor.kinds.seek, static_cast<int64_t>(position - cursor.position));
+        model_.numbers.CodeSigned(coder_, cursor.kinds.seek, static_cast<int64_t>(position - cursor.position));
         Put(cursor.kinds.delta, stretch.delta);
         Put(cursor.kinds.extra, stretch.extra);
         cursor.coder.Begin();
@@ -66,7 +65,8 @@ private:
     {
         const size_t length = std::min(size, cursor.delta != 0 ? cursor.delta : cursor.extra);
         if (cursor.delta != 0) {
-            cursor.coder.Code(coder_, numbers_, bytes_, old + cursor.position, fresh, length, cursor.delta);
+            cursor.coder.Code(coder_, model_,
+                              DeltaCoder::Part<const uint8_t>{old + cursor.position, fresh, length, cursor.delta});
             cursor.position += length;
             cursor.delta -= length;
         } else {
@@ -124,7 +124,7 @@ private:
     void PutPiece(const OldPiece& piece)
     {
         Put(NumberKind::PIECE_METHOD, piece.isDeflated ? OldWindow::DEFLATED : OldWindow::STORED);
-        numbers_.CodeSigned(coder_, NumberKind::PIECE_GAP, static_cast<int64_t>(piece.offset - lastPieceEnd_));
+        model_.numbers.CodeSigned(coder_, NumberKind::PIECE_GAP, static_cast<int64_t>(piece.offset - lastPieceEnd_));
         if (!piece.isDeflated) {
             Put(NumberKind::PIECE_LENGTH, piece.plainSize);
         }
@@ -163,15 +163,16 @@ private:
             const lzma_filter filters[] = {{LZMA_FILTER_LZMA1, &options}, {LZMA_VLI_UNKNOWN, nullptr}};
             std::string text(lzma_stream_buffer_bound(extra_.size()), '\0');
             size_t size = 0;
+            std::array<uint8_t, EXTRA_PROPERTIES_SIZE> properties{};
             const lzma_ret result =
                 lzma_raw_buffer_encode(filters, nullptr, reinterpret_cast<const uint8_t*>(extra_.data()), extra_.size(),
                                        reinterpret_cast<uint8_t*>(text.data()), &size, text.size());
-            if (result != LZMA_OK || lzma_properties_encode(filters, properties_.data()) != LZMA_OK) {
+            if (result != LZMA_OK || lzma_properties_encode(filters, properties.data()) != LZMA_OK) {
                 return std::nullopt;
             }
             if (!best.has_value() || size < best->size()) {
                 best = text.substr(0, size);
-                header.extraProperties = properties_;
+                header.extraProperties = properties;
             }
         }
         return best;
@@ -183,10 +184,8 @@ private:
     const std::vector<Stretches>& rawStretches_;
     const std::vector<Stretches>& plainStretches_;
     RangeEncoder coder_;
-    NumberModel numbers_;
-    ByteModel bytes_;
+    DeltaModel model_;
     std::string extra_;
-    mutable std::array<uint8_t, EXTRA_PROPERTIES_SIZE> properties_{};
     Cursor raw_{DeltaStream::RAW, {}};
     Cursor plain_{DeltaStream::PLAIN, {}};
     size_t plainPosition_ = 0;

@@ -79,8 +79,7 @@ void ReadDifferenceFields(ByteView difference, DifferenceHeader& header)
 
 DifferenceResult ParseDifferenceHeader(ByteView difference, DifferenceHeader& header)
 {
-    if (difference.size < DIFFERENCE_HEADER_SIZE + DIFFERENCE_CHECKSUM_SIZE ||
-        difference.size > DIFFERENCE_OUTPUT_SIZE_MAX) {
+    if (difference.size < DIFFERENCE_HEADER_SIZE + DIFFERENCE_CHECKSUM_SIZE) {
         return DIFFERENCE_DAMAGED;
     }
     const size_t checkedSize = difference.size - DIFFERENCE_CHECKSUM_SIZE;

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <future>
 #include <mutex>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "diff/difference_applier.h"
@@ -16,7 +17,6 @@
 
 namespace ORVX::Difference {
 namespace {
-
 // A file that goes away with its owner.
 class ScratchFile {
 public:
@@ -93,6 +93,15 @@ private:
     std::mutex mutex_;
 };
 
+// Leaves devices alone: a difference may be written to one.
+void Discard(const std::string& path)
+{
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+        unlink(path.c_str());
+    }
+}
+
 bool WriteWhole(const std::string& path, const std::string& content)
 {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
@@ -102,21 +111,21 @@ bool WriteWhole(const std::string& path, const std::string& content)
 }
 
 // The difference is where it belongs, and the device will make the new file from it.
-bool WriteVerified(const std::string& difference, const std::string& diffPath, const std::string& oldPath,
-                   ByteView fresh, std::string& error)
+bool WriteVerified(const std::string& difference, const DifferencePaths& paths, ByteView fresh, std::string& error)
 {
-    if (!WriteWhole(diffPath, difference)) {
-        error = diffPath + " cannot be written";
+    if (!WriteWhole(paths.difference, difference)) {
+        error = paths.difference + " cannot be written";
+        Discard(paths.difference);
         return false;
     }
-    const ScratchFile outcome(diffPath + ".outcome." + std::to_string(getpid()));
-    const DifferenceResult result = ApplyDifference(diffPath, oldPath, outcome.Path());
+    const ScratchFile outcome(paths.difference + ".outcome." + std::to_string(getpid()));
+    const DifferenceResult result = ApplyDifference(paths.difference, paths.old, outcome.Path());
     const std::optional<MappedFile> made = MappedFile::Open(outcome.Path());
     const bool isRight = result == DIFFERENCE_OK && made.has_value() && made->View().size == fresh.size &&
                          (fresh.size == 0 || std::memcmp(made->View().data, fresh.data, fresh.size) == 0);
     if (!isRight) {
         error = "the difference does not bring forth the new file: " + DifferenceResultText(result);
-        unlink(diffPath.c_str());
+        Discard(paths.difference);
     }
     return isRight;
 }
@@ -127,13 +136,13 @@ const char* DifferenceKindName(DifferenceKind kind)
     return kind == DifferenceKind::ARCHIVE ? "archive" : kind == DifferenceKind::BYTES ? "bytes" : "plain";
 }
 
-bool MakeDifference(const std::string& oldPath, const std::string& newPath, const std::string& diffPath,
-                    const DifferenceOptions& options, DifferenceReport& report, std::string& error)
+bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& options, DifferenceReport& report,
+                    std::string& error)
 {
-    const std::optional<MappedFile> old = MappedFile::Open(oldPath);
-    const std::optional<MappedFile> fresh = MappedFile::Open(newPath);
+    const std::optional<MappedFile> old = MappedFile::Open(paths.old);
+    const std::optional<MappedFile> fresh = MappedFile::Open(paths.fresh);
     if (!old.has_value() || !fresh.has_value()) {
-        error = (old.has_value() ? newPath : oldPath) + " cannot be read";
+        error = (old.has_value() ? paths.fresh : paths.old) + " cannot be read";
         return false;
     }
     if (std::max(old->View().size, fresh->View().size) > DIFFERENCE_OUTPUT_SIZE_MAX) {
@@ -153,15 +162,15 @@ bool MakeDifference(const std::string& oldPath, const std::string& newPath, cons
     report.plainSize = plain->size();
     maker.Tell("verify", 0, 1);
     const bool isOwnSmaller = own.has_value() && own->size() < plain->size();
-    if (isOwnSmaller && WriteVerified(*own, diffPath, oldPath, fresh->View(), error)) {
+    if (isOwnSmaller && WriteVerified(*own, paths, fresh->View(), error)) {
         report.kind = report.entries != 0 ? DifferenceKind::ARCHIVE : DifferenceKind::BYTES;
-        report.diffSize = own->size();
+        report.differenceSize = own->size();
     } else {
         // Also when the own kind did not stand the proof.
         report.entries = 0;
         report.kind = DifferenceKind::PLAIN;
-        report.diffSize = plain->size();
-        if (!WriteVerified(*plain, diffPath, oldPath, fresh->View(), error)) {
+        report.differenceSize = plain->size();
+        if (!WriteVerified(*plain, paths, fresh->View(), error)) {
             return false;
         }
     }

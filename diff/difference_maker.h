@@ -17,7 +17,7 @@ struct DifferenceReport {
     DifferenceKind kind = DifferenceKind::PLAIN;
     uint64_t oldSize = 0;
     uint64_t newSize = 0;
-    uint64_t diffSize = 0;
+    uint64_t differenceSize = 0;
     uint64_t plainSize = 0; // what the plain kind takes
     size_t entries = 0;     // entries that are deflated anew
 };
@@ -35,10 +35,17 @@ struct DifferenceOptions {
     size_t window = DIFFERENCE_WINDOW_MAX;
 };
 
-// Writes the difference to diffPath, and for a moment a scratch file beside it. False on failure, with one line for
-// people in error; then there is no file at diffPath.
-[[nodiscard]] bool MakeDifference(const std::string& oldPath, const std::string& newPath, const std::string& diffPath,
-                                  const DifferenceOptions& options, DifferenceReport& report, std::string& error);
+struct DifferencePaths {
+    std::string old;
+    std::string fresh;
+    std::string difference; // to be written
+};
+
+// Writes the difference, and for a moment a scratch file beside it. What was there under its path is replaced. False on
+// failure, with one line for people in error; then there is no difference, and report means nothing. Nobody may write
+// to the two files meanwhile: they are mapped. Uses all cores; safe from any thread.
+[[nodiscard]] bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& options,
+                                  DifferenceReport& report, std::string& error);
 } // namespace ORVX::Difference
 
 #endif

@@ -13,11 +13,11 @@
 
 namespace ORVX::Difference {
 namespace {
-
 // The levels that packers use, the usual ones first.
 constexpr int LEVELS[] = {6, 9, 1, 2, 3, 4, 5, 7, 8};
 // Content of one entry beyond this is left alone: no difference holds a larger file.
 constexpr size_t CONTENT_MAX = size_t{1} << 30;
+
 bool IsSame(ByteView a, ByteView b)
 {
     return a.size == b.size && (a.size == 0 || std::memcmp(a.data, b.data, a.size) == 0);

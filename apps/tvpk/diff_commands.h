@@ -20,7 +20,7 @@ private:
 
     std::string oldPath_;
     std::string newPath_;
-    std::string diffPath_;
+    std::string differencePath_;
     bool json_ = false;
 };
 } // namespace ORVX::Tvpk

@@ -253,12 +253,12 @@ bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDi
         Difference::DifferenceReport report;
         Difference::DifferenceOptions options;
         options.isPlainOnly = isPlainOnly_;
-        if (!Difference::MakeDifference(source.oldPath, source.newPath, shipped + ".diff", options, report, error)) {
+        if (!Difference::MakeDifference({source.oldPath, source.newPath, shipped + ".diff"}, options, report, error)) {
             return false;
         }
-        isWhole = report.diffSize >= made.newSize; // then a difference costs and gains nothing
+        isWhole = report.differenceSize >= made.newSize; // then a difference costs and gains nothing
         made.kind = Difference::DifferenceKindName(report.kind);
-        made.shippedSize = report.diffSize;
+        made.shippedSize = report.differenceSize;
     }
     if (isWhole) {
         made.kind = "whole";

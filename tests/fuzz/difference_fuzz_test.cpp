@@ -48,7 +48,7 @@ std::string Sample(const std::vector<SampleEntry>& old, const std::vector<Sample
     WriteArchive(scratch.Path("new"), fresh);
     Difference::DifferenceReport report;
     std::string error;
-    EXPECT_TRUE(Difference::MakeDifference(scratch.Path("old"), scratch.Path("new"), scratch.Path("difference"), {},
+    EXPECT_TRUE(Difference::MakeDifference({scratch.Path("old"), scratch.Path("new"), scratch.Path("difference")}, {},
                                            report, error))
         << error;
     const std::string base = scratch.Read("old");
@@ -56,7 +56,7 @@ std::string Sample(const std::vector<SampleEntry>& old, const std::vector<Sample
     return size + base + scratch.Read("difference");
 }
 
-TEST(ApplyPatchFuzz, SurvivesMutatedDifferences)
+TEST(DifferenceFuzz, SurvivesMutatedDifferences)
 {
     const std::string content = CodeLikeContent(6000, 1);
     const std::string samples[] = {

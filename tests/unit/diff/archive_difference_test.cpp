@@ -19,8 +19,8 @@ protected:
     {
         Difference::DifferenceReport report;
         std::string error;
-        EXPECT_TRUE(Difference::MakeDifference(scratch_.Path("old"), scratch_.Path("new"), scratch_.Path("difference"),
-                                               options, report, error))
+        EXPECT_TRUE(Difference::MakeDifference(
+            {scratch_.Path("old"), scratch_.Path("new"), scratch_.Path("difference")}, options, report, error))
             << name << ": " << error;
         std::filesystem::remove(scratch_.Path("out"));
         EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("out")),
@@ -28,10 +28,10 @@ protected:
             << name;
         const std::string fresh = scratch_.Read("new");
         EXPECT_TRUE(scratch_.Read("out") == fresh) << name;
-        EXPECT_EQ(report.diffSize, scratch_.Read("difference").size()) << name;
+        EXPECT_EQ(report.differenceSize, scratch_.Read("difference").size()) << name;
         const std::string fromBase = fresh.empty() ? "" : "--long=31 --patch-from old ";
         scratch_.Run("zstd -q -f -19 " + fromBase + "new -o plain");
-        EXPECT_LE(report.diffSize, scratch_.Read("plain").size() + 64) << name;
+        EXPECT_LE(report.differenceSize, scratch_.Read("plain").size() + 64) << name;
         return report;
     }
 
@@ -49,7 +49,7 @@ TEST_F(ArchiveDifferenceTest, EntriesOfEveryUsualLevelAreDeflatedAnew)
         const Difference::DifferenceReport report = RoundTrip(name);
         EXPECT_EQ(report.kind, DifferenceKind::ARCHIVE) << name;
         EXPECT_EQ(report.entries, 1U) << name;
-        EXPECT_LT(report.diffSize, report.plainSize / 10) << name;
+        EXPECT_LT(report.differenceSize, report.plainSize / 10) << name;
     }
 }
 
@@ -137,7 +137,7 @@ TEST_F(ArchiveDifferenceTest, EntriesLargerThanTheWindow)
     const Difference::DifferenceReport report = RoundTrip("large", options);
     EXPECT_EQ(report.kind, DifferenceKind::ARCHIVE);
     EXPECT_EQ(report.entries, 3U);
-    EXPECT_LT(report.diffSize, large.size() / 20);
+    EXPECT_LT(report.differenceSize, large.size() / 20);
 }
 
 TEST_F(ArchiveDifferenceTest, TellsItsStepsAndWhatWentWrong)
@@ -153,8 +153,8 @@ TEST_F(ArchiveDifferenceTest, TellsItsStepsAndWhatWentWrong)
     WriteArchive(scratch_.Path("old"), {{"a", CodeLikeContent(5000, 1), 6}});
     WriteArchive(scratch_.Path("new"), {{"a", CodeLikeContent(5000, 2), 6}});
     const auto make = [&](const std::string& old, const std::string& difference) {
-        return Difference::MakeDifference(scratch_.Path(old), scratch_.Path("new"), scratch_.Path(difference), options,
-                                          report, error);
+        return Difference::MakeDifference({scratch_.Path(old), scratch_.Path("new"), scratch_.Path(difference)},
+                                          options, report, error);
     };
     EXPECT_TRUE(make("old", "difference")) << error;
     EXPECT_EQ(steps, (std::set<std::string>{"inflate", "match", "encode", "verify"}));

@@ -33,8 +33,8 @@ protected:
                                             {"more", NextVersion(CodeLikeContent(3000, 2)), 9}});
         Difference::DifferenceReport report;
         std::string error;
-        ASSERT_TRUE(Difference::MakeDifference(scratch_.Path("old"), scratch_.Path("new"), scratch_.Path("difference"),
-                                               {}, report, error));
+        ASSERT_TRUE(Difference::MakeDifference(
+            {scratch_.Path("old"), scratch_.Path("new"), scratch_.Path("difference")}, {}, report, error));
         ASSERT_EQ(report.kind, Difference::DifferenceKind::ARCHIVE);
         difference_ = scratch_.Read("difference");
         extra_ = MODEL + static_cast<size_t>(Number(MODEL_SIZE));
