@@ -57,7 +57,8 @@ public:
 };
 constexpr auto LOGISTIC_INVERSE = Logistic::MakeInverse();
 
-// The probability, in 65536ths, that the next bit in some context is 1: a mean at first, later one that forgets.
+// The probability, in 65536ths, that the next bit in some context is 1: a mean of all bits at first, later one that
+// forgets the oldest. Four bytes, for the model of a difference holds more than a million of them.
 struct AdaptiveBit {
     uint16_t probability = 1 << 15;
     uint16_t seen = 0;
@@ -71,7 +72,8 @@ struct AdaptiveBit {
     }
 };
 
-// Codes one bit by the opinions of several contexts, weighed in the logistic domain by how well each did before.
+// Codes one bit by the opinions of several contexts, weighed in the logistic domain by how well each did before. What
+// was coded teaches them, so that maker and applier stay in step as long as they code the same bits in the same order.
 template <size_t COUNT>
 class BitMixer {
 public:

@@ -1,4 +1,4 @@
-// A stretch of memory that somebody else owns.
+// A stretch of memory that somebody else owns, and keeps while it is looked at. An empty one may point nowhere.
 #ifndef TAVOMEND_DIFF_BYTE_VIEW_H
 #define TAVOMEND_DIFF_BYTE_VIEW_H
 

@@ -8,9 +8,11 @@
 #include "diff/delta_model.h"
 
 namespace ORVX::Difference {
+// Held by whoever goes through stretches: the applier's streams and the maker's encoder, which thereby do the same. It
+// remembers what came before in the stretch; what is learned for good is in the model.
 class DeltaCoder {
 public:
-    // At the start of each stretch.
+    // At the start of each stretch, which knows nothing of the one before.
     void Begin()
     {
         history_ = DeltaHistory{};

@@ -32,13 +32,16 @@ enum class NumberKind : uint8_t {
     COUNT,
 };
 
-// Numbers: the count of binary digits in unary, then the digits, the highest ones with statistics.
+// Numbers: the count of binary digits in unary, then the digits, the highest ones with statistics. Every number below
+// 2^40 - 1 can be coded; which of them make sense is for the caller to check, for damage can bring any.
 class NumberModel {
 public:
+    // Digits behind the first that a number plus one may have, and one more.
     static constexpr int DIGITS_MAX = 40;
 
     NumberModel() : sizes_(KINDS * SIZE_CONTEXTS * DIGITS_MAX), digits_(KINDS * DIGITS_MAX * DIGIT_NODES) {}
 
+    // Gives the number that was coded: the value, or what the decoder read.
     template <class Coder>
     uint64_t Code(Coder& coder, NumberKind kind, uint64_t value)
     {
@@ -110,7 +113,7 @@ struct DeltaHistory {
     uint8_t new2 = 0;
 };
 
-// Delta bytes: whether a byte differs from the old one, and by how much.
+// Delta bytes: whether a byte differs from the old one, and by how much. About 5 MiB of statistics.
 class ByteModel {
 public:
     // After so many equal bytes a run's length is coded instead of one flag for each byte.
@@ -118,6 +121,7 @@ public:
 
     ByteModel();
 
+    // Whether a byte differs from the old one.
     template <class Coder>
     bool CodeChanged(Coder& coder, const DeltaHistory& history, uint8_t old, bool isChanged)
     {

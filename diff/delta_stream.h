@@ -16,6 +16,8 @@ struct DeltaSource {
     ExtraReader extra;
 };
 
+// One of the two streams of a difference: its raw stretches, or those of the entries' content. Both take from the same
+// source, in the order in which the applier needs them. For one thread.
 class DeltaStream {
 public:
     // The kinds of the three numbers that begin a stretch.
@@ -30,6 +32,7 @@ public:
     DeltaStream(DeltaSource& source, const Kinds& kinds) : source_(source), kinds_(kinds) {}
 
     // Gives the next bytes. old: the old content that can be reached now, oldStart: the position of its first byte.
+    // DIFFERENCE_DAMAGED when a stretch is empty, leads out of the old content or ends early; room is undefined then.
     [[nodiscard]] DifferenceResult Read(ByteView old, uint64_t oldStart, uint8_t* room, size_t size);
 
 private:

@@ -1,5 +1,6 @@
 #include "diff/difference_applier.h"
 
+#include <new>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,10 +30,8 @@ DifferenceResult ClearOutput(const std::string& differencePath, const std::strin
     const bool isRemovable = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
     return isRemovable && unlink(newPath.c_str()) == 0 ? DIFFERENCE_OK : DIFFERENCE_OUTPUT_UNWRITABLE;
 }
-} // namespace
 
-DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
-                                 const std::string& newPath)
+DifferenceResult Apply(const std::string& differencePath, const std::string& oldPath, const std::string& newPath)
 {
     const DifferenceResult cleared = ClearOutput(differencePath, oldPath, newPath);
     if (cleared != DIFFERENCE_OK) {
@@ -53,5 +52,16 @@ DifferenceResult ApplyDifference(const std::string& differencePath, const std::s
         return ApplyArchiveDifference(difference->View(), base->View(), newPath);
     }
     return DIFFERENCE_FORMAT_UNKNOWN;
+}
+} // namespace
+
+DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
+                                 const std::string& newPath)
+{
+    try {
+        return Apply(differencePath, oldPath, newPath);
+    } catch (const std::bad_alloc&) {
+        return DIFFERENCE_NO_MEMORY;
+    }
 }
 } // namespace ORVX::Difference

@@ -10,11 +10,11 @@ std::unique_ptr<DifferenceOutput> DifferenceOutput::Create(const std::string& pa
                                                            DifferenceResult& result)
 {
     result = DIFFERENCE_OUTPUT_UNWRITABLE;
-    Handles::UniqueDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-    if (!file.IsValid()) {
+    std::unique_ptr<DifferenceOutput> output(new DifferenceOutput(path, size)); // first: what it owns goes with it
+    output->file_ = Handles::UniqueDescriptor(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (!output->file_.IsValid()) {
         return nullptr;
     }
-    std::unique_ptr<DifferenceOutput> output(new DifferenceOutput(path, std::move(file), size));
     const int error = size == 0 ? 0 : posix_fallocate(output->file_.Get(), 0, static_cast<off_t>(size));
     if (error != 0) {
         result =
@@ -25,17 +25,14 @@ std::unique_ptr<DifferenceOutput> DifferenceOutput::Create(const std::string& pa
     return output;
 }
 
-DifferenceOutput::DifferenceOutput(std::string path, Handles::UniqueDescriptor file, uint64_t size)
-    : path_(std::move(path)), file_(std::move(file)), size_(size)
-{
-}
+DifferenceOutput::DifferenceOutput(std::string path, uint64_t size) : path_(std::move(path)), size_(size) {}
 
 DifferenceOutput::~DifferenceOutput()
 {
     if (memory_ != nullptr) {
         munmap(memory_, size_);
     }
-    if (!isKept_) {
+    if (file_.IsValid() && !isKept_) {
         unlink(path_.c_str());
     }
 }

@@ -12,6 +12,8 @@
 #include "handles/unique_descriptor.h"
 
 namespace ORVX::Difference {
+// Made by the appliers; an early return of theirs, for whatever reason, leaves no file. Either Write or Map brings the
+// content, not both. For one thread at a time.
 class DifferenceOutput {
 public:
     // Creates the file with its whole size reserved on the disk, so that no later write to its mapping can fail for
@@ -34,7 +36,7 @@ public:
     [[nodiscard]] bool Keep();
 
 private:
-    DifferenceOutput(std::string path, Handles::UniqueDescriptor file, uint64_t size);
+    DifferenceOutput(std::string path, uint64_t size);
 
     std::string path_;
     Handles::UniqueDescriptor file_;

@@ -12,6 +12,7 @@ namespace ORVX::Difference {
 constexpr size_t EXTRA_PROPERTIES_SIZE = 5;
 constexpr uint32_t EXTRA_DICTIONARY_MAX = uint32_t{4} << 20;
 
+// Part of a DeltaSource: raw stretches and content take their extra bytes from it in the order in which they need them.
 class ExtraReader {
 public:
     ExtraReader() = default;
@@ -20,7 +21,7 @@ public:
     ExtraReader& operator=(const ExtraReader&) = delete;
 
     // properties: the LZMA properties as in the header of a difference. A dictionary beyond EXTRA_DICTIONARY_MAX is
-    // refused.
+    // refused: it would be allocated on the difference's word. The stream must outlive this.
     [[nodiscard]] DifferenceResult Open(ByteView stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties);
     // The next bytes; DIFFERENCE_DAMAGED when there are not so many.
     [[nodiscard]] DifferenceResult Read(uint8_t* room, size_t size);

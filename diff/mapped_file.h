@@ -20,6 +20,7 @@ public:
     MappedFile& operator=(const MappedFile&) = delete;
     ~MappedFile();
 
+    // Lives as long as this object, or the one that it was moved to.
     [[nodiscard]] ByteView View() const { return view_; }
 
 private:

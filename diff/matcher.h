@@ -15,7 +15,9 @@ struct Stretch {
     size_t extra = 0;
 };
 
-// The old content with all its suffixes in order. Safe to be searched by several threads.
+// The old content with all its suffixes in order: four bytes for each of its bytes, and the time to sort them. Made
+// once for each group and once for the raw bytes, then searched, also by several threads. The old content must outlive
+// it.
 class Matcher {
 public:
     explicit Matcher(ByteView old);

@@ -9,6 +9,8 @@
 #include "diff/raw_deflate.h"
 
 namespace ORVX::Difference {
+// The applier of archives owns one. It holds at most its capacity, and in all it loads no more than an output may be
+// large, however many groups a difference has.
 class OldWindow {
 public:
     enum PieceMethod : uint8_t { STORED = 0, DEFLATED = 1 };
@@ -17,6 +19,7 @@ public:
     OldWindow(ByteView base, size_t capacity);
 
     // Drops bytes at the front and appends others, which come from the pieces of the base that the decoder names.
+    // DIFFERENCE_DAMAGED when that is more than there is or fits, or when a piece is none; View means nothing then.
     [[nodiscard]] DifferenceResult Slide(uint64_t drop, uint64_t load, RangeDecoder& decoder, NumberModel& numbers);
 
     [[nodiscard]] uint64_t Start() const { return start_; }

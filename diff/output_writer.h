@@ -12,6 +12,8 @@
 #include "diff/raw_deflate.h"
 
 namespace ORVX::Difference {
+// The applier of archives owns one for each output: it decodes and puts steps, the writer's thread takes them in order.
+// All operations are for the one thread that puts; nobody else may touch the output between Start and Finish.
 class OutputWriter {
 public:
     // What one step brings: bytes for the file as they are (level 0), or the next part of an entry that is deflated at
@@ -32,7 +34,8 @@ public:
     [[nodiscard]] bool Start();
     // Queues a step; waits while the queue is full. False when an earlier step has failed: then Finish says why.
     [[nodiscard]] bool Put(Step step);
-    // Waits until all is written. DIFFERENCE_ZLIB_DIFFERS when deflating gave more than the file has room for.
+    // Waits until all is written and gives how that went: DIFFERENCE_ZLIB_DIFFERS when deflating gave more than the
+    // file has room for. Nothing can be put afterwards.
     [[nodiscard]] DifferenceResult Finish();
 
 private:

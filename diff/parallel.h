@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <atomic>
+#include <system_error>
 #include <thread>
 #include <vector>
 
 namespace ORVX::Difference {
-// Calls job(i) for each i below count, each once, in no particular order; returns when all are done.
+// For the maker: calls job(i) for each i below count, each once, in no particular order, on the caller's thread and as
+// many others as there are cores for; returns when all are done. The job must be safe from several threads and may call
+// this again; it must not throw.
 template <class Job>
 void InParallel(size_t count, const Job& job)
 {
@@ -20,8 +23,12 @@ void InParallel(size_t count, const Job& job)
     };
     const size_t cores = std::max<size_t>(1, std::thread::hardware_concurrency());
     std::vector<std::thread> threads;
-    for (size_t i = 1; i < std::min(cores, count); ++i) {
-        threads.emplace_back(work);
+    try {
+        for (size_t i = 1; i < std::min(cores, count); ++i) {
+            threads.emplace_back(work);
+        }
+    } catch (const std::system_error&) {
+        // No more threads to be had: those that there are do it all.
     }
     work();
     for (std::thread& thread : threads) {

@@ -10,7 +10,8 @@ namespace ORVX::Difference {
 // Probabilities that a bit is 1 have this many bits; 0 and the full scale do not occur.
 constexpr int PROBABILITY_BITS = 16;
 
-// Reads the bits that the encoder of the same model wrote. Beyond the end of its input it reads zeros and says so.
+// Reads the bits that the encoder of the same model wrote. Beyond the end of its input it reads zeros and says so: who
+// reads numbers asks IsIntact before trusting them, so that damage ends the reading. The input must outlive it.
 class RangeDecoder {
 public:
     explicit RangeDecoder(ByteView input) : input_(input)

@@ -7,6 +7,7 @@
 #include "diff/range_coder.h"
 
 namespace ORVX::Difference {
+// The maker's counterpart of RangeDecoder: written once with the same models, it is handed the bits to write.
 class RangeEncoder {
 public:
     // Writes a bit that was expected to be 1 with this probability, and gives it back.

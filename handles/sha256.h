@@ -24,6 +24,7 @@ using Sha256Digest = std::array<uint8_t, 32>;
     return text;
 }
 
+// Add the parts in order, then Finish; a failure of the library shows at the end. For one thread.
 class Sha256 {
 public:
     Sha256() : context_(EVP_MD_CTX_new())
@@ -39,6 +40,7 @@ public:
         return isGood_ && EVP_DigestFinal_ex(context_.get(), digest.data(), nullptr) == 1;
     }
 
+    // The digest of data that is all there.
     [[nodiscard]] static bool Of(const void* data, size_t size, Sha256Digest& digest)
     {
         Sha256 hash;

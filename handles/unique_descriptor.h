@@ -27,6 +27,7 @@ public:
 
     [[nodiscard]] bool IsValid() const { return descriptor_ >= 0; }
     [[nodiscard]] int Get() const { return descriptor_; }
+    // Gives the descriptor up; the caller closes it.
     [[nodiscard]] int Release() { return std::exchange(descriptor_, -1); }
 
 private:

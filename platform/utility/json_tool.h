@@ -6,6 +6,7 @@
 #include <string>
 
 namespace ORVX::TavomendEngine {
+// Without state; nothing throws. The documents are cJSON's and follow its rules for threads: one at a time for each.
 class JsonTool {
 public:
     // The document's root, to be freed with cJSON_Delete; null when the file cannot be read or is not one JSON value.

@@ -9,6 +9,7 @@ namespace ORVX::TavomendEngine {
 constexpr int32_t RUNNING_STAGE_INIT = 0;
 constexpr int32_t RUNNING_STAGE_SA = 1;
 
+// Process-wide; safe from any thread.
 class SysUtils {
 public:
     // RUNNING_STAGE_INIT in the early init stage, where no bundle service runs; RUNNING_STAGE_SA afterwards.

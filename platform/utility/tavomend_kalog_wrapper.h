@@ -12,6 +12,7 @@ enum TavomendLogLevel : int32_t {
     TAVOMEND_LOG_ERROR = 3,
 };
 
+// Process-wide; safe from any thread.
 class TavomendKalogWrapper {
 public:
     // True when messages of this wrapper level are written to the platform log.

@@ -1,0 +1,56 @@
+// The system calls and allocations of a test program, which fail on demand. The program's own functions of these names
+// stand before the C library's for everything that is linked to it.
+#ifndef TAVOMEND_TESTS_UNIT_DIFF_MISBEHAVING_SYSTEM_H
+#define TAVOMEND_TESTS_UNIT_DIFF_MISBEHAVING_SYSTEM_H
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+
+namespace ORVX::TavomendTest {
+struct Fault {
+    std::atomic<int> calls{0};
+    std::atomic<int> error{0}; // of each call; EINTR of the next one alone
+
+    // Counts a call; the error that is due, or 0.
+    int Take()
+    {
+        ++calls;
+        const int due = error;
+        if (due == EINTR) {
+            error = 0;
+        }
+        errno = due != 0 ? due : errno;
+        return due;
+    }
+};
+
+struct MisbehavingSystem {
+    Fault fsync;
+    Fault msync;
+    Fault fallocate;
+    Fault write;
+    Fault pread;
+    Fault mmap;                                      // of files
+    std::atomic<size_t> bytesMax{SIZE_MAX};          // of one write or pread
+    std::atomic<void (*)()> beforeWrite{nullptr};    // called at each write
+    std::atomic<int64_t> allocationsLeft{INT64_MAX}; // none succeeds behind them
+
+    // Everything works again, and no call was counted.
+    void Mend()
+    {
+        for (Fault* const fault : {&fsync, &msync, &fallocate, &write, &pread, &mmap}) {
+            fault->calls = 0;
+            fault->error = 0;
+        }
+        bytesMax = SIZE_MAX;
+        beforeWrite = nullptr;
+        allocationsLeft = INT64_MAX;
+    }
+};
+extern MisbehavingSystem g_system;
+} // namespace ORVX::TavomendTest
+
+#endif
