@@ -4,15 +4,14 @@
 
 #include <cstdint>
 
-namespace ORVX::TavomendEngine {
-// Install kinds of an application ("app_patch_type").
-constexpr const char* PATCH_TYPE_HOT = "hot";
-constexpr const char* PATCH_TYPE_COLD = "cold";
+#include "formats/patch_config.h"
 
-// Kinds of application files ("app_type").
-constexpr const char* APP_TYPE_INTERNAL = "internal";
-constexpr const char* APP_TYPE_SHARED_BUNDLES = "shared_bundles";
-constexpr const char* APP_TYPE_SERVICE_FWK = "appServiceFwk";
+namespace ORVX::TavomendEngine {
+// The words of the patch configuration, by their plain names.
+using Formats::APP_TYPE_INTERNAL;
+using Formats::APP_TYPE_SERVICE_FWK;
+using Formats::PATCH_TYPE_COLD;
+using Formats::PATCH_TYPE_HOT;
 
 // Keys of the error-code aggregate; any other key is an application's sequence number.
 constexpr int32_t ERROR_KEY_PACKAGE = 100;

@@ -1,46 +1,26 @@
 #include "formats/bundle_file.h"
 
 #include <algorithm>
-#include <minizip/unzip.h>
-#include <vector>
 
+#include "formats/zip_archive.h"
 #include "handles/json.h"
+#include "platform/utility/json_tool.h"
 
 namespace ORVX::Formats {
 namespace {
-constexpr size_t CHUNK_SIZE = 64 * 1024;
-constexpr size_t MAX_MANIFEST_SIZE = 64 * 1024;
+constexpr uint64_t MAX_MANIFEST_SIZE = 64 * 1024;
+constexpr size_t MAX_NAME_SIZE = 199;
 constexpr double MAX_VERSION_CODE = 2147483647.0;
 
-class ZipFile {
-public:
-    explicit ZipFile(const std::string& path) : handle_(unzOpen64(path.c_str())) {}
-    ~ZipFile()
-    {
-        if (handle_ != nullptr) {
-            unzClose(handle_);
+// A text ends at its first NUL for whoever reads it here, and later for somebody else.
+bool HasNul(const std::string& text)
+{
+    for (size_t at = text.find('\\'); at != std::string::npos; at = text.find('\\', at + 2)) {
+        if (text.compare(at, 6, "\\u0000") == 0) {
+            return true;
         }
     }
-    ZipFile(const ZipFile&) = delete;
-    ZipFile& operator=(const ZipFile&) = delete;
-    [[nodiscard]] unzFile Get() const { return handle_; }
-
-private:
-    unzFile handle_;
-};
-
-// Reads the current member to its end, which compares its checksum; keeps its start, at most `keep` bytes.
-bool ReadThrough(unzFile zip, size_t keep, std::string& start)
-{
-    if (unzOpenCurrentFile(zip) != UNZ_OK) {
-        return false;
-    }
-    std::vector<char> buffer(CHUNK_SIZE);
-    int count = 0;
-    while ((count = unzReadCurrentFile(zip, buffer.data(), static_cast<unsigned>(buffer.size()))) > 0) {
-        start.append(buffer.data(), std::min(static_cast<size_t>(count), keep - std::min(keep, start.size())));
-    }
-    return unzCloseCurrentFile(zip) == UNZ_OK && count == 0;
+    return text.find('\0') != std::string::npos;
 }
 
 bool ReadText(const cJSON* root, const char* key, std::string& value)
@@ -68,7 +48,7 @@ bool ReadFlag(const cJSON* root, const char* key, bool& value)
 // Bundle and module names become names of directories and files.
 bool IsPlainName(const std::string& name)
 {
-    return !name.empty() && name.size() < 200 && name.front() != '.' &&
+    return !name.empty() && name.size() <= MAX_NAME_SIZE && name.front() != '.' &&
            name.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-") ==
                std::string::npos;
 }
@@ -76,47 +56,34 @@ bool IsPlainName(const std::string& name)
 
 std::optional<BundleManifest> BundleFile::Read(const std::string& path, std::string& error)
 {
-    const ZipFile zip(path);
-    if (zip.Get() == nullptr) {
-        error = path + " is no zip archive";
+    const auto archive = ZipArchive::Open(path, error);
+    if (!archive || !archive->CheckWhole(error)) {
         return std::nullopt;
     }
-    std::string manifest;
-    bool hasManifest = false;
-    for (int move = unzGoToFirstFile(zip.Get()); move != UNZ_END_OF_LIST_OF_FILE; move = unzGoToNextFile(zip.Get())) {
-        std::vector<char> name(4097, '\0');
-        if (move != UNZ_OK || unzGetCurrentFileInfo64(zip.Get(), nullptr, name.data(), name.size() - 1, nullptr, 0,
-                                                      nullptr, 0) != UNZ_OK) {
-            error = path + " is a damaged archive";
-            return std::nullopt;
-        }
-        const bool isManifest = name.data() == std::string(MANIFEST_MEMBER);
-        std::string start;
-        if (!ReadThrough(zip.Get(), isManifest ? MAX_MANIFEST_SIZE + 1 : 0, start)) {
-            error = path + " is damaged in its member " + name.data();
-            return std::nullopt;
-        }
-        if (isManifest) {
-            hasManifest = true;
-            manifest = start;
-        }
-    }
-    if (!hasManifest || manifest.size() > MAX_MANIFEST_SIZE) {
-        error = path + (hasManifest ? " has a manifest.json over 64 KiB" : " has no manifest.json at its top");
+    const auto& members = archive->Members();
+    const auto manifests = std::count_if(members.begin(), members.end(),
+                                         [](const auto& member) { return member.name == MANIFEST_MEMBER; });
+    if (manifests != 1) {
+        // Which of two counts would depend on who reads.
+        error = path + (manifests == 0 ? " has no manifest.json at its top" : " has more than one manifest.json");
         return std::nullopt;
     }
-    auto parsed = ParseManifest(manifest, error);
-    if (!parsed) {
+    const auto text = archive->ReadMember(MANIFEST_MEMBER, MAX_MANIFEST_SIZE, error);
+    if (!text) {
+        return std::nullopt;
+    }
+    auto manifest = ParseManifest(*text, error);
+    if (!manifest) {
         error = path + ": " + error;
     }
-    return parsed;
+    return manifest;
 }
 
 std::optional<BundleManifest> BundleFile::ParseManifest(const std::string& text, std::string& error)
 {
-    const Handles::JsonRoot root(cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, nullptr, 1));
+    const Handles::JsonRoot root(HasNul(text) ? nullptr : TavomendEngine::JsonTool().ParseJson(text));
     if (root == nullptr || cJSON_IsObject(root.get()) == 0) {
-        error = "manifest.json is not a JSON object";
+        error = "manifest.json is not a JSON object, or has a NUL in it";
         return std::nullopt;
     }
     BundleManifest manifest;

@@ -1,4 +1,5 @@
-// Reads an application package file: a zip archive (.vab) with a manifest.json at its top.
+// Bundle files (.vab): the files of an application, each a zip archive with a manifest.json at its top. The manifest's
+// keys are in docs/package-format.md.
 #ifndef TAVOMEND_FORMATS_BUNDLE_FILE_H
 #define TAVOMEND_FORMATS_BUNDLE_FILE_H
 
@@ -7,12 +8,13 @@
 #include <string>
 
 namespace ORVX::Formats {
+constexpr const char* BUNDLE_FILE_SUFFIX = ".vab";
 constexpr const char* MANIFEST_MEMBER = "manifest.json";
 constexpr const char* BUNDLE_TYPE_APP = "app";
 constexpr const char* BUNDLE_TYPE_SERVICE_FWK = "appServiceFwk";
 
 struct BundleManifest {
-    std::string bundleName;
+    std::string bundleName;   // as `module`: a name for files and directories
     uint32_t versionCode = 0; // 0 to 2^31-1
     std::string versionName;
     std::string module = "entry";
@@ -21,13 +23,13 @@ struct BundleManifest {
     std::string bundleType = BUNDLE_TYPE_APP;
 };
 
-// Used by the bundle service for every file that it is given, and by the package maker.
+// Used by the bundle service for every file that it is given, and by the maker. Stateless.
 class BundleFile {
 public:
-    // The manifest of a whole package: every member is read through and its checksum compared. Empty for anything
-    // else, with a reason for people that names the file.
+    // The manifest of a whole file: one manifest.json, of at most 64 KiB, and every member is read through and its
+    // checksum compared. Nothing for any other file, with a line for people in `error` that names the file.
     [[nodiscard]] static std::optional<BundleManifest> Read(const std::string& path, std::string& error);
-    // The manifest out of its JSON text.
+    // The manifest out of its JSON text. Nothing for a text that is no such manifest, with a line in `error`.
     [[nodiscard]] static std::optional<BundleManifest> ParseManifest(const std::string& text, std::string& error);
 };
 } // namespace ORVX::Formats

@@ -1,4 +1,5 @@
-// The patch configuration as the programs around the engine read and write it; docs/package-format.md tells the format.
+// The patch configuration of a package: its records and words, the text to the record and back. The format is in
+// docs/package-format.md; formats/patch_config_parser.h has the steps and rules of the reading.
 #ifndef TAVOMEND_FORMATS_PATCH_CONFIG_H
 #define TAVOMEND_FORMATS_PATCH_CONFIG_H
 
@@ -8,45 +9,65 @@
 #include <vector>
 
 namespace ORVX::Formats {
-constexpr int ACTION_ENABLE = 0;
-constexpr int ACTION_REVOKE = 2;
+// What a package asks for ("action"); 1 is allowed as well, and asks for nothing of its own.
+constexpr int32_t ACTION_ENABLE = 0;
+constexpr int32_t ACTION_REVOKE = 2;
 
-struct ConfigFile {
-    std::string base;   // installed file on the device
-    std::string member; // archive member with a leading "/"
-    std::string hash;   // SHA-256 of the rebuilt file, hexadecimal
+// How an application is patched ("app_patch_type").
+constexpr const char* PATCH_TYPE_HOT = "hot";
+constexpr const char* PATCH_TYPE_COLD = "cold";
+
+// Kinds of applications: the codes of "app_type", and the words that records and paths carry.
+enum class APP_TYPE : int32_t {
+    INTERNAL = 0,
+    SHARED_BUNDLES = 1,
+    APP_SERVICE_FWK = 2,
 };
+constexpr const char* APP_TYPE_INTERNAL = "internal";
+constexpr const char* APP_TYPE_SHARED_BUNDLES = "shared_bundles";
+constexpr const char* APP_TYPE_SERVICE_FWK = "appServiceFwk";
 
-struct ConfigApp {
+// One application of a configuration, in the engine as well as in hosts and the maker.
+struct AppInfo {
     std::string bundleName;
+    int32_t sequence = -1; // position in the configuration's list
     uint32_t version = 0;
     uint32_t preVersion = 0;
-    std::string patchType; // "hot" or "cold"
-    std::string appType;   // "internal" or "appServiceFwk"
-    std::vector<ConfigFile> files;
+    std::string appType;
+    int32_t fileNum = -1;
+    std::string appPatchType; // "cold" or "hot"
+    // Parallel: entry i of each describes file i.
+    std::vector<std::string> diffPaths; // archive members, with a leading "/"
+    std::vector<std::string> basePaths; // installed files
+    std::vector<std::string> appsHashs; // SHA-256 of the rebuilt files, in hexadecimal
 };
 
-struct PatchConfig {
-    int space = 0; // KiB
+// A whole configuration.
+struct PackageInfo {
+    // Back to the values of a new record.
+    void Reset() { *this = PackageInfo(); }
+
+    int32_t space = -1; // KiB that the rebuilt applications need
     std::string version;
     std::string preVersion;
-    std::vector<std::string> models;
-    std::vector<std::string> baseVersions;
-    int action = ACTION_ENABLE;
+    // Parallel: the devices and the base versions that the package is for.
+    std::vector<std::string> productModel;
+    std::vector<std::string> productVersion;
+    int32_t action = -1;
+    bool isValid = false; // of the last parse and validation
     bool dataKept = true;
     bool needReboot = false;
-    std::vector<ConfigApp> apps;
+    int32_t appsSize = -1;
+    std::vector<AppInfo> appsList;
 };
 
-// Reads a configuration by the engine's own rules; nothing when one is broken, with every broken one in `problems`.
-[[nodiscard]] std::optional<PatchConfig> ParsePatchConfig(const std::string& text, std::vector<std::string>& problems);
-[[nodiscard]] std::string WritePatchConfig(const PatchConfig& config);
+// For hosts and the maker: the record of a configuration that the engine takes. Otherwise nothing, and lines for people
+// are added to `problems`: the one place where the reading stopped, or every rule that what was read breaks.
+[[nodiscard]] std::optional<PackageInfo> ParsePatchConfig(const std::string& text, std::vector<std::string>& problems);
 
-// Where a file of an application is extracted to on the device.
-[[nodiscard]] std::string DevicePathOf(const ConfigApp& app, const ConfigFile& file);
-// Where its rebuilt, or whole, package file is on the device.
-[[nodiscard]] std::string ProductPathOf(const ConfigApp& app, const ConfigFile& file);
-[[nodiscard]] bool IsDifference(const ConfigFile& file);
+// The text of a record; a valid one reads back as it was. "size", "file_num" and the codes come from the record's own
+// fields, nothing is checked. Empty when memory ran out.
+[[nodiscard]] std::string WritePatchConfig(const PackageInfo& info);
 } // namespace ORVX::Formats
 
 #endif

@@ -7,6 +7,7 @@
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
+#include <strings.h>
 #include <vector>
 
 #include "handles/crypto.h"
@@ -48,6 +49,9 @@ bool ReadPieces(const std::string& path, const std::function<bool(const char*, s
             error = "libcrypto has failed on " + path;
             return false;
         }
+    }
+    if (file.bad()) {
+        error = "cannot read " + path;
     }
     return !file.bad();
 }
@@ -153,5 +157,10 @@ std::string Sha256OfFile(const std::string& path, std::string& error)
         return true;
     };
     return ReadPieces(path, add, error) && hash.Finish(digest) ? Handles::Sha256Text(digest) : "";
+}
+
+bool IsSameHash(const std::string& one, const std::string& other)
+{
+    return strcasecmp(one.c_str(), other.c_str()) == 0;
 }
 } // namespace ORVX::Formats

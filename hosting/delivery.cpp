@@ -4,9 +4,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <nlohmann/json.hpp>
+#include <iterator>
 
 #include "formats/device_paths.h"
+#include "formats/patch_paths.h"
+#include "formats/recover_list.h"
 #include "formats/signature.h"
 #include "formats/status_words.h"
 #include "formats/zip_archive.h"
@@ -15,44 +17,52 @@
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendHosting {
-using Formats::ConfigApp;
-using Formats::ConfigFile;
-using Formats::PatchConfig;
+using Formats::AppInfo;
+using Formats::PackageInfo;
+using Formats::RecoverList;
 using Formats::ZipArchive;
 using TavomendEngine::FileUtils;
 using TavomendEngine::SysUtils;
 
 namespace {
-// A whole package file is taken in by the next scan as it is, so it must be the one that the configuration means.
-bool LayOutFile(const ZipArchive& archive, const ConfigApp& app, const ConfigFile& file, std::string& error)
+// A whole bundle file is taken in by the next scan as it is, so it must be the one that the configuration means.
+bool LayOutFile(const ZipArchive& archive, const AppInfo& app, size_t index, std::string& error)
 {
-    const std::string path = Formats::DevicePathOf(app, file);
+    const std::string path = Formats::ExtractedPathOf(app, index);
+    const std::string& target = app.diffPaths[index];
+    const auto member = Formats::MemberNameOf(target);
     if (!FileUtils::IsValidPath(path)) {
         error = path + " is not a path below the work directory";
         return false;
     }
-    if (!archive.ExtractMember(file.member.substr(1), path, error)) {
+    if (!member) {
+        error = "the configuration names the member " + target + " without its \"/\"";
         return false;
     }
-    if (!Formats::IsDifference(file) && Formats::Sha256OfFile(path, error) != file.hash) {
+    if (!archive.ExtractMember(*member, path, error)) {
+        return false;
+    }
+    if (!Formats::IsDifference(path) &&
+        !Formats::IsSameHash(Formats::Sha256OfFile(path, error), app.appsHashs[index])) {
         std::remove(path.c_str());
-        error = file.member + " does not have the stated hash";
+        error = target + " does not have the stated hash";
         return false;
     }
     return true;
 }
 
-bool LayOutColdFiles(const std::string& package, const PatchConfig& config, bool onlyMissing, std::string& error)
+bool LayOutColdFiles(const std::string& package, const PackageInfo& config, bool onlyMissing, std::string& error)
 {
     const auto archive = ZipArchive::Open(package, error);
-    bool isWhole = archive.has_value();
-    for (const auto& app : config.apps) {
-        for (const auto& file : app.files) {
-            if (app.patchType != "cold" || !archive ||
-                (onlyMissing && FileUtils::FileIsExist(Formats::DevicePathOf(app, file)))) {
-                continue;
+    if (!archive) {
+        return false;
+    }
+    bool isWhole = true;
+    for (const auto& app : config.appsList) {
+        for (size_t i = 0; app.appPatchType == Formats::PATCH_TYPE_COLD && i < app.diffPaths.size(); ++i) {
+            if (!onlyMissing || !FileUtils::FileIsExist(Formats::ExtractedPathOf(app, i))) {
+                isWhole = LayOutFile(*archive, app, i, error) && isWhole;
             }
-            isWhole = LayOutFile(*archive, app, file, error) && isWhole;
         }
     }
     return isWhole;
@@ -60,38 +70,32 @@ bool LayOutColdFiles(const std::string& package, const PatchConfig& config, bool
 
 bool PruneList(const std::string& path, const std::vector<std::string>& bundleNames)
 {
-    using Json = nlohmann::json;
-    if (!FileUtils::FileIsExist(path)) {
-        return true;
+    const RecoverList list = Formats::ReadRecoverList(path);
+    if (list.kind != RecoverList::Kind::WHOLE) {
+        return true; // none, or a damaged one: the scan says so
     }
-    const Json root = Json::parse(FileUtils::GetFileStream(path), nullptr, false);
-    if (!root.is_object() || !root.contains("list") || !root["list"].is_array()) {
-        return true; // damaged: the scan says so
-    }
-    Json kept = Json::array();
-    for (const auto& name : root["list"]) {
-        if (!name.is_string() ||
-            std::find(bundleNames.begin(), bundleNames.end(), name.get<std::string>()) == bundleNames.end()) {
-            kept.push_back(name);
-        }
-    }
+    std::vector<std::string> kept;
+    std::copy_if(list.names.begin(), list.names.end(), std::back_inserter(kept), [&bundleNames](const auto& name) {
+        return std::find(bundleNames.begin(), bundleNames.end(), name) == bundleNames.end();
+    });
     if (kept.empty()) {
         return std::remove(path.c_str()) == 0;
     }
-    return kept == root["list"] || FileUtils::ReplaceFile(path, Json{{"list", kept}}.dump(), 0644);
+    return kept == list.names || FileUtils::ReplaceFile(path, Formats::PrintRecoverList(kept), 0644);
 }
+
 // A newer patch ends an older revoke of the same applications; a revoke package names none.
-bool PruneRecoverListsFor(const PatchConfig& config)
+bool PruneRecoverListsFor(const PackageInfo& config)
 {
     std::vector<std::string> names;
-    for (const auto& app : config.apps) {
+    for (const auto& app : config.appsList) {
         names.push_back(app.bundleName);
     }
     return PruneRecoverLists(names);
 }
 } // namespace
 
-std::optional<PatchConfig> JudgePackage(const std::string& package, const std::string& signature, std::string& reason)
+std::optional<PackageInfo> JudgePackage(const std::string& package, const std::string& signature, std::string& reason)
 {
     if (!Formats::VerifyFile(package, signature, Formats::PUBLIC_KEY_PATH, reason)) {
         return std::nullopt;
@@ -108,7 +112,7 @@ std::optional<PatchConfig> JudgePackage(const std::string& package, const std::s
         reason = problems.front();
         return std::nullopt;
     }
-    const auto& versions = config->baseVersions;
+    const auto& versions = config->productVersion;
     const std::string baseVersion = SysUtils::GetBaseVersion();
     if (std::find(versions.begin(), versions.end(), baseVersion) == versions.end()) {
         reason = "it is not made for base version " + baseVersion;

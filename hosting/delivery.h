@@ -14,7 +14,7 @@ constexpr const char* INCOMING_PACKAGE = "/data/update/tavomend/package/incoming
 constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incoming_sign.bin";
 
 // The configuration of a package that this device will take; otherwise nothing, and why not.
-[[nodiscard]] std::optional<Formats::PatchConfig> JudgePackage(const std::string& package, const std::string& signature,
+[[nodiscard]] std::optional<Formats::PackageInfo> JudgePackage(const std::string& package, const std::string& signature,
                                                                std::string& reason);
 // On the device root. Clears what an earlier package left in the work directory, lays out the files of cold
 // applications (of a package that this device will take), and puts package and signature in place, each by one rename,

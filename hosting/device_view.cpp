@@ -36,8 +36,8 @@ std::vector<std::string> ReadBundleNames()
     std::vector<std::string> problems;
     const auto config = text ? Formats::ParsePatchConfig(*text, problems) : std::nullopt;
     std::vector<std::string> names;
-    for (size_t i = 0; config && i < config->apps.size(); ++i) {
-        names.push_back(config->apps[i].bundleName);
+    for (size_t i = 0; config && i < config->appsList.size(); ++i) {
+        names.push_back(config->appsList[i].bundleName);
     }
     return names;
 }

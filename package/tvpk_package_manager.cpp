@@ -17,7 +17,6 @@ constexpr int32_t ERROR_INIT_UNKNOWN_BUNDLE = 230;
 constexpr int32_t ERROR_EXACT_NO_RECORD = 410;
 constexpr int32_t ERROR_RESTORE_NO_RECORD = 610;
 
-constexpr int32_t ACTION_REVOKE = 2;
 } // namespace
 
 TvpkPackageManager::TvpkPackageManager()
@@ -87,7 +86,7 @@ bool TvpkPackageManager::GetAction(bool& isRevoke)
     if (!IsPackageInfoReady()) {
         return false;
     }
-    isRevoke = packageInfo_->action == ACTION_REVOKE;
+    isRevoke = packageInfo_->action == Formats::ACTION_REVOKE;
     return true;
 }
 

@@ -3,35 +3,19 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "common/log.h"
 #include "formats/device_paths.h"
+#include "formats/recover_list.h"
 #include "handles/file.h"
 #include "handles/json.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendEngine {
+using Formats::RecoverList;
 using Handles::File;
 using Handles::JsonRoot;
-using Handles::JsonText;
-
-namespace {
-JsonText PrintList(const std::vector<std::string>& bundleNames)
-{
-    const JsonRoot root(cJSON_CreateObject());
-    cJSON* list = cJSON_CreateArray();
-    if (cJSON_AddItemToObject(root.get(), "list", list) == 0) {
-        cJSON_Delete(list);
-        return nullptr;
-    }
-    for (const auto& name : bundleNames) {
-        cJSON_AddItemToArray(list, cJSON_CreateString(name.c_str()));
-    }
-    return JsonText(cJSON_Print(root.get()));
-}
-} // namespace
 
 bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleNames)
 {
@@ -47,8 +31,8 @@ bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleN
     if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
         FileUtils::SetGidAndUidToTavomend(Formats::RECOVER_LIST_PATH);
     }
-    const JsonText text = PrintList(bundleNames);
-    const bool isWritten = text != nullptr && fwrite(text.get(), strlen(text.get()), 1, file.get()) == 1;
+    const std::string text = Formats::PrintRecoverList(bundleNames);
+    const bool isWritten = fwrite(text.data(), text.size(), 1, file.get()) == 1;
     const bool isClosed = fclose(file.release()) == 0; // a full disk may show only here
     RemoveRevokeBakFile();
     return isWritten && isClosed;
@@ -56,36 +40,28 @@ bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleN
 
 bool RecoverFileTool::GetRecoverBundleNameList(std::vector<std::string>& bundleNames)
 {
-    const bool hasBackup = FileUtils::FileIsExist(Formats::BACKUP_RECOVER_LIST_PATH);
-    const std::string path = hasBackup ? Formats::BACKUP_RECOVER_LIST_PATH : Formats::RECOVER_LIST_PATH;
+    const std::string path = Formats::RecoverListInForce();
     if (!FileUtils::FileIsExist(path)) {
         TAVOMEND_LOG_I("get recover bundleName list end");
         return true;
     }
     const JsonRoot root(jsonTool_.ParseJsonFromFile(path));
-    if (root == nullptr) {
+    const RecoverList list = Formats::ParseRecoverList(root.get());
+    if (list.kind == RecoverList::Kind::NO_JSON) {
         TAVOMEND_LOG_E("cJSON root is NULL.");
         return false;
     }
-    const cJSON* list = jsonTool_.GetArray(root.get(), "list");
-    if (list == nullptr) {
+    if (list.kind == RecoverList::Kind::NO_LIST) {
         TAVOMEND_LOG_E("listArr is null");
         return false;
     }
-    bool isComplete = true;
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, list)
-    {
-        if (cJSON_IsString(item) == 0) {
-            // The configuration parser's words: log filters know this one.
-            TAVOMEND_LOG_E("parse product model failed");
-            isComplete = false;
-            break;
-        }
-        bundleNames.emplace_back(item->valuestring);
+    if (list.kind == RecoverList::Kind::BAD_ELEMENT) {
+        // The configuration parser's words: log filters know this one.
+        TAVOMEND_LOG_E("parse product model failed");
     }
+    bundleNames.insert(bundleNames.end(), list.names.begin(), list.names.end());
     TAVOMEND_LOG_I("get recover bundleName list end");
-    return isComplete;
+    return list.kind == RecoverList::Kind::WHOLE;
 }
 
 void RecoverFileTool::RenameRevokeFileToBak()

@@ -9,18 +9,22 @@
 #include "platform/utility/json_tool.h"
 
 namespace ORVX::TavomendEngine {
-// Written by the ready state (revoke package) and the revoke state, read by the app patch manager and, at boot, by the
-// platform. The file is {"list": ["NAME", ...]}. Its backup copy, made before the applications are checked, takes
-// precedence, so that a pass that was interrupted resumes with the same names.
+// Used by the ready and revoke states, which write the list, and by the app patch manager, which reads it; at boot the
+// platform reads it too (formats/recover_list.h has the format). The backup copy, made before the applications are
+// checked, takes precedence, so that a pass that was interrupted goes on with the same names. One operation at a time.
 class RecoverFileTool : public virtual RefBase {
 public:
-    // Writes the list and drops the backup. An empty list writes nothing and succeeds.
+    // Writes the names in their order, and drops the backup: a new list makes it obsolete. An empty list writes
+    // nothing, leaves both files and succeeds. False when the list could not be written whole; a cut one may be left
+    // then.
     [[nodiscard]] bool WriteReInstallFile(const std::vector<std::string>& bundleNames);
-    // Appends the names, of the backup if there is one. True also without any file; false for a damaged one (the names
-    // before the damage stay appended).
+    // Appends the names of the list in force. True also without any file; false for a damaged one (the names before
+    // the damage stay appended).
     [[nodiscard]] bool GetRecoverBundleNameList(std::vector<std::string>& bundleNames);
-    // Makes the list the backup, replacing an old one.
+    // Makes the list the backup, replacing an old one; without a list nothing is done. A failure is only logged, and
+    // leaves the list where it is.
     void RenameRevokeFileToBak();
+    // A failure is only logged; the backup then goes on taking precedence.
     void RemoveRevokeBakFile();
     // Of the list, not of the backup.
     [[nodiscard]] bool RecoverFileIsExist();

@@ -15,21 +15,25 @@ enum class PatchFileType : int32_t {
     APP = 0,
 };
 
-// Owned by each of the two package managers. Stateless.
+// Owned by each of the two package managers. Stateless; from any thread. Every failure is false and one error line in
+// the log, which says why.
 class RsaSignVerifyTool : public virtual RefBase {
 public:
     struct SignInfo {
-        std::string patchFilePath;
+        std::string patchFilePath; // what is signed
         std::string signFilePath;
         PatchFileType type = PatchFileType::APP;
     };
 
-    // True when both files exist and the signature verifies. Both are read whole into memory.
+    // True when both files exist and the signature verifies under the key of their type.
     [[nodiscard]] static bool VerifyFileIntegrity(const SignInfo& info);
+    // The same for files that exist. Both are read whole into memory; an empty one is refused.
     [[nodiscard]] static bool VerifySign(const SignInfo& info);
     // The key file of a type, PEM "PUBLIC KEY"; empty for a type without one.
     [[nodiscard]] static std::string GetPubKeyPath(PatchFileType type);
+    // Whether the path names a file; its content is not looked at.
     [[nodiscard]] static bool CheckPubKey(const std::string& path);
+    // rsa stays the caller's. False for a null key and for empty data or signature, too.
     [[nodiscard]] static bool VerifyEVP(RSA* rsa, const std::string& data, const std::string& sign);
 };
 } // namespace ORVX::TavomendEngine

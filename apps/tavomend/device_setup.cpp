@@ -56,9 +56,9 @@ bool CopyFactoryFiles(const std::string& root, const std::vector<std::string>& f
         }
         const bool isFwk = manifest->bundleType == Formats::BUNDLE_TYPE_SERVICE_FWK;
         const std::string name = fs::path(file).stem().string();
-        const fs::path apps = fs::path(root) / "system/app" / (isFwk ? "appServiceFwk" : "");
+        const fs::path apps = fs::path(root + Formats::FACTORY_APP_DIR) / (isFwk ? "appServiceFwk" : "");
         const fs::path dir = dirs.emplace(manifest->bundleName, apps / name).first->second;
-        if (!FileUtils::ReplaceFileByCopy(file, (dir / (name + ".vab")).string(), FILE_MODE)) {
+        if (!FileUtils::ReplaceFileByCopy(file, (dir / (name + Formats::BUNDLE_FILE_SUFFIX)).string(), FILE_MODE)) {
             error = "cannot copy " + file + " to " + dir.string();
             return false;
         }

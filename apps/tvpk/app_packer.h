@@ -1,4 +1,4 @@
-// Packs an application directory into an application package file (.vab).
+// Packs an application directory into a bundle file (.vab).
 #ifndef TAVOMEND_APPS_TVPK_APP_PACKER_H
 #define TAVOMEND_APPS_TVPK_APP_PACKER_H
 

@@ -183,9 +183,9 @@ int RunTvpk(int argc, char** argv)
     keygen->add_option("--bits", bits, "Size of the RSA key")->check(CLI::Range(2048, 8192))->capture_default_str();
     keygen->callback([&] { result = RunKeygen(out, bits); });
 
-    auto* pack = program.add_subcommand("pack", "Pack an application directory into a .vab file");
+    auto* pack = program.add_subcommand("pack", "Pack an application directory into a bundle file (.vab)");
     pack->add_option("DIR", one, "Directory with a manifest.json at its top")->required();
-    pack->add_option("OUT", two, "The package file to write")->required();
+    pack->add_option("OUT", two, "The bundle file to write")->required();
     pack->add_option("--level", level, "Deflate level")->check(CLI::Range(0, 9))->capture_default_str();
     pack->callback([&] { result = RunPack(one, two, level); });
 

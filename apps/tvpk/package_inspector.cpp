@@ -1,23 +1,29 @@
 #include "apps/tvpk/package_inspector.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "apps/common/text_table.h"
+#include "formats/patch_paths.h"
 #include "formats/signature.h"
 
 namespace ORVX::Tvpk {
-using Formats::ConfigFile;
-using Formats::PatchConfig;
+using Formats::PackageInfo;
 using Formats::ZipArchive;
+using Json = nlohmann::ordered_json;
 
 namespace {
-uint64_t SizeOf(const ZipArchive& archive, const ConfigFile& file)
+constexpr auto REPLACE = Json::error_handler_t::replace;
+
+const Formats::ArchiveMember* FindMember(const ZipArchive& archive, const std::string& target)
 {
-    const auto& members = archive.Members();
-    const auto found = std::find_if(members.begin(), members.end(),
-                                    [&file](const auto& member) { return "/" + member.name == file.member; });
-    return found == members.end() ? 0 : found->size;
+    const auto name = Formats::MemberNameOf(target);
+    return name ? archive.Find(*name) : nullptr;
+}
+
+// JSON for scripts is UTF-8; what a package brings need not be.
+std::string AsUtf8(const std::string& text)
+{
+    return Json::parse(Json(text).dump(-1, ' ', false, REPLACE)).get<std::string>();
 }
 
 const char* ActionName(int action)
@@ -27,7 +33,7 @@ const char* ActionName(int action)
 }
 } // namespace
 
-std::optional<PatchConfig> ReadPackageConfig(const ZipArchive& archive, std::vector<std::string>& problems)
+std::optional<PackageInfo> ReadPackageConfig(const ZipArchive& archive, std::vector<std::string>& problems)
 {
     std::string error;
     const auto text = archive.ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, error);
@@ -54,45 +60,45 @@ std::vector<std::string> VerifyPackage(const std::string& package, const std::st
     if (!config) {
         return problems;
     }
-    for (const auto& app : config->apps) {
-        for (const auto& file : app.files) {
-            if (!archive->Has(file.member.substr(std::min<size_t>(1, file.member.size())))) {
-                problems.push_back(app.bundleName + ": the archive has no member " + file.member);
+    for (const auto& app : config->appsList) {
+        for (const auto& target : app.diffPaths) {
+            if (FindMember(*archive, target) == nullptr) {
+                problems.push_back(app.bundleName + ": the archive has no member " + target);
             }
         }
     }
     return problems;
 }
 
-std::string DescribePackage(const ZipArchive& archive, const PatchConfig& config)
+std::string DescribePackage(const ZipArchive& archive, const PackageInfo& config)
 {
     std::string text = "patch " + config.version + " over " + config.preVersion + ", action " +
                        ActionName(config.action) + ", needs " + std::to_string(config.space) + " KiB\nfor";
-    for (size_t i = 0; i < config.models.size(); ++i) {
-        text += (i == 0 ? " " : ", ") + config.models[i] + " at " + config.baseVersions[i];
+    for (size_t i = 0; i < config.productModel.size(); ++i) {
+        text += (i == 0 ? " " : ", ") + config.productModel[i] + " at " + config.productVersion[i];
     }
     text += "\n\n";
     Cli::TextTable table({"BUNDLE", "VERSION", "PATCH", "TYPE", "SHIPPED AS", "BYTES", "BASE FILE"});
-    for (const auto& app : config.apps) {
-        for (const auto& file : app.files) {
+    for (const auto& app : config.appsList) {
+        for (size_t i = 0; i < app.diffPaths.size(); ++i) {
+            const Formats::ArchiveMember* member = FindMember(archive, app.diffPaths[i]);
             table.Add({app.bundleName, std::to_string(app.preVersion) + " -> " + std::to_string(app.version),
-                       app.patchType, app.appType, Formats::IsDifference(file) ? "difference" : "whole",
-                       std::to_string(SizeOf(archive, file)), file.base});
+                       app.appPatchType, app.appType, Formats::IsDifference(app.diffPaths[i]) ? "difference" : "whole",
+                       member == nullptr ? "missing" : std::to_string(member->size), app.basePaths[i]});
         }
     }
-    return config.apps.empty() ? text + "no applications: those of the patch in force are brought back\n"
-                               : text + table.ToString();
+    return config.appsList.empty() ? text + "no applications: those of the patch in force are brought back\n"
+                                   : text + table.ToString();
 }
 
-std::string DescribePackageAsJson(const ZipArchive& archive, const PatchConfig& config)
+std::string DescribePackageAsJson(const ZipArchive& archive, const PackageInfo& config)
 {
-    using Json = nlohmann::ordered_json;
-    Json root = Json::parse(Formats::WritePatchConfig(config));
     Json members = Json::array();
     for (const auto& member : archive.Members()) {
         members.push_back({{"name", member.name}, {"size", member.size}, {"packedSize", member.packedSize}});
     }
-    const Json out = {{"schema", 1}, {"configuration", root}, {"members", members}};
-    return out.dump(2) + "\n";
+    const Json out = {
+        {"schema", 1}, {"configuration", Json::parse(AsUtf8(Formats::WritePatchConfig(config)))}, {"members", members}};
+    return out.dump(2, ' ', false, REPLACE) + "\n";
 }
 } // namespace ORVX::Tvpk

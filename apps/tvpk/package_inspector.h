@@ -1,4 +1,4 @@
-// Looks into a patch package, for people and scripts.
+// Looks into a patch package, for people and scripts. Nothing here asks a device.
 #ifndef TAVOMEND_APPS_TVPK_PACKAGE_INSPECTOR_H
 #define TAVOMEND_APPS_TVPK_PACKAGE_INSPECTOR_H
 
@@ -11,14 +11,15 @@
 
 namespace ORVX::Tvpk {
 // The configuration of a package; nothing when it cannot be read, with every reason in `problems`.
-[[nodiscard]] std::optional<Formats::PatchConfig> ReadPackageConfig(const Formats::ZipArchive& archive,
+[[nodiscard]] std::optional<Formats::PackageInfo> ReadPackageConfig(const Formats::ZipArchive& archive,
                                                                     std::vector<std::string>& problems);
 // Every problem of a package and its signature; none when a device with that key takes it.
 [[nodiscard]] std::vector<std::string> VerifyPackage(const std::string& package, const std::string& signature,
                                                      const std::string& publicKey);
-[[nodiscard]] std::string DescribePackage(const Formats::ZipArchive& archive, const Formats::PatchConfig& config);
-// The same as JSON text.
-[[nodiscard]] std::string DescribePackageAsJson(const Formats::ZipArchive& archive, const Formats::PatchConfig& config);
+// For people: what it is for, and a line for each file; a file that the archive lacks is "missing".
+[[nodiscard]] std::string DescribePackage(const Formats::ZipArchive& archive, const Formats::PackageInfo& config);
+// The configuration and the archive's members as JSON ("schema" 1). Text that is no UTF-8 comes with U+FFFD in it.
+[[nodiscard]] std::string DescribePackageAsJson(const Formats::ZipArchive& archive, const Formats::PackageInfo& config);
 } // namespace ORVX::Tvpk
 
 #endif

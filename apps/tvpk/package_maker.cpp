@@ -8,6 +8,8 @@
 
 #include "diff/difference_maker.h"
 #include "formats/bundle_file.h"
+#include "formats/device_paths.h"
+#include "formats/patch_paths.h"
 #include "formats/signature.h"
 #include "formats/status_words.h"
 #include "formats/zip_archive.h"
@@ -15,11 +17,10 @@
 
 namespace ORVX::Tvpk {
 namespace fs = std::filesystem;
+using Formats::AppInfo;
 using Formats::BundleFile;
 using Formats::BundleManifest;
-using Formats::ConfigApp;
-using Formats::ConfigFile;
-using Formats::PatchConfig;
+using Formats::PackageInfo;
 using TavomendEngine::FileUtils;
 
 namespace {
@@ -86,6 +87,27 @@ bool ReadSides(const ReleaseFile& file, BundleManifest& before, BundleManifest& 
     after = *newManifest;
     return true;
 }
+
+// Both sides against the application that the first file has named.
+bool CheckSides(const AppInfo& app, const ReleaseFile& file, const BundleManifest& before, const BundleManifest& after,
+                std::string& error)
+{
+    const std::string& name = app.bundleName;
+    const bool isHot = app.appPatchType == Formats::PATCH_TYPE_HOT;
+    if (after.bundleName != name) {
+        error = file.newPath + " is " + after.bundleName + ", not " + name;
+    } else if (after.versionCode != app.version || before.versionCode != app.preVersion) {
+        error = "the files of " + name + " have different version codes";
+    } else if (after.versionCode <= before.versionCode) {
+        error = name + ": version " + std::to_string(after.versionCode) + " is not above version " +
+                std::to_string(before.versionCode);
+    } else if (isHot && app.appType != Formats::APP_TYPE_INTERNAL) {
+        error = name + ": a service framework can be patched cold only";
+    } else if (isHot && (before.keepAlive || after.keepAlive)) {
+        error = name + ": a keep-alive application is never installed hot; patch it cold";
+    }
+    return error.empty();
+}
 } // namespace
 
 PackageMaker::PackageMaker(const Release& release, bool isPlainOnly, Progress progress)
@@ -99,17 +121,17 @@ bool PackageMaker::Make(const std::string& privateKeyPath, const std::string& ou
     if (!CheckRelease(error)) {
         return false;
     }
-    PatchConfig& config = made.config;
+    PackageInfo& config = made.config;
     config.version = release_.version;
     config.preVersion = release_.preVersion;
-    config.models = release_.models;
-    config.baseVersions = release_.baseVersions;
+    config.productModel = release_.models;
+    config.productVersion = release_.baseVersions;
     config.action = release_.isRevoke ? Formats::ACTION_REVOKE : Formats::ACTION_ENABLE;
     config.dataKept = release_.dataKept;
     config.needReboot = release_.needReboot;
     std::set<std::string> names;
     for (const auto& app : release_.apps) {
-        ConfigApp described;
+        AppInfo described;
         if (!DescribeApp(app, described, error)) {
             return false;
         }
@@ -117,8 +139,9 @@ bool PackageMaker::Make(const std::string& privateKeyPath, const std::string& ou
             error = described.bundleName + " is named twice";
             return false;
         }
-        config.apps.push_back(std::move(described));
+        config.appsList.push_back(std::move(described));
     }
+    config.appsSize = static_cast<int32_t>(config.appsList.size());
     const WorkDir work(outDir);
     if (!work.IsMade()) {
         error = "cannot write to " + outDir;
@@ -158,13 +181,13 @@ bool PackageMaker::CheckRelease(std::string& error) const
     return error.empty();
 }
 
-bool PackageMaker::DescribeApp(const ReleaseApp& app, ConfigApp& config, std::string& error) const
+bool PackageMaker::DescribeApp(const ReleaseApp& app, AppInfo& config, std::string& error) const
 {
-    if (app.patch != "hot" && app.patch != "cold") {
+    if (app.patch != Formats::PATCH_TYPE_HOT && app.patch != Formats::PATCH_TYPE_COLD) {
         error = "\"patch\" is neither \"hot\" nor \"cold\" but \"" + app.patch + "\"";
         return false;
     }
-    if (app.type != "internal" && app.type != "appServiceFwk") {
+    if (app.type != Formats::APP_TYPE_INTERNAL && app.type != Formats::APP_TYPE_SERVICE_FWK) {
         error = "\"type\" is neither \"internal\" nor \"appServiceFwk\" but \"" + app.type + "\"";
         return false;
     }
@@ -172,7 +195,7 @@ bool PackageMaker::DescribeApp(const ReleaseApp& app, ConfigApp& config, std::st
         error = "an application has no files";
         return false;
     }
-    config.patchType = app.patch;
+    config.appPatchType = app.patch;
     config.appType = app.type;
     std::set<std::string> products;
     for (const auto& file : app.files) {
@@ -181,33 +204,23 @@ bool PackageMaker::DescribeApp(const ReleaseApp& app, ConfigApp& config, std::st
         if (!CheckBase(file.base, error) || !ReadSides(file, before, after, error)) {
             return false;
         }
-        if (config.files.empty()) {
+        if (config.basePaths.empty()) {
             config.bundleName = after.bundleName;
             config.version = after.versionCode;
             config.preVersion = before.versionCode;
         }
-        const std::string& name = config.bundleName;
-        if (after.bundleName != name) {
-            error = file.newPath + " is " + after.bundleName + ", not " + name;
-        } else if (after.versionCode != config.version || before.versionCode != config.preVersion) {
-            error = "the files of " + name + " have different version codes";
-        } else if (after.versionCode <= before.versionCode) {
-            error = name + ": version " + std::to_string(after.versionCode) + " is not above version " +
-                    std::to_string(before.versionCode);
-        } else if (app.patch == "hot" && app.type != "internal") {
-            error = name + ": a service framework can be patched cold only";
-        } else if (app.patch == "hot" && (before.keepAlive || after.keepAlive)) {
-            error = name + ": a keep-alive application is never installed hot; patch it cold";
-        }
-        const ConfigFile entry{file.base, "/" + name + "/" + FileNameOf(file.base), ""};
-        if (error.empty() && !products.insert(Formats::ProductPathOf(config, entry)).second) {
-            error = name + ": two files would be rebuilt as " + FileNameOf(file.base);
-        }
-        if (!error.empty()) {
+        if (!CheckSides(config, file, before, after, error)) {
             return false;
         }
-        config.files.push_back(entry);
+        config.basePaths.push_back(file.base);
+        config.diffPaths.push_back("/" + config.bundleName + "/" + FileNameOf(file.base));
+        if (!products.insert(Formats::ProductPathOf(config, config.diffPaths.size() - 1)).second) {
+            error = config.bundleName + ": two files would be rebuilt as " + FileNameOf(file.base);
+            return false;
+        }
     }
+    config.fileNum = static_cast<int32_t>(config.basePaths.size());
+    config.appsHashs.resize(config.basePaths.size());
     return true;
 }
 
@@ -215,13 +228,16 @@ bool PackageMaker::AddFiles(const std::string& workDir, MadePackage& made, std::
 {
     uint64_t space = 0;
     for (size_t i = 0; i < release_.apps.size(); ++i) {
-        ConfigApp& app = made.config.apps[i];
-        for (size_t k = 0; k < app.files.size(); ++k) {
+        AppInfo& app = made.config.appsList[i];
+        for (size_t k = 0; k < app.diffPaths.size(); ++k) {
             MadeFile file;
             file.bundleName = app.bundleName;
-            if (!MakeFile(release_.apps[i].files[k], workDir, app.files[k], file, error)) {
+            file.member = app.diffPaths[k].substr(1);
+            if (!MakeFile(release_.apps[i].files[k], workDir, file, error)) {
                 return false;
             }
+            app.diffPaths[k] = "/" + file.member;
+            app.appsHashs[k] = file.hash;
             space += (file.newSize + KIB - 1) / KIB;
             made.files.push_back(std::move(file));
         }
@@ -234,14 +250,14 @@ bool PackageMaker::AddFiles(const std::string& workDir, MadePackage& made, std::
     return true;
 }
 
-bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDir, ConfigFile& file, MadeFile& made,
+bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDir, MadeFile& made,
                             std::string& error) const
 {
-    file.hash = Formats::Sha256OfFile(source.newPath, error);
-    if (file.hash.empty()) {
+    made.hash = Formats::Sha256OfFile(source.newPath, error);
+    if (made.hash.empty()) {
         return false;
     }
-    const std::string shipped = workDir + file.member;
+    const std::string shipped = workDir + "/" + made.member;
     if (!FileUtils::MakeDirs(shipped.substr(0, shipped.rfind('/')))) {
         error = "cannot write to " + workDir;
         return false;
@@ -253,24 +269,24 @@ bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDi
         Difference::DifferenceReport report;
         Difference::DifferenceOptions options;
         options.isPlainOnly = isPlainOnly_;
-        if (!Difference::MakeDifference({source.oldPath, source.newPath, shipped + ".diff"}, options, report, error)) {
+        if (!Difference::MakeDifference({source.oldPath, source.newPath, shipped + Formats::DIFF_SUFFIX}, options, report,
+                                        error)) {
             return false;
         }
         isWhole = report.differenceSize >= made.newSize; // then a difference costs and gains nothing
         made.kind = Difference::DifferenceKindName(report.kind);
         made.shippedSize = report.differenceSize;
     }
-    if (isWhole) {
-        made.kind = "whole";
-        made.shippedSize = made.newSize;
-        if (!FileUtils::ReplaceFileByCopy(source.newPath, shipped, 0644)) {
-            error = "cannot write " + shipped;
-            return false;
-        }
-    } else {
-        file.member += ".diff";
+    if (!isWhole) {
+        made.member += Formats::DIFF_SUFFIX;
+        return true;
     }
-    made.member = file.member.substr(1);
+    made.kind = "whole";
+    made.shippedSize = made.newSize;
+    if (!FileUtils::ReplaceFileByCopy(source.newPath, shipped, 0644)) {
+        error = "cannot write " + shipped;
+        return false;
+    }
     return true;
 }
 

@@ -17,34 +17,39 @@ constexpr const char* SIGNATURE_NAME = "tavomend_sign.bin";
 // One file of the package, for people.
 struct MadeFile {
     std::string bundleName;
-    std::string member;
-    std::string kind; // how it is shipped: a kind of difference, or "whole"
-    uint64_t newSize = 0;
-    uint64_t shippedSize = 0;
+    std::string member;       // in the archive
+    std::string hash;         // SHA-256 of the new file
+    std::string kind;         // how it is shipped: a kind of difference, or "whole"
+    uint64_t newSize = 0;     // bytes
+    uint64_t shippedSize = 0; // bytes in the archive
 };
 
 struct MadePackage {
-    Formats::PatchConfig config;
+    Formats::PackageInfo config;
     std::vector<MadeFile> files;
-    uint64_t packageSize = 0;
+    uint64_t packageSize = 0; // bytes
 };
 
-// Refuses, with one line in `error`, whatever would fail on the device. Everything is made in a directory beside the
-// output and moved into place at the end, so that a failure leaves no file.
+// Used by `tvpk make`, once per object. Refuses, with one line in `error`, whatever would fail on the device.
+// Everything is made in a directory beside the output and moved into place at the end, so that a failure leaves no
+// file.
 class PackageMaker {
 public:
     using Progress = std::function<void(const std::string& line)>;
-    // isPlainOnly: differences are plain zstd frames.
+    // release must outlive the maker. isPlainOnly: differences are plain zstd frames. progress: gets a line for people
+    // before each step that takes long, on the caller's thread.
     PackageMaker(const Release& release, bool isPlainOnly, Progress progress);
+    // Writes PACKAGE_NAME and SIGNATURE_NAME into outDir, which is made when it is missing, and tells in `made` what is
+    // in them. The signature is checked with the key's public half before anything is moved out.
     [[nodiscard]] bool Make(const std::string& privateKeyPath, const std::string& outDir, MadePackage& made,
                             std::string& error);
 
 private:
     [[nodiscard]] bool CheckRelease(std::string& error) const;
-    [[nodiscard]] bool DescribeApp(const ReleaseApp& app, Formats::ConfigApp& config, std::string& error) const;
+    [[nodiscard]] bool DescribeApp(const ReleaseApp& app, Formats::AppInfo& config, std::string& error) const;
     [[nodiscard]] bool AddFiles(const std::string& workDir, MadePackage& made, std::string& error) const;
-    [[nodiscard]] bool MakeFile(const ReleaseFile& source, const std::string& workDir, Formats::ConfigFile& file,
-                                MadeFile& made, std::string& error) const;
+    [[nodiscard]] bool MakeFile(const ReleaseFile& source, const std::string& workDir, MadeFile& made,
+                                std::string& error) const;
     [[nodiscard]] bool WritePackage(const std::string& workDir, const MadePackage& made, std::string& error) const;
 
     const Release& release_;

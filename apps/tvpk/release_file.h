@@ -31,8 +31,9 @@ struct Release {
     std::vector<ReleaseApp> apps;
 };
 
-// Paths of package files are taken from the release file's folder on. Nothing on failure, with one line that says what
-// is wrong and where; an unknown key is an error, it is a typing mistake more often than not.
+// Paths of bundle files are taken from the release file's folder on; whether they exist is not looked at. Nothing on
+// failure, with one line that says what is wrong and where, the first mistake only; an unknown key is an error, it is a
+// typing mistake more often than not.
 [[nodiscard]] std::optional<Release> ReadReleaseFile(const std::string& path, std::string& error);
 } // namespace ORVX::Tvpk
 

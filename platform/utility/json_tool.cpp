@@ -12,7 +12,11 @@ const cJSON* Member(const cJSON* node, const std::string& key)
 
 cJSON* JsonTool::ParseJsonFromFile(const std::string& path) const
 {
-    const std::string text = FileUtils::GetFileStream(path);
+    return ParseJson(FileUtils::GetFileStream(path));
+}
+
+cJSON* JsonTool::ParseJson(const std::string& text) const
+{
     constexpr cJSON_bool WANT_NOTHING_BEHIND = 1;
     return cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, nullptr, WANT_NOTHING_BEHIND);
 }

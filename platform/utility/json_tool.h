@@ -11,6 +11,8 @@ class JsonTool {
 public:
     // The document's root, to be freed with cJSON_Delete; null when the file cannot be read or is not one JSON value.
     [[nodiscard]] cJSON* ParseJsonFromFile(const std::string& path) const;
+    // The same for a text.
+    [[nodiscard]] cJSON* ParseJson(const std::string& text) const;
     // The value of a member, or the default when the node is null or has no such member of that type. Numbers are
     // truncated towards zero and saturate at the limits of int.
     [[nodiscard]] int GetInt(const cJSON* node, const std::string& key, int defaultValue) const;

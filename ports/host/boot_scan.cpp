@@ -1,26 +1,20 @@
 #include "ports/host/boot_scan.h"
 
 #include <algorithm>
-#include <cjson/cJSON.h>
 #include <filesystem>
 #include <set>
 
+#include "formats/device_paths.h"
+#include "formats/recover_list.h"
 #include "platform/utility/file_utils.h"
-#include "platform/utility/json_tool.h"
 #include "ports/host/host_message.h"
 
 namespace ORVX::TavomendHost {
 namespace fs = std::filesystem;
+using Formats::RecoverList;
 using TavomendEngine::FileUtils;
-using TavomendEngine::JsonTool;
 
 namespace {
-constexpr const char* FACTORY_APP_DIR = "/system/app";
-constexpr const char* PACKAGE_SUFFIX = ".vab";
-constexpr const char* COLD_DIR = "/data/update/tavomend/app/temp/cold";
-constexpr const char* RECOVER_LIST = "/data/update/tavomend/app/temp/tavomend_app_recover.json";
-constexpr const char* RECOVER_LIST_BACKUP = "/data/update/tavomend/app/temp/tavomend_app_recover.json.bak";
-
 // Sorted, so that a scan does the same in the same order every time.
 std::vector<std::string> ListBundleFiles(const std::string& directory)
 {
@@ -28,33 +22,12 @@ std::vector<std::string> ListBundleFiles(const std::string& directory)
     std::error_code error;
     for (fs::recursive_directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
         std::error_code inner;
-        if (fs::is_regular_file(at->symlink_status(inner)) && at->path().extension() == PACKAGE_SUFFIX) {
+        if (fs::is_regular_file(at->symlink_status(inner)) && at->path().extension() == Formats::BUNDLE_FILE_SUFFIX) {
             paths.push_back(at->path().string());
         }
     }
     std::sort(paths.begin(), paths.end());
     return paths;
-}
-
-// False for a list that is there and cannot be read.
-bool ReadRecoverList(std::vector<std::string>& names)
-{
-    const std::string path = FileUtils::FileIsExist(RECOVER_LIST_BACKUP) ? RECOVER_LIST_BACKUP : RECOVER_LIST;
-    if (!FileUtils::FileIsExist(path)) {
-        return true;
-    }
-    const JsonTool json;
-    const std::unique_ptr<cJSON, void (*)(cJSON*)> root(json.ParseJsonFromFile(path), cJSON_Delete);
-    const cJSON* list = json.GetArray(root.get(), "list");
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, list)
-    {
-        if (cJSON_IsString(item) == 0) {
-            return false;
-        }
-        names.emplace_back(item->valuestring);
-    }
-    return list != nullptr;
 }
 } // namespace
 
@@ -74,7 +47,7 @@ ScanReport BootScan::Run()
 
 void BootScan::RegisterFactoryApps()
 {
-    factoryApps_ = CollectSets(FACTORY_APP_DIR);
+    factoryApps_ = CollectSets(Formats::FACTORY_APP_DIR);
     for (const auto& factory : factoryApps_) {
         RegisterFactoryApp(factory.second);
     }
@@ -121,12 +94,16 @@ void BootScan::ForgetMissingFactoryApps()
 
 void BootScan::RestoreRevokedApps()
 {
-    std::vector<std::string> names;
-    if (!ReadRecoverList(names)) {
+    const std::string path = Formats::RecoverListInForce();
+    if (!FileUtils::FileIsExist(path)) {
+        return;
+    }
+    const RecoverList list = Formats::ReadRecoverList(path);
+    if (list.kind != RecoverList::Kind::WHOLE) {
         Skip("", "the recover list is damaged");
         return;
     }
-    for (const auto& name : names) {
+    for (const auto& name : list.names) {
         const auto installed = store_->FindBundle(name);
         const auto factory = factoryApps_.find(name);
         if (!installed || installed->isFactory) {
@@ -144,7 +121,7 @@ void BootScan::RestoreRevokedApps()
 
 void BootScan::TakeInColdBundles()
 {
-    for (const auto& [name, set] : CollectSets(COLD_DIR)) {
+    for (const auto& [name, set] : CollectSets(Formats::COLD_WORK_DIR)) {
         const auto installed = store_->FindBundle(name);
         if (installed && installed->versionCode >= set.manifest.versionCode) {
             continue; // taken in by an earlier scan, or overtaken

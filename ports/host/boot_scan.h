@@ -13,8 +13,8 @@
 
 namespace ORVX::TavomendHost {
 // Factory applications first; then every bundle of the recover list goes back to its factory version; then the rebuilt
-// packages under the cold work directory are taken in. Each step looks at what is there, so that a scan that was cut
-// short and runs again ends the same.
+// bundle files under the cold work directory are taken in. Each step looks at what is there, so that a scan that was
+// cut short and runs again ends the same.
 class BootScan {
 public:
     BootScan(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer);
@@ -28,7 +28,7 @@ private:
     void ForgetMissingFactoryApps();
     void RestoreRevokedApps();
     void TakeInColdBundles();
-    // The whole package files below a directory, by bundle; what cannot be used is reported.
+    // The whole bundle files below a directory, by bundle; what cannot be used is reported.
     [[nodiscard]] Sets CollectSets(const std::string& directory);
     void Report(const std::string& bundleName, const char* action, uint32_t versionCode);
     void Skip(const std::string& bundleName, const std::string& reason);

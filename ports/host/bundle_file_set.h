@@ -1,4 +1,4 @@
-// The package files of one application, as the bundle service judges them.
+// The bundle files of one application, as the bundle service judges them.
 #ifndef TAVOMEND_PORTS_HOST_BUNDLE_FILE_SET_H
 #define TAVOMEND_PORTS_HOST_BUNDLE_FILE_SET_H
 

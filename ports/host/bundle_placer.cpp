@@ -6,10 +6,12 @@
 #include <filesystem>
 #include <set>
 
+#include "formats/device_paths.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::TavomendHost {
 namespace fs = std::filesystem;
+using Formats::INSTALLED_APP_DIR;
 using TavomendEngine::FileUtils;
 
 namespace {
@@ -42,7 +44,7 @@ bool CopyIntoPlace(InstalledBundle& bundle, const std::string& dir)
 {
     FileUtils::CleanDir(STAGING_DIR, true);
     for (auto& [module, path] : bundle.modules) {
-        const std::string name = module + ".vab";
+        const std::string name = module + Formats::BUNDLE_FILE_SUFFIX;
         if (!FileUtils::ReplaceFileByCopy(path, std::string(STAGING_DIR) + "/" + name, PACKAGE_FILE_MODE)) {
             return false;
         }

@@ -10,8 +10,6 @@
 #include "ports/host/bundle_store.h"
 
 namespace ORVX::TavomendHost {
-constexpr const char* INSTALLED_APP_DIR = "/data/app";
-
 // Files are staged, flushed and renamed into a new directory; then the store's one transaction makes the new version
 // the installed one; then the old directory goes. A power cut at any point leaves the old version or the new one, and
 // leftovers that the next scan removes. Used by the installer's threads and by the boot scan.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "formats/device_paths.h"
 #include "platform/api/common_event.h"
 #include "platform/utility/file_utils.h"
 #include "ports/host/account_service.h"
@@ -20,15 +21,9 @@ constexpr const char* ACCOUNT_FILE = "/etc/passwd";
 constexpr const char* ACCOUNTS = "root:x:0:0:root:/:/bin/false\n"
                                  "tavomend:x:1011:1011:hot-patch engine:/:/bin/false\n";
 constexpr const char* DIRECTORIES[] = {
-    "/data/app",
-    "/data/update/tavomend/package",
-    "/data/update/tavomend/app/temp",
-    "/data/update/tavomend/app/status",
-    "/data/service/bundles",
-    "/data/log/tavomend",
-    "/system/app",
-    "/etc/certificate",
-    "/tmp",
+    Formats::INSTALLED_APP_DIR, Formats::PACKAGE_DIR,    Formats::WORK_DIR,
+    Formats::STATUS_DIR,        "/data/service/bundles", "/data/log/tavomend",
+    Formats::FACTORY_APP_DIR,   "/etc/certificate",      "/tmp",
 };
 } // namespace
 

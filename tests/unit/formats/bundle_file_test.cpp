@@ -7,10 +7,20 @@
 namespace ORVX::TavomendTest {
 namespace {
 using Formats::BundleFile;
+using Formats::BundleManifest;
 
-class PackageReaderTest : public DeviceTest {};
+class BundleFileTest : public DeviceTest {
+protected:
+    // The reason why a file with these bytes is refused; empty when it is not.
+    static std::string Refusal(const std::string& bytes)
+    {
+        WriteFile("/data/a.vab", bytes);
+        std::string error;
+        return BundleFile::Read("/data/a.vab", error) ? "" : error;
+    }
+};
 
-TEST_F(PackageReaderTest, ReadsAWholePackage)
+TEST_F(BundleFileTest, ReadsAWholeFile)
 {
     WriteFile("/data/a.vab", Vab{"com.a", 7, "feature", R"("keepAlive": true, "bundleType": "appServiceFwk")"}.Bytes());
     std::string error;
@@ -25,48 +35,94 @@ TEST_F(PackageReaderTest, ReadsAWholePackage)
     EXPECT_EQ(manifest->bundleType, "appServiceFwk");
 }
 
-TEST_F(PackageReaderTest, RefusesAPackageCutAnywhereOrDamaged)
+TEST_F(BundleFileTest, RefusesAFileCutAnywhereOrDamaged)
 {
     const std::string whole = Vab{"com.a", 1, "entry", "", std::string(500, 'p')}.Bytes();
-    std::string error;
+    EXPECT_EQ(Refusal(whole), "");
     for (size_t length = 0; length < whole.size(); length += 7) {
-        WriteFile("/data/a.vab", whole.substr(0, length));
-        EXPECT_FALSE(BundleFile::Read("/data/a.vab", error)) << length;
+        EXPECT_NE(Refusal(whole.substr(0, length)), "") << length;
     }
     std::string damaged = whole;
     const size_t data = damaged.find("code") + 4;
     damaged[data + 3] = static_cast<char>(damaged[data + 3] ^ 0x10);
-    WriteFile("/data/a.vab", damaged);
-    EXPECT_FALSE(BundleFile::Read("/data/a.vab", error));
-    EXPECT_EQ(error, "/data/a.vab is damaged in its member code");
+    EXPECT_EQ(Refusal(damaged), "/data/a.vab: the member code is damaged");
 }
 
-TEST_F(PackageReaderTest, JudgesManifests)
+TEST_F(BundleFileTest, WantsOneManifestOfAReasonableSize)
 {
+    const std::string good = R"({"bundleName": "com.a", "versionCode": 1})";
+    const std::string filler(65536 - good.size(), ' ');
+    EXPECT_EQ(Refusal(ZipBuilder().Add("manifest.json", good + filler).Build()), "");
+    EXPECT_EQ(Refusal(ZipBuilder().Add("manifest.json", good + filler + " ").Build()),
+              "/data/a.vab: the member manifest.json is larger than 65536 bytes");
+    EXPECT_EQ(Refusal(ZipBuilder().Add("dir/manifest.json", good).Build()),
+              "/data/a.vab has no manifest.json at its top");
+    EXPECT_EQ(Refusal(ZipBuilder().Add("manifest.json", good).Add("manifest.json", good).Build()),
+              "/data/a.vab has more than one manifest.json");
+    EXPECT_EQ(Refusal(ZipBuilder().Add("manifest.json", "[]").Build()),
+              "/data/a.vab: manifest.json is not a JSON object, or has a NUL in it");
+}
+
+TEST_F(BundleFileTest, FillsInWhatAManifestLeavesOut)
+{
+    std::string error;
+    const std::string name(199, 'n');
+    const auto manifest = BundleFile::ParseManifest(
+        R"({"bundleName": ")" + name + R"(", "versionCode": 2147483647, "note": "\\u0000"})", error);
+    ASSERT_TRUE(manifest) << error;
+    EXPECT_EQ(manifest->bundleName, name);
+    EXPECT_EQ(manifest->versionCode, 2147483647U);
+    EXPECT_EQ(manifest->versionName, "2147483647");
+    EXPECT_EQ(manifest->module, "entry");
+    EXPECT_FALSE(manifest->keepAlive || manifest->singleton);
+    EXPECT_EQ(manifest->bundleType, "app");
+    const auto zero = BundleFile::ParseManifest(R"({"bundleName": "a", "versionCode": 0, "singleton": true})", error);
+    EXPECT_TRUE(zero && zero->singleton && zero->versionCode == 0) << error;
+}
+
+TEST_F(BundleFileTest, JudgesManifests)
+{
+    const std::string noObject = "manifest.json is not a JSON object, or has a NUL in it";
+    const std::string noName = "manifest.json has no usable \"bundleName\" (letters, digits, '.', '_', '-')";
+    const std::string noCode = "manifest.json has no \"versionCode\" from 0 to 2147483647";
+    const std::string noModule = "manifest.json has no usable \"module\" (letters, digits, '.', '_', '-')";
     struct Case {
-        const char* text;
-        const char* error;
+        std::string text;
+        std::string error;
     };
     const Case cases[] = {
-        {"[]", "manifest.json is not a JSON object"},
-        {"{} x", "manifest.json is not a JSON object"},
-        {R"({"versionCode": 1})", "manifest.json has no usable \"bundleName\" (letters, digits, '.', '_', '-')"},
-        {R"({"bundleName": "../x", "versionCode": 1})",
-         "manifest.json has no usable \"bundleName\" (letters, digits, '.', '_', '-')"},
-        {R"({"bundleName": "a", "versionCode": 1.5})", "manifest.json has no \"versionCode\" from 0 to 2147483647"},
-        {R"({"bundleName": "a", "versionCode": 2147483648})",
-         "manifest.json has no \"versionCode\" from 0 to 2147483647"},
+        {"[]", noObject},
+        {"{} x", noObject},
+        {R"({"bundleName": "com.a\u0000x", "versionCode": 1})", noObject},
+        {R"({"bundleName": "a", "versionCode": 1, "note": "\\\u0000"})", noObject},
+        {std::string(R"({"bundleName": "a", "versionCode": 1})") + '\0', noObject},
+        {R"({"versionCode": 1})", noName},
+        {R"({"bundleName": 5, "versionCode": 1})", noName},
+        {R"({"bundleName": "", "versionCode": 1})", noName},
+        {R"({"bundleName": "../x", "versionCode": 1})", noName},
+        {R"({"bundleName": "a/x", "versionCode": 1})", noName},
+        {R"({"bundleName": ".a", "versionCode": 1})", noName},
+        {R"({"bundleName": ")" + std::string(200, 'n') + R"(", "versionCode": 1})", noName},
+        {R"({"bundleName": "a"})", noCode},
+        {R"({"bundleName": "a", "versionCode": "1"})", noCode},
+        {R"({"bundleName": "a", "versionCode": -1})", noCode},
+        {R"({"bundleName": "a", "versionCode": 1.5})", noCode},
+        {R"({"bundleName": "a", "versionCode": 2147483648})", noCode},
+        {R"({"bundleName": "a", "versionCode": 1, "versionName": ""})", "manifest.json: \"versionName\" is not a text"},
+        {R"({"bundleName": "a", "versionCode": 1, "module": 1})", "manifest.json: \"module\" is not a text"},
+        {R"({"bundleName": "a", "versionCode": 1, "bundleType": {}})", "manifest.json: \"bundleType\" is not a text"},
+        {R"({"bundleName": "a", "versionCode": 1, "keepAlive": "true"})",
+         "manifest.json: \"keepAlive\" is neither true nor false"},
         {R"({"bundleName": "a", "versionCode": 1, "singleton": 1})",
          "manifest.json: \"singleton\" is neither true nor false"},
-        {R"({"bundleName": "a", "versionCode": 1, "module": "a/b"})",
-         "manifest.json has no usable \"module\" (letters, digits, '.', '_', '-')"},
+        {R"({"bundleName": "a", "versionCode": 1, "module": "a/b"})", noModule},
         {R"({"bundleName": "a", "versionCode": 1, "bundleType": "x"})",
          "manifest.json: \"bundleType\" is neither \"app\" nor \"appServiceFwk\""},
     };
     for (const auto& bad : cases) {
         std::string error;
         EXPECT_FALSE(BundleFile::ParseManifest(bad.text, error)) << bad.text;
-        EXPECT_EQ(error, bad.error);
+        EXPECT_EQ(error, bad.error) << bad.text;
     }
 }
 } // namespace

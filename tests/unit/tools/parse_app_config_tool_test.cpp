@@ -1,23 +1,59 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <mutex>
+#include <regex>
 
 #include "formats/device_paths.h"
+#include "platform/api/kalog.h"
+#include "ports/host/host_log.h"
 #include "tests/support/device_fixture.h"
+#include "tests/unit/formats/config_cases.h"
 #include "tools/parse_app_config_tool.h"
 
 namespace ORVX::TavomendTest {
 namespace {
 using TavomendEngine::ParseAppConfigTool;
+using testing::ElementsAre;
+using Lines = std::vector<std::string>;
 
-// One application with two files; the tests change one place of it at a time.
-const std::string GOOD_CONFIG = R"({
- "space": 1, "version": "patch07", "pre_version": "patch00",
- "product": {"model": ["m1", "m2"], "version": ["1.0.0", "1.0.1"]},
- "action": 0, "need_reboot": true,
- "apps": {"size": 1, "list": ["com.a"],
-  "com.a": {"version": 2, "pre_version": 1, "file_num": 2, "app_patch_type": "hot", "app_type": 0,
-   "base_path": ["/system/app/A/A.vab", "/system/app/A/B.vab"],
-   "diff_path": ["/com.a/A.vab.diff", "/com.a/B.vab.diff"],
-   "apps_hash": ["aa", "bb"]}}})";
+const std::string PACKAGE_DUMP = " space: 1 version: patch07 preVersion: patch03 productModel: { m1, m2,} "
+                                 "productVersion: { 1.0.0, 1.0.1,}  action: 0 dataKept: 0 needReboot: 1 appsSize: 2 "
+                                 "appsList: {";
+const std::string FIRST_DUMP = "[ bundleName: com.a version: 2 preVersion: 1 appType: internal fileNum: 2 "
+                               "appPatchType: hot diffPaths: { /com.a/A.vab.diff, /com.a/B.vab.diff,} "
+                               "basePaths: { /system/app/A/A.vab, /system/app/A/B.vab,} appsHashs: { aa, bb,}]";
+const std::string SECOND_DUMP = "[ bundleName: com.b version: 7 preVersion: 5 appType: appServiceFwk fileNum: 1 "
+                                "appPatchType: cold diffPaths: { /com.b/F.vab,} "
+                                "basePaths: { /system/app/appServiceFwk/F/F.vab,} appsHashs: { cc,}]";
+
+// "LEVEL STEP: message" of every line that the tool writes while this lives; all must come from its own source file.
+class ToolLog {
+public:
+    ToolLog()
+    {
+        TavomendHost::HostLog::SetListener([this](int32_t level, const std::string& line) {
+            static const std::regex PREFIXED(R"(\[parse_app_config_tool\.cpp\((\w+)\):[1-9]\d*\] ([^]*))");
+            std::smatch parts;
+            ASSERT_TRUE(std::regex_search(line, parts, PREFIXED)) << line;
+            const char* name = level == KALOG_ERROR ? "E " : level == KALOG_WARN ? "W " : "? ";
+            lines_.push_back(name + parts[1].str() + ": " + parts[2].str());
+        });
+    }
+    ~ToolLog() { TavomendHost::HostLog::SetListener(nullptr); }
+    ToolLog(const ToolLog&) = delete;
+    ToolLog& operator=(const ToolLog&) = delete;
+    [[nodiscard]] const Lines& All() const { return lines_; }
+    [[nodiscard]] Lines BeforeTheDump() const
+    {
+        Lines before = lines_;
+        before.erase(
+            std::find_if(before.begin(), before.end(), [](const auto& line) { return line.rfind("E Dump: ", 0) == 0; }),
+            before.end());
+        return before;
+    }
+
+private:
+    Lines lines_;
+};
 
 class ParseAppConfigToolTest : public DeviceTest {
 protected:
@@ -30,141 +66,86 @@ protected:
     ParseAppConfigTool tool_;
 };
 
-// The text with one place of it changed, which must be there.
-std::string Changed(std::string text, const std::string& from, const std::string& to)
+TEST_F(ParseAppConfigToolTest, ReadsEveryFieldAndDumpsIt)
 {
-    const size_t at = text.find(from);
-    EXPECT_NE(at, std::string::npos) << from;
-    return at == std::string::npos ? text : text.replace(at, from.size(), to);
-}
-
-TEST_F(ParseAppConfigToolTest, ReadsEveryField)
-{
+    EXPECT_FALSE(tool_.GetPackageInfo().isValid);
+    const ToolLog log;
     ASSERT_TRUE(Parse(GOOD_CONFIG));
-    const auto& info = tool_.GetPackageInfo();
-    EXPECT_EQ(info.space, 1);
-    EXPECT_EQ(info.version, "patch07");
-    EXPECT_EQ(info.preVersion, "patch00");
-    EXPECT_EQ(info.productModel, (std::vector<std::string>{"m1", "m2"}));
-    EXPECT_EQ(info.productVersion, (std::vector<std::string>{"1.0.0", "1.0.1"}));
-    EXPECT_EQ(info.action, 0);
-    EXPECT_TRUE(info.isValid);
-    EXPECT_TRUE(info.dataKept);
-    EXPECT_TRUE(info.needReboot);
-    ASSERT_EQ(info.appsList.size(), 1U);
-    const auto& app = info.appsList[0];
-    EXPECT_EQ(app.bundleName, "com.a");
-    EXPECT_EQ(app.sequence, 0);
-    EXPECT_EQ(app.version, 2U);
-    EXPECT_EQ(app.preVersion, 1U);
-    EXPECT_EQ(app.appType, "internal");
-    EXPECT_EQ(app.fileNum, 2);
-    EXPECT_EQ(app.appPatchType, "hot");
-    EXPECT_EQ(app.diffPaths[1], "/com.a/B.vab.diff");
-    EXPECT_EQ(app.basePaths[0], "/system/app/A/A.vab");
-    EXPECT_EQ(app.appsHashs[1], "bb");
+    EXPECT_TRUE(tool_.GetPackageInfo().isValid);
+    ASSERT_EQ(tool_.GetPackageInfo().appsList.size(), 2U);
+    EXPECT_EQ(tool_.GetPackageInfo().appsList[0].sequence, 0);
+    EXPECT_EQ(tool_.GetPackageInfo().appsList[1].sequence, 1);
+    // The dump carries every other field; its format is written by hand above.
+    EXPECT_THAT(log.All(), ElementsAre("W ParseTavomendConfig: result: 1", "E Dump: " + PACKAGE_DUMP,
+                                       "E Dump: " + FIRST_DUMP, "E Dump: " + SECOND_DUMP));
+    EXPECT_EQ(tool_.Dump(), PACKAGE_DUMP + FIRST_DUMP + SECOND_DUMP);
 }
 
-TEST_F(ParseAppConfigToolTest, DumpsInTheDiagnosticFormat)
+TEST_F(ParseAppConfigToolTest, RefusesWithTheStepAndItsMessage)
 {
-    const LogCapture log;
-    ASSERT_TRUE(Parse(GOOD_CONFIG));
-    const std::string package = " space: 1 version: patch07 preVersion: patch00 productModel: { m1, m2,} "
-                                "productVersion: { 1.0.0, 1.0.1,}  action: 0 dataKept: 1 needReboot: 1 appsSize: 1 "
-                                "appsList: {";
-    const std::string app = "[ bundleName: com.a version: 2 preVersion: 1 appType: internal fileNum: 2 "
-                            "appPatchType: hot diffPaths: { /com.a/A.vab.diff, /com.a/B.vab.diff,} "
-                            "basePaths: { /system/app/A/A.vab, /system/app/A/B.vab,} appsHashs: { aa, bb,}]";
-    EXPECT_EQ(tool_.Dump(), package + app);
-    EXPECT_TRUE(log.Contains("result: 1"));
-    EXPECT_TRUE(log.Contains(package));
-    EXPECT_TRUE(log.Contains(app));
-}
-
-struct ConfigCase {
-    const char* name;
-    const char* from;
-    const char* to;
-    bool isValid;
-    const char* message; // that must be logged; empty for a silent refusal
-};
-
-class ConfigCaseTest : public ParseAppConfigToolTest, public testing::WithParamInterface<ConfigCase> {};
-
-TEST_P(ConfigCaseTest, IsJudged)
-{
-    const LogCapture log;
-    const ConfigCase& change = GetParam();
-    EXPECT_EQ(Parse(Changed(GOOD_CONFIG, change.from, change.to)), change.isValid);
-    EXPECT_EQ(tool_.GetPackageInfo().isValid, change.isValid);
-    EXPECT_TRUE(log.Contains(change.message)) << change.message;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Changes, ConfigCaseTest,
-    testing::Values(
-        ConfigCase{"spaceZero", R"("space": 1)", R"("space": 0)", false, "result: 1"},
-        ConfigCase{"spaceMissing", R"("space": 1,)", "", false, "result: 1"},
-        ConfigCase{"spaceOfWrongTypeReadsAsMissing", R"("space": 1)", R"("space": "1")", false, "result: 1"},
-        ConfigCase{"noProduct", R"("product")", R"("Product")", false, "result: 0"},
-        ConfigCase{"noModels", R"(["m1", "m2"])", "[]", false, "result: 0"},
-        ConfigCase{"modelsNoArray", R"(["m1", "m2"])", R"("m1")", false, "root is null"},
-        ConfigCase{"modelIsNumber", R"("m2"])", "5]", false, "parse product model failed"},
-        ConfigCase{"versionIsNumber", R"("1.0.1"])", "5]", false, "parse product version failed"},
-        ConfigCase{"fewerVersionsThanModels", R"(, "1.0.1"])", "]", false, "result: 1"},
-        ConfigCase{"actionMissing", R"("action": 0,)", "", false, "result: 1"},
-        ConfigCase{"actionThree", R"("action": 0)", R"("action": 3)", false, "result: 1"},
-        ConfigCase{"actionOneCountsAnything", R"("action": 0)", R"("action": 1)", true, "result: 1"},
-        ConfigCase{"revokeNamesNoApps", R"("action": 0)", R"("action": 2)", false, "result: 1"},
-        ConfigCase{"noApps", R"("apps")", R"("Apps")", false, "get apps object failed"},
-        ConfigCase{"noList", R"("list")", R"("List")", false, "get app array failed"},
-        ConfigCase{"nameIsNumber", R"(["com.a"])", "[5]", false, "parse app failed"},
-        ConfigCase{"nameWithoutEntry", R"(["com.a"])", R"(["com.b"])", false, "ParseAppInfo failed"},
-        ConfigCase{"sizeTooLarge", R"("size": 1)", R"("size": 2)", false, "result: 1"},
-        ConfigCase{"emptyListEnables", R"("size": 1, "list": ["com.a"])", R"("size": 0, "list": [])", false,
-                   "result: 1"},
-        ConfigCase{"versionNotAbove", R"("version": 2)", R"("version": 1)", false, "result: 1"},
-        ConfigCase{"versionsAreUnsigned", R"("version": 2)", R"("version": -1)", true, "result: 1"},
-        ConfigCase{"patchTypeIsExact", R"("hot")", R"("Hot")", false, "result: 1"},
-        ConfigCase{"coldPasses", R"("hot")", R"("cold")", true, "result: 1"},
-        ConfigCase{"sharedBundlesParseAndFail", R"("app_type": 0)", R"("app_type": 1)", false, "result: 1"},
-        ConfigCase{"serviceFwkPasses", R"("app_type": 0)", R"("app_type": 2)", true, "result: 1"},
-        ConfigCase{"unknownType", R"("app_type": 0)", R"("app_type": 3)", false, "app Type map find failed"},
-        ConfigCase{"fileNumTooSmall", R"("file_num": 2)", R"("file_num": 1)", false, "result: 1"},
-        ConfigCase{"oneHashForTwoFiles", R"(, "bb"])", "]", false, "result: 1"},
-        ConfigCase{"baseIsNumber", R"("/system/app/A/B.vab"])", "5]", false, "parse base path array failed"},
-        ConfigCase{"diffIsNumber", R"("/com.a/B.vab.diff"])", "5]", false, "parse diff path array failed"},
-        ConfigCase{"hashIsNumber", R"("bb"])", "5]", false, "parse file hash array failed"}),
-    [](const auto& test) { return test.param.name; });
-
-TEST_F(ParseAppConfigToolTest, AcceptsARevokeWithoutApplications)
-{
-    const std::string revoke = R"({"space": 1, "version": "patch08",
-        "product": {"model": ["m1"], "version": ["1.0.0"]}, "action": ACTION, "apps": {"size": 0, "list": []}})";
-    EXPECT_TRUE(Parse(Changed(revoke, "ACTION", "2")));
-    EXPECT_TRUE(Parse(Changed(revoke, "ACTION", "1")));
-    EXPECT_FALSE(Parse(Changed(revoke, "ACTION", "0")));
+    for (const auto& change : CONFIG_CASES) {
+        const std::string text = Changed(GOOD_CONFIG, change.from, change.to);
+        const ToolLog log;
+        const bool isTaken = *change.problem == '\0';
+        EXPECT_EQ(Parse(text), isTaken) << change.to;
+        EXPECT_EQ(tool_.GetPackageInfo().isValid, isTaken) << change.to;
+        const std::string refusal = change.refusal;
+        Lines expected;
+        if (!refusal.empty() && refusal != "silent") {
+            expected.push_back("E " + refusal);
+        }
+        expected.push_back(std::string("W ParseTavomendConfig: result: ") + (refusal.empty() ? "1" : "0"));
+        EXPECT_EQ(log.BeforeTheDump(), expected) << change.to;
+        EXPECT_EQ(log.All().size(), expected.size() + 1 + tool_.GetPackageInfo().appsList.size()) << change.to;
+    }
 }
 
 TEST_F(ParseAppConfigToolTest, AnUnreadableDocumentKeepsTheEarlierRecord)
 {
     ASSERT_TRUE(Parse(GOOD_CONFIG));
-    const LogCapture log;
     for (const char* text : {"", "{", "[1,", "{} trailing"}) {
+        const ToolLog log;
         EXPECT_FALSE(Parse(text)) << text;
-        EXPECT_EQ(tool_.GetPackageInfo().version, "patch07");
+        EXPECT_THAT(log.All(), ElementsAre("E ParseTavomendConfig: cJSON root is NULL.")) << text;
+        EXPECT_TRUE(tool_.GetPackageInfo().isValid);
+        EXPECT_EQ(tool_.Dump(), PACKAGE_DUMP + FIRST_DUMP + SECOND_DUMP);
     }
-    EXPECT_EQ(log.Count("cJSON root is NULL."), 4U);
+    std::filesystem::remove(Formats::CONFIG_PATH);
+    EXPECT_FALSE(tool_.ParseTavomendConfig());
 }
 
-TEST_F(ParseAppConfigToolTest, AFailingApplicationIsTheLastOfTheList)
+TEST_F(ParseAppConfigToolTest, AParseStartsAnewAndHoldsWhatWasRead)
 {
-    const std::string two =
-        Changed(Changed(GOOD_CONFIG, R"(["com.a"])", R"(["com.a", "com.x", "com.a"])"), R"("size": 1)", R"("size": 3)");
-    EXPECT_FALSE(Parse(two));
+    ASSERT_TRUE(Parse(GOOD_CONFIG));
+    // Without a product the members around it are read, the applications are not.
+    EXPECT_FALSE(Parse(R"({"space": 9, "version": "v", "pre_version": "p", "action": 2, "need_reboot": true})"));
+    EXPECT_EQ(tool_.Dump(), " space: 9 version: v preVersion: p productModel: {} productVersion: {}  action: 2 "
+                            "dataKept: 1 needReboot: 1 appsSize: -1 appsList: {");
+    EXPECT_FALSE(Parse("{}"));
+    EXPECT_EQ(tool_.Dump(), " space: -1 version:  preVersion:  productModel: {} productVersion: {}  action: -1 "
+                            "dataKept: 1 needReboot: 0 appsSize: -1 appsList: {");
+    // A failing application is the last of the list.
+    EXPECT_FALSE(Parse(Changed(GOOD_CONFIG, R"(["com.a", "com.b"])", R"(["com.a", "com.x", "com.b"])")));
     ASSERT_EQ(tool_.GetPackageInfo().appsList.size(), 2U);
     EXPECT_EQ(tool_.GetPackageInfo().appsList[1].sequence, 1);
-    EXPECT_EQ(tool_.GetPackageInfo().appsList[1].bundleName, "");
+    EXPECT_EQ(tool_.Dump().substr(PACKAGE_DUMP.size() + FIRST_DUMP.size()),
+              "[ bundleName:  version: 0 preVersion: 0 appType:  fileNum: -1 appPatchType:  diffPaths: {} "
+              "basePaths: {} appsHashs: {}]");
+    EXPECT_FALSE(Parse(Changed(GOOD_CONFIG, R"("/com.a/B.vab.diff")", "5")));
+    ASSERT_EQ(tool_.GetPackageInfo().appsList.size(), 1U);
+    EXPECT_EQ(tool_.GetPackageInfo().appsList[0].diffPaths, Lines{"/com.a/A.vab.diff"});
+    EXPECT_TRUE(tool_.GetPackageInfo().appsList[0].appsHashs.empty());
+}
+
+TEST_F(ParseAppConfigToolTest, ResetGoesBackToTheFirstValues)
+{
+    ASSERT_TRUE(Parse(GOOD_CONFIG));
+    auto& info = tool_.GetPackageInfo();
+    info.Reset();
+    EXPECT_FALSE(info.isValid);
+    EXPECT_TRUE(info.dataKept);
+    EXPECT_TRUE(info.appsList.empty());
+    EXPECT_EQ(info.space, -1);
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -1,0 +1,199 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include "formats/zip_archive.h"
+#include "tests/support/device_fixture.h"
+#include "tests/support/zip_builder.h"
+#include "tests/unit/formats/file_size_limit.h"
+
+namespace ORVX::Formats {
+namespace {
+using TavomendTest::Exists;
+using TavomendTest::FileSizeLimit;
+using TavomendTest::ListTree;
+using TavomendTest::ReadFile;
+using TavomendTest::WriteFile;
+using TavomendTest::ZipBuilder;
+
+constexpr const char* PATH = "/tmp/a.zip";
+
+class ZipArchiveTest : public TavomendTest::DeviceTest {
+protected:
+    ZipArchive OpenBytes(const std::string& bytes)
+    {
+        WriteFile(PATH, bytes);
+        auto archive = ZipArchive::Open(PATH, error_);
+        EXPECT_TRUE(archive) << error_;
+        return std::move(*archive);
+    }
+    std::string WhyNotOpened(const std::string& bytes)
+    {
+        WriteFile(PATH, bytes);
+        EXPECT_FALSE(ZipArchive::Open(PATH, error_));
+        return error_;
+    }
+
+    std::string error_;
+};
+
+// Both headers of a member, local and in the directory, carry its name.
+std::string WithName(std::string bytes, const std::string& from, const std::string& to)
+{
+    for (size_t at = bytes.find(from); at != std::string::npos; at = bytes.find(from, at + 1)) {
+        bytes.replace(at, from.size(), to);
+    }
+    return bytes;
+}
+
+TEST_F(ZipArchiveTest, ListsAndReadsMembersInAnyOrder)
+{
+    const std::string big(200000, 'z');
+    auto archive = OpenBytes(ZipBuilder().Add("dir/one", "first").Add("two", big).Add("empty", "").Build());
+    ASSERT_EQ(archive.Members().size(), 3U);
+    EXPECT_EQ(archive.Members()[0].name, "dir/one");
+    EXPECT_EQ(archive.Members()[1].size, 200000U);
+    EXPECT_LT(archive.Members()[1].packedSize, 1000U);
+    EXPECT_GT(archive.Members()[1].packedSize, 0U);
+    const ZipArchive moved = std::move(archive);
+    EXPECT_EQ(moved.ReadMember("empty", 0, error_), "");
+    EXPECT_EQ(moved.ReadMember("two", 200000, error_), big);
+    EXPECT_EQ(moved.ReadMember("dir/one", 5, error_), "first");
+    EXPECT_EQ(moved.Find("two"), &moved.Members()[1]);
+    EXPECT_EQ(moved.Find("one"), nullptr);
+    EXPECT_EQ(moved.Find("TWO"), nullptr);
+    EXPECT_TRUE(moved.CheckWhole(error_)) << error_;
+    EXPECT_FALSE(moved.ReadMember("dir/one", 4, error_));
+    EXPECT_EQ(error_, "/tmp/a.zip: the member dir/one is larger than 4 bytes");
+    EXPECT_FALSE(moved.ReadMember("none", 10, error_));
+    EXPECT_EQ(error_, "/tmp/a.zip has no member none");
+    EXPECT_FALSE(moved.ExtractMember("none", "/tmp/out/none", error_));
+    EXPECT_EQ(error_, "/tmp/a.zip has no member none");
+}
+
+TEST_F(ZipArchiveTest, TheFirstOfANameCountsAndEachIsChecked)
+{
+    std::string bytes = ZipBuilder().Add("same", "first", 0).Add("same", "second", 0).Build();
+    auto archive = OpenBytes(bytes);
+    EXPECT_EQ(archive.ReadMember("same", 9, error_), "first");
+    EXPECT_TRUE(archive.CheckWhole(error_));
+    bytes[bytes.find("second")] = 'x';
+    archive = OpenBytes(bytes);
+    EXPECT_EQ(archive.ReadMember("same", 9, error_), "first");
+    EXPECT_FALSE(archive.CheckWhole(error_));
+    EXPECT_EQ(error_, "/tmp/a.zip: the member same is damaged");
+}
+
+TEST_F(ZipArchiveTest, OpensNothingElse)
+{
+    EXPECT_FALSE(ZipArchive::Open("/tmp/none.zip", error_));
+    EXPECT_EQ(error_, "there is no file /tmp/none.zip");
+    const std::string whole = ZipBuilder().Add("one", "first").Add("two", "second").Build();
+    EXPECT_EQ(WhyNotOpened("no archive at all"), "/tmp/a.zip is no zip archive, or its end is missing");
+    EXPECT_EQ(WhyNotOpened(whole.substr(0, whole.size() - 22)), "/tmp/a.zip is no zip archive, or its end is missing");
+    std::string damaged = whole;
+    damaged[damaged.rfind("PK\x01\x02")] = 'X';
+    EXPECT_EQ(WhyNotOpened(damaged), "/tmp/a.zip is a damaged archive");
+    EXPECT_EQ(WhyNotOpened(WithName(whole, "two", std::string("t\0o", 3))), "/tmp/a.zip is a damaged archive");
+    EXPECT_EQ(WhyNotOpened(ZipBuilder().Add(std::string(4097, 'n'), "").Build()), "/tmp/a.zip is a damaged archive");
+    EXPECT_EQ(OpenBytes(ZipBuilder().Add(std::string(4096, 'n'), "").Build()).Members()[0].name.size(), 4096U);
+}
+
+TEST_F(ZipArchiveTest, TellsWhatIsWrongWithAMember)
+{
+    std::string bytes = ZipBuilder().Add("good", "good").Add("bad", std::string(99, 'b'), 0).Add("odd", "odd").Build();
+    bytes[bytes.find("bbb")] = 'x';
+    // A compression method that nobody knows, in both headers of the last member.
+    bytes[bytes.find("odd") - 30 + 8] = 99;
+    bytes[bytes.rfind("odd") - 46 + 10] = 99;
+    const auto archive = OpenBytes(bytes);
+    for (const auto& [name, error] : {std::pair{"bad", "/tmp/a.zip: the member bad is damaged"},
+                                      std::pair{"odd", "/tmp/a.zip: the member odd cannot be read"}}) {
+        EXPECT_FALSE(archive.ReadMember(name, 100, error_));
+        EXPECT_EQ(error_, error);
+        WriteFile("/tmp/out/file", "what was there");
+        EXPECT_FALSE(archive.ExtractMember(name, "/tmp/out/file", error_));
+        EXPECT_EQ(error_, error);
+        EXPECT_EQ(ReadFile("/tmp/out/file"), "what was there");
+        EXPECT_EQ(ListTree("/tmp/out").size(), 1U); // nothing beside it
+    }
+    EXPECT_EQ(archive.ReadMember("good", 4, error_), "good"); // after a failure, too
+    EXPECT_FALSE(archive.CheckWhole(error_));
+}
+
+TEST_F(ZipArchiveTest, ExtractsIntoPlace)
+{
+    const auto archive =
+        OpenBytes(ZipBuilder().Add("small", std::string(5000, 's')).Add("big", std::string(300000, 'b')).Build());
+    WriteFile("/tmp/deep/er/file", "an older and longer content");
+    ASSERT_TRUE(archive.ExtractMember("small", "/tmp/deep/er/file", error_)) << error_;
+    EXPECT_EQ(ReadFile("/tmp/deep/er/file"), std::string(5000, 's'));
+    ASSERT_TRUE(archive.ExtractMember("big", "/tmp/deep/est/file", error_)) << error_;
+    EXPECT_EQ(ReadFile("/tmp/deep/est/file"), std::string(300000, 'b'));
+    EXPECT_EQ(ListTree("/tmp/deep").size(), 2U);
+    struct stat info {};
+    ASSERT_EQ(stat("/tmp/deep/est/file", &info), 0);
+    EXPECT_EQ(info.st_mode & 07777U, 0644U);
+
+    EXPECT_FALSE(archive.ExtractMember("small", "/tmp/a.zip/file", error_));
+    EXPECT_EQ(error_, "cannot make the directory of /tmp/a.zip/file");
+    std::filesystem::create_directories("/tmp/taken/full");
+    EXPECT_FALSE(archive.ExtractMember("small", "/tmp/taken", error_));
+    EXPECT_EQ(error_, "cannot write /tmp/taken");
+}
+
+TEST_F(ZipArchiveTest, AFullDiskLeavesNothing)
+{
+    const auto archive =
+        OpenBytes(ZipBuilder().Add("small", std::string(900, 's')).Add("big", std::string(300000, 'b')).Build());
+    const FileSizeLimit limit(500);
+    EXPECT_FALSE(archive.ExtractMember("small", "/tmp/out/file", error_)); // shows at the end only
+    EXPECT_EQ(error_, "cannot write /tmp/out/file");
+    EXPECT_FALSE(archive.ExtractMember("big", "/tmp/out/file", error_));
+    EXPECT_EQ(error_, "/tmp/a.zip: the member big could not be taken out");
+    EXPECT_TRUE(ListTree("/tmp/out").empty());
+}
+
+TEST_F(ZipArchiveTest, WritesTheSameBytesForTheSameInput)
+{
+    const std::string big(150000, 'c');
+    WriteFile("/tmp/source", big);
+    ZipWriter writer(PATH);
+    EXPECT_TRUE(writer.Add("text", "the content", 0, error_)) << error_;
+    EXPECT_TRUE(writer.AddFile("dir/file", "/tmp/source", 9, error_)) << error_;
+    EXPECT_TRUE(writer.Close(error_)) << error_;
+    EXPECT_FALSE(writer.Close(error_));
+    const std::string bytes = ReadFile(PATH);
+    // Local headers: method (0 stored, 8 deflated), then time 0:00 and date 1 January 1980.
+    EXPECT_EQ(bytes.substr(8, 6), std::string("\0\0\0\0\x21\0", 6));
+    EXPECT_EQ(bytes.substr(bytes.find("dir/file") - 30 + 8, 6), std::string("\x08\0\0\0\x21\0", 6));
+    const auto archive = OpenBytes(bytes);
+    EXPECT_EQ(archive.ReadMember("text", 11, error_), "the content");
+    EXPECT_EQ(archive.ReadMember("dir/file", big.size(), error_), big);
+    EXPECT_LT(archive.Members()[1].packedSize, 1000U);
+}
+
+TEST_F(ZipArchiveTest, TheWriterTellsWhatItCannotDo)
+{
+    ZipWriter nowhere("/none/a.zip");
+    EXPECT_FALSE(nowhere.Add("text", "", 0, error_));
+    EXPECT_EQ(error_, "cannot write /none/a.zip");
+    error_.clear();
+    EXPECT_FALSE(nowhere.Close(error_));
+    EXPECT_EQ(error_, "cannot write /none/a.zip");
+
+    ZipWriter writer(PATH);
+    for (const char* source : {"/tmp/none", "/tmp"}) { // a directory opens, and cannot be read
+        EXPECT_FALSE(writer.AddFile("file", source, 0, error_));
+        EXPECT_EQ(error_, std::string("cannot read ") + source);
+    }
+    WriteFile("/tmp/source", std::string(300000, 'x'));
+    const FileSizeLimit limit(1000);
+    ZipWriter full("/tmp/full.zip");
+    EXPECT_FALSE(full.Add("text", std::string(300000, 'x'), 0, error_));
+    EXPECT_EQ(error_, "cannot write /tmp/full.zip");
+    ZipWriter fullToo("/tmp/full2.zip");
+    EXPECT_FALSE(fullToo.AddFile("file", "/tmp/source", 0, error_));
+    EXPECT_EQ(error_, "cannot write /tmp/full2.zip");
+}
+} // namespace
+} // namespace ORVX::Formats
