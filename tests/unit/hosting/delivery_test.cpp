@@ -1,10 +1,17 @@
+#include <algorithm>
+#include <cctype>
 #include <gtest/gtest.h>
+#include <set>
+#include <sstream>
+#include <sys/stat.h>
 
 #include "formats/device_paths.h"
 #include "hosting/delivery.h"
 #include "platform/utility/tavomend_status_record.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/patch_builder.h"
+#include "tests/support/zip_builder.h"
+#include "tests/unit/formats/file_size_limit.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -30,18 +37,30 @@ protected:
         recipe_.apps = {app};
     }
     // As `tavomend deliver` does, with both files on the device already; gives the refusal.
-    std::string Bring(const SigningKey& key)
+    std::string Bring(const std::string& package, const SigningKey& key)
     {
-        const std::string package = PatchBuilder(recipe_).Package();
+        const std::string signature = key.Sign(package);
         WriteFile(INCOMING_PACKAGE, package);
-        WriteFile(INCOMING_SIGNATURE, key.Sign(package));
+        WriteFile(INCOMING_SIGNATURE, signature);
         std::string refusal;
         std::string error;
         EXPECT_TRUE(Deliver(refusal, error)) << error;
+        EXPECT_EQ(error, "");
         EXPECT_EQ(ReadFile(Formats::PACKAGE_PATH), package);
-        EXPECT_TRUE(Exists(Formats::SIGN_PATH));
+        EXPECT_EQ(ReadFile(Formats::SIGN_PATH), signature);
         EXPECT_FALSE(Exists(INCOMING_PACKAGE));
         return refusal;
+    }
+    std::string Bring(const SigningKey& key) { return Bring(PatchBuilder(recipe_).Package(), key); }
+    // The refusal of the configuration with one place of it changed, which must be there.
+    std::string BringChanged(const std::string& from, const std::string& to)
+    {
+        PatchRecipe changed = recipe_;
+        changed.configText = PatchBuilder(recipe_).Config();
+        const size_t at = changed.configText.find(from);
+        EXPECT_NE(at, std::string::npos) << from;
+        changed.configText.replace(at, from.size(), to);
+        return Bring(PatchBuilder(changed).Package(), key_);
     }
     static void SetStatus(const char* word)
     {
@@ -56,18 +75,54 @@ protected:
 
 TEST_F(DeliveryTest, LaysColdFilesOutAndLeavesNothingStale)
 {
+    PatchApp hot = recipe_.apps[0]; // the engine extracts its files itself
+    hot.bundleName = "com.hot";
+    hot.patchType = "hot";
+    recipe_.apps.insert(recipe_.apps.begin(), hot);
+    PatchFile companion = recipe_.apps[1].files[0];
+    companion.base = "/system/app/appServiceFwk/B/Fwk.vab";
+    recipe_.apps[1].files.push_back(companion);
+    recipe_.apps[1].appType = 2;
+    const std::string fwkFile = "/data/update/tavomend/app/temp/cold/appServiceFwk/com.a/Fwk.vab.diff";
+    const std::string ownFile = std::string(COLD_FILE) + ".diff";
+
     WriteFile(Formats::CONFIG_PATH, "stale");
     WriteFile(std::string(Formats::HOT_WORK_DIR) + "/stale", "stale");
     WriteFile(std::string(Formats::COLD_WORK_DIR) + "/stale", "stale");
     WriteFile(Formats::PACKAGE_PATH, "an earlier package");
     EXPECT_EQ(Bring(key_), "");
-    const std::string difference = ReadFile(std::string(COLD_FILE) + ".diff");
+    const std::string difference = ReadFile(ownFile);
     EXPECT_EQ(ListTree(Formats::WORK_DIR),
-              std::vector<std::string>{std::string(COLD_FILE) + ".diff " + Sha256Hex(difference)});
-
-    std::filesystem::remove(std::string(COLD_FILE) + ".diff");
+              (std::vector<std::string>{fwkFile + " " + Sha256Hex(difference), ownFile + " " + Sha256Hex(difference)}));
+    // What a boot has used up comes again; what is there stays.
+    std::filesystem::remove(ownFile);
+    WriteFile(fwkFile, "changed");
     FinishDelivery();
-    EXPECT_EQ(ReadFile(std::string(COLD_FILE) + ".diff"), difference);
+    EXPECT_EQ(ReadFile(ownFile), difference);
+    EXPECT_EQ(ReadFile(fwkFile), "changed");
+    // Without its signature nothing is delivered, and a signature of somebody else's changes nothing.
+    std::filesystem::remove(ownFile);
+    WriteFile(Formats::SIGN_PATH, SigningKey().Sign(ReadFile(Formats::PACKAGE_PATH)));
+    FinishDelivery();
+    std::filesystem::remove(Formats::SIGN_PATH);
+    FinishDelivery();
+    EXPECT_FALSE(Exists(ownFile));
+}
+
+TEST_F(DeliveryTest, AnInterruptedDeliveryIsNone)
+{
+    WriteFile(Formats::PACKAGE_PATH, "an earlier package");
+    WriteFile(Formats::SIGN_PATH, "its signature");
+    std::string refusal;
+    std::string error;
+    EXPECT_FALSE(Deliver(refusal, error));
+    EXPECT_EQ(error, "cannot put the package in place: No such file or directory");
+    EXPECT_TRUE(ListTree(Formats::PACKAGE_DIR).empty());
+
+    WriteFile(INCOMING_PACKAGE, "package"); // the signature goes last
+    EXPECT_FALSE(Deliver(refusal, error));
+    EXPECT_EQ(ListTree(Formats::PACKAGE_DIR),
+              std::vector<std::string>{std::string(Formats::PACKAGE_PATH) + " " + Sha256Hex("package")});
 }
 
 TEST_F(DeliveryTest, TrustsNothingThatTheEngineWouldRefuse)
@@ -75,50 +130,140 @@ TEST_F(DeliveryTest, TrustsNothingThatTheEngineWouldRefuse)
     recipe_.apps[0].files[0].isWhole = true; // which a scan would take in as it lies
     EXPECT_EQ(Bring(SigningKey()), "the signature does not verify");
     EXPECT_TRUE(ListTree(Formats::WORK_DIR).empty());
-    recipe_.baseVersions = R"(["2.0.0"])";
+    EXPECT_EQ(Bring("no archive", key_), std::string(INCOMING_PACKAGE) + " is no zip archive, or its end is missing");
+    EXPECT_EQ(Bring(ZipBuilder().Add("other", "").Build(), key_),
+              std::string(INCOMING_PACKAGE) + " has no member app_tavomend_config.json");
+    EXPECT_EQ(BringChanged(R"("version": 2)", R"("version": 1)"), "com.a: its version is not above its pre-version");
+    recipe_.baseVersions = R"(["1.0.0.1"])";
     EXPECT_EQ(Bring(key_), "it is not made for base version 1.0.0");
     EXPECT_TRUE(ListTree(Formats::WORK_DIR).empty());
-    recipe_.baseVersions = R"(["1.0.0"])";
+    recipe_.models = R"(["other", "model"])";
+    recipe_.baseVersions = R"(["1.0.0.1", "1.0.0"])";
     recipe_.apps[0].files[0].hash = Sha256Hex("another content");
     EXPECT_EQ(Bring(key_), "/com.a/App.vab does not have the stated hash");
     EXPECT_TRUE(ListTree(Formats::WORK_DIR).empty());
     recipe_.apps[0].files[0].hash = "";
     EXPECT_EQ(Bring(key_), "");
     EXPECT_EQ(ReadFile(COLD_FILE), "new content");
+    struct stat info {};
+    ASSERT_EQ(stat(COLD_FILE, &info), 0);
+    EXPECT_EQ(info.st_mode & 07777U, 0644U);
+}
+
+TEST_F(DeliveryTest, OddConfigurationsAbortNothing)
+{
+    recipe_.apps[0].files[0].isWhole = true;
+    const std::string member = R"("diff_path": ["/com.a/App.vab"])";
+    EXPECT_EQ(BringChanged(member, R"("diff_path": [""])"), "the configuration names the member  without its \"/\"");
+    EXPECT_EQ(BringChanged(member, R"("diff_path": ["com.a/App.vab"])"),
+              "the configuration names the member com.a/App.vab without its \"/\"");
+    EXPECT_EQ(BringChanged(member, R"("diff_path": ["/"])"), std::string(INCOMING_PACKAGE) + " has no member ");
+    EXPECT_EQ(BringChanged(member, R"("diff_path": ["/com.a/none"])"),
+              std::string(INCOMING_PACKAGE) + " has no member com.a/none");
+    EXPECT_EQ(BringChanged(member, R"("diff_path": ["/../../../../../../tmp/x"])"),
+              "/data/update/tavomend/app/temp/cold/internal/../../../../../../tmp/x is not a path below the work "
+              "directory");
+    EXPECT_TRUE(ListTree(Formats::WORK_DIR).empty());
+    EXPECT_EQ(BringChanged(R"("base_path": ["/system/app/A/App.vab"])", R"("base_path": [""])"), "");
+    std::string upper = Sha256Hex("new content");
+    std::transform(upper.begin(), upper.end(), upper.begin(), [](char digit) { return std::toupper(digit); });
+    recipe_.apps[0].files[0].hash = upper; // the engine takes it, so its host does
+    EXPECT_EQ(Bring(key_), "");
+    EXPECT_EQ(ReadFile(COLD_FILE), "new content");
+
+    // Every file is tried, and the first of two that fail does not hide behind a good one.
+    PatchApp second = recipe_.apps[0];
+    second.bundleName = "com.b";
+    recipe_.apps.push_back(second);
+    recipe_.apps[0].isMemberMissing = true;
+    EXPECT_EQ(Bring(key_), std::string(INCOMING_PACKAGE) + " has no member com.a/App.vab");
+    EXPECT_EQ(ListTree(Formats::WORK_DIR).size(), 1U);
 }
 
 TEST_F(DeliveryTest, ANewPatchEndsAnOlderRevokeOfItsApplications)
 {
-    WriteFile(Formats::RECOVER_LIST_PATH, R"({"list": ["com.a", "com.b"]})");
+    WriteFile(Formats::RECOVER_LIST_PATH, R"({"list": ["com.a", "com.b", "com.c"]})");
     WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, R"({"list": ["com.a"]})");
     EXPECT_EQ(Bring(key_), "");
-    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), R"({"list":["com.b"]})");
+    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.b\", \"com.c\"]\n}");
+    struct stat info {};
+    ASSERT_EQ(stat(Formats::RECOVER_LIST_PATH, &info), 0);
+    EXPECT_EQ(info.st_mode & 07777U, 0644U);
     EXPECT_FALSE(Exists(Formats::BACKUP_RECOVER_LIST_PATH));
     WriteFile(Formats::RECOVER_LIST_PATH, R"({"list": ["com.a"]})"); // a delivery that was cut short before this
     FinishDelivery();
     EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
-    WriteFile(Formats::RECOVER_LIST_PATH, "damaged");
-    EXPECT_TRUE(PruneRecoverLists({"com.a"}));
-    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "damaged");
+    // Damaged lists, and those that name others, stay as they are.
+    for (const char* text : {"damaged", R"({"list": ["com.a", 5]})", R"({"list": ["com.b"]})"}) {
+        WriteFile(Formats::RECOVER_LIST_PATH, text);
+        EXPECT_TRUE(PruneRecoverLists({"com.a"}));
+        EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), text);
+    }
+}
+
+TEST_F(DeliveryTest, TellsThatAListCouldNotBeWritten)
+{
+    const std::string package = PatchBuilder(recipe_).Package();
+    WriteFile(INCOMING_PACKAGE, package);
+    WriteFile(INCOMING_SIGNATURE, key_.Sign(package));
+    std::string names = R"({"list": ["com.a")"; // longer than anything else that is written
+    for (int i = 0; i < 1000; ++i) {
+        names += R"(, "com.b")";
+    }
+    names += "]}";
+    WriteFile(Formats::RECOVER_LIST_PATH, names);
+    WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, R"({"list": ["com.a"]})");
+    const FileSizeLimit limit(1000);
+    std::string refusal;
+    std::string error;
+    EXPECT_FALSE(Deliver(refusal, error));
+    EXPECT_EQ(error, "cannot rewrite the recover list");
+    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), names);
+    EXPECT_FALSE(Exists(Formats::BACKUP_RECOVER_LIST_PATH)); // the other one is looked after all the same
 }
 
 TEST_F(DeliveryTest, MendsAPairThatIsSplitByItsStatus)
 {
-    SetStatus("ready");
-    WriteFile(Formats::BACKUP_PACKAGE_PATH, "package");
-    WriteFile(Formats::SIGN_PATH, "signature");
-    RepairPackagePlaces();
-    EXPECT_EQ(ReadFile(Formats::PACKAGE_PATH), "package");
-
-    SetStatus("activites");
-    RepairPackagePlaces(); // delivered whole: to be applied
-    EXPECT_TRUE(Exists(Formats::PACKAGE_PATH));
-    std::filesystem::rename(Formats::SIGN_PATH, Formats::BACKUP_SIGN_PATH);
-    RepairPackagePlaces();
-    EXPECT_EQ(ReadFile(Formats::BACKUP_PACKAGE_PATH), "package");
-    EXPECT_FALSE(Exists(Formats::PACKAGE_PATH));
-    RepairPackagePlaces();
-    EXPECT_TRUE(Exists(Formats::BACKUP_PACKAGE_PATH));
+    const std::string delivered = "app.tvpk tavomend_sign.bin";
+    const std::string backup = "app.tvpk.bak tavomend_sign.bin.bak";
+    struct Case {
+        const char* status;
+        std::string before;
+        std::string after;
+    };
+    const Case cases[] = {
+        {"ready", "app.tvpk.bak tavomend_sign.bin", delivered}, // to be done again
+        {"ready_failed", "app.tvpk tavomend_sign.bin.bak", delivered},
+        {"ready", backup, delivered},
+        {"activites", "app.tvpk.bak tavomend_sign.bin", backup}, // in force
+        {"activites_failed", "app.tvpk tavomend_sign.bin.bak", backup},
+        {"activites", delivered, delivered}, // whole: to be applied
+        {"activites", backup, backup},
+        {"activites", "app.tvpk " + backup, "app.tvpk " + backup}, // a backup that is whole is never mixed
+        {"success", "app.tvpk.bak tavomend_sign.bin", "app.tvpk.bak tavomend_sign.bin"},
+        {"", "app.tvpk tavomend_sign.bin.bak", "app.tvpk tavomend_sign.bin.bak"},
+    };
+    for (const auto& split : cases) {
+        DeviceTest::SetUp();
+        if (*split.status != '\0') {
+            SetStatus(split.status);
+        }
+        std::istringstream names(split.before);
+        for (std::string name; names >> name;) {
+            WriteFile(std::string(Formats::PACKAGE_DIR) + "/" + name, name.substr(0, 3));
+        }
+        RepairPackagePlaces();
+        std::set<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(Formats::PACKAGE_DIR)) {
+            EXPECT_EQ(ReadFile(entry.path()), entry.path().filename().string().substr(0, 3));
+            found.insert(entry.path().filename().string());
+        }
+        std::string after;
+        for (const auto& name : found) {
+            after += (after.empty() ? "" : " ") + name;
+        }
+        EXPECT_EQ(after, split.after) << split.status << ": " << split.before;
+    }
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -13,17 +13,20 @@ protected:
     RestoreTool tool_;
 };
 
-TEST_F(RestoreToolTest, RefusesWhatIsMissing)
+TEST_F(RestoreToolTest, RefusesWhatIsMissingWithoutAskingTheLibrary)
 {
     const LogCapture log;
     WriteFile("/data/base", "base");
+    WriteFile("/data/out", "untouched");
     EXPECT_EQ(tool_.RestoreFile("/data/diff", "/data/base", "/data/out"), -1);
-    EXPECT_TRUE(log.Contains("base: /data/base, diff: /data/diff file not found"));
-    WriteFile("/data/diff", "diff");
+    EXPECT_EQ(log.Count("base: /data/base, diff: /data/diff file not found"), 1U);
+    WriteFile("/data/diff", MakeZstdDifference("base", "new"));
     EXPECT_EQ(tool_.RestoreFile("/data/diff", "/data/none", "/data/out"), -1);
+    EXPECT_EQ(log.Count("base: /data/none, diff: /data/diff file not found"), 1U);
     EXPECT_EQ(tool_.RestoreFile("/data/diff", "/data/base", ""), -1);
-    EXPECT_TRUE(log.Contains("restoreProductPath is empty"));
-    EXPECT_FALSE(Exists("/data/out"));
+    EXPECT_EQ(log.Count("restoreProductPath is empty"), 1U);
+    EXPECT_EQ(log.Count(""), 3U);
+    EXPECT_EQ(ReadFile("/data/out"), "untouched");
 }
 
 TEST_F(RestoreToolTest, RebuildsOrPassesTheLibrarysCodeOn)
