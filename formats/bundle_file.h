@@ -14,7 +14,7 @@ constexpr const char* BUNDLE_TYPE_APP = "app";
 constexpr const char* BUNDLE_TYPE_SERVICE_FWK = "appServiceFwk";
 
 struct BundleManifest {
-    std::string bundleName;   // as `module`: a name for files and directories
+    std::string bundleName;   // letters, digits, '.', '_', '-': it names files and directories
     uint32_t versionCode = 0; // 0 to 2^31-1
     std::string versionName;
     std::string module = "entry";

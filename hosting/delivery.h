@@ -1,4 +1,4 @@
-// Brings a patch package onto a device, as a device's downloader does.
+// Brings a patch package onto a device, as a device's downloader does. For the programs that host the engine.
 #ifndef TAVOMEND_HOSTING_DELIVERY_H
 #define TAVOMEND_HOSTING_DELIVERY_H
 
@@ -13,21 +13,31 @@ namespace ORVX::TavomendHosting {
 constexpr const char* INCOMING_PACKAGE = "/data/update/tavomend/package/incoming.tvpk";
 constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incoming_sign.bin";
 
-// The configuration of a package that this device will take; otherwise nothing, and why not.
+// All of these run on the device root, on one thread, while no engine runs. Reasons and errors are one line for people.
+
+// The configuration of a package that this device will take: signature, configuration and base version are what the
+// engine asks for. Otherwise nothing, and why not in `reason`. Changes nothing.
 [[nodiscard]] std::optional<Formats::PackageInfo> JudgePackage(const std::string& package, const std::string& signature,
                                                                std::string& reason);
-// On the device root. Clears what an earlier package left in the work directory, lays out the files of cold
-// applications (of a package that this device will take), and puts package and signature in place, each by one rename,
-// the signature last: a package counts as delivered only with both. refusal: why the engine will refuse it; empty when
-// it will not. False when the device could not be written.
+// Takes the two incoming files. Clears what an earlier package left in the work directory, lays out the files of cold
+// applications (of a package that this device will take), puts package and signature in place, each by one rename, the
+// signature last (a package counts as delivered only with both), and takes the package's applications off the recover
+// lists.
+// refusal: why the engine will refuse it; empty when it will not. A package that will be refused is delivered all the
+// same, so that the engine tells its client. False, with `error`, when the device could not be written: no package is
+// delivered then, unless only a recover list could not be rewritten, which FinishDelivery tries again.
 [[nodiscard]] bool Deliver(std::string& refusal, std::string& error);
 // Does again, for a package that is delivered, what a delivery or a boot that was cut short has left undone or used up:
-// missing cold files, an old revoke of its applications. Harmless at any time.
+// missing cold files, an old revoke of its applications. Files that are there stay as they are. Harmless at any time;
+// what cannot be done, the engine finds missing.
 void FinishDelivery();
 // Mends what a process left that ended while package and signature were on their way between the delivered and the
-// backup names: an apply that had not recorded its outcome yet is to be done again, everything else is in force.
+// backup names: by the status record, an apply that had not recorded its outcome yet is to be done again, an outcome
+// means that the patch is in force, and anything else that nothing is touched.
 void RepairPackagePlaces();
-// Takes the bundles off the recover list and its backup: a newer patch of theirs ends an older revoke.
+// Takes the bundles off the recover list and its backup: a newer patch of theirs ends an older revoke. A list without
+// names is removed; a damaged one stays, for the scan to tell. False when one could not be written; it is then as it
+// was.
 [[nodiscard]] bool PruneRecoverLists(const std::vector<std::string>& bundleNames);
 } // namespace ORVX::TavomendHosting
 

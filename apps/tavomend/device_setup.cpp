@@ -10,6 +10,7 @@
 #include "platform/api/bundle_mgr.h"
 #include "platform/api/system_ability_manager.h"
 #include "platform/utility/file_utils.h"
+#include "platform/utility/sys_utils.h"
 #include "ports/host/bundle_store.h"
 #include "ports/host/host_platform.h"
 
@@ -79,8 +80,8 @@ bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string&
         return false;
     }
     const std::string release = "NAME=\"Device\"\nVERSION_ID=\"" + setup.baseVersion + "\"\n";
-    if (!FileUtils::ReplaceFile(root + "/etc/os-release", release, FILE_MODE)) {
-        error = "cannot write " + root + "/etc/os-release";
+    if (!FileUtils::ReplaceFile(root + TavomendEngine::OS_RELEASE_PATH, release, FILE_MODE)) {
+        error = "cannot write " + root + TavomendEngine::OS_RELEASE_PATH;
         return false;
     }
     return CopyFactoryFiles(root, setup.factoryFiles, error);

@@ -8,7 +8,6 @@
 
 namespace ORVX::TavomendEngine {
 namespace {
-constexpr const char* OS_RELEASE = "/etc/os-release";
 std::atomic<int32_t> g_runningStage{RUNNING_STAGE_SA};
 
 // The value behind "NAME=": without the quotes around it and the backslashes inside.
@@ -39,7 +38,7 @@ void SysUtils::SetRunningStage(int32_t stage)
 
 std::string SysUtils::GetBaseVersion()
 {
-    std::istringstream file(FileUtils::GetFileStream(OS_RELEASE));
+    std::istringstream file(FileUtils::GetFileStream(OS_RELEASE_PATH));
     std::map<std::string, std::string> values;
     for (std::string line; std::getline(file, line);) {
         const size_t equals = line.find('=');

@@ -9,6 +9,8 @@ namespace ORVX::TavomendEngine {
 constexpr int32_t RUNNING_STAGE_INIT = 0;
 constexpr int32_t RUNNING_STAGE_SA = 1;
 
+constexpr const char* OS_RELEASE_PATH = "/etc/os-release"; // os-release(5)
+
 // Process-wide; safe from any thread.
 class SysUtils {
 public:

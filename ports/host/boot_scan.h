@@ -17,7 +17,9 @@ namespace ORVX::TavomendHost {
 // cut short and runs again ends the same.
 class BootScan {
 public:
+    // The store is open and shared with the service; nobody installs while the scan runs.
     BootScan(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer);
+    // Once per object. Tells what was done and what was skipped, and why; a scan never fails as a whole.
     [[nodiscard]] ScanReport Run();
 
 private:

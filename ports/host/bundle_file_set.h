@@ -11,21 +11,26 @@
 #include "ports/host/install_result.h"
 
 namespace ORVX::TavomendHost {
+// Used by the installer and by the boot scan.
 struct BundleFileSet {
     Formats::BundleManifest manifest;           // of the first file; what the set shares
     std::map<std::string, std::string> modules; // module to file
 };
 
-// Reads every file and puts them together; a refusal's message names the file.
+// INSTALL_OK, or a verdict whose `message` for people names the file or the module; from any thread.
+
+// Reads every file and puts them together, in a set that is empty before. After a refusal the set holds what came
+// before the refused file.
 [[nodiscard]] InstallResult ReadBundleFileSet(const std::vector<std::string>& paths, BundleFileSet& set,
                                               std::string& message);
-// Adds one file that has been read already.
+// Adds one file that has been read already: of the same bundle, version and flags, and of a module that the set does
+// not have yet. A refused file leaves the set as it was.
 [[nodiscard]] InstallResult AddToBundleFileSet(const std::string& path, const Formats::BundleManifest& manifest,
                                                BundleFileSet& set, std::string& message);
 // An update brings every module that is installed, and no older version.
 [[nodiscard]] InstallResult CheckUpdate(const BundleFileSet& set, const InstalledBundle& installed,
                                         std::string& message);
-// What the store keeps of an installed set.
+// What the store keeps of an installed set; users and factory version are the caller's to fill in.
 [[nodiscard]] InstalledBundle MakeInstalledBundle(const BundleFileSet& set);
 } // namespace ORVX::TavomendHost
 
