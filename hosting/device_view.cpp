@@ -26,7 +26,7 @@ bool IsBackupThere()
     return FileUtils::FileIsExist(Formats::BACKUP_PACKAGE_PATH) && FileUtils::FileIsExist(Formats::BACKUP_SIGN_PATH);
 }
 
-std::vector<std::string> ReadBundleNames()
+PackageFacts ReadPackageFacts()
 {
     std::string error;
     const std::string path = IsPackageDelivered() ? Formats::PACKAGE_PATH : Formats::BACKUP_PACKAGE_PATH;
@@ -35,11 +35,14 @@ std::vector<std::string> ReadBundleNames()
         archive ? archive->ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, error) : std::nullopt;
     std::vector<std::string> problems;
     const auto config = text ? Formats::ParsePatchConfig(*text, problems) : std::nullopt;
-    std::vector<std::string> names;
-    for (size_t i = 0; config && i < config->appsList.size(); ++i) {
-        names.push_back(config->appsList[i].bundleName);
+    PackageFacts facts;
+    if (config) {
+        facts.needReboot = config->needReboot;
+        for (const auto& app : config->appsList) {
+            facts.bundleNames.push_back(app.bundleName);
+        }
     }
-    return names;
+    return facts;
 }
 
 StatusView ReadStatus(const IDevicePort& port, const std::vector<std::string>& bundleNames)

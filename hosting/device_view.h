@@ -1,4 +1,5 @@
-// What is on the device, seen from outside of the engine.
+// What is on the device, seen from outside of the engine. Everything here reads and changes nothing, needs a process on
+// the device root, and may be called at any time from any thread; beside an operation it may see what is on its way.
 #ifndef TAVOMEND_HOSTING_DEVICE_VIEW_H
 #define TAVOMEND_HOSTING_DEVICE_VIEW_H
 
@@ -14,17 +15,23 @@ namespace ORVX::TavomendHosting {
 [[nodiscard]] bool IsHalfDelivered();
 // Package and signature of the patch in force.
 [[nodiscard]] bool IsBackupThere();
-// The bundle names of the delivered package, else of the backup, by sequence number; empty when unreadable. Nothing is
-// verified: the names serve texts for people only.
-[[nodiscard]] std::vector<std::string> ReadBundleNames();
+// What a host wants to know of a package's configuration.
+struct PackageFacts {
+    std::vector<std::string> bundleNames; // by sequence number
+    bool needReboot = false;              // the patch is complete only after another boot
+};
+// Of the delivered package, else of the backup; empty when unreadable. Nothing is verified: the facts serve what people
+// are told, and what they are told of needReboot counts only once the engine has taken the package.
+[[nodiscard]] PackageFacts ReadPackageFacts();
 
 struct StatusView {
-    std::string version;
-    std::string status;
-    std::string detail;
-    std::string explanation; // of the detail's error codes
+    std::string version;     // the patch version that the status belongs to
+    std::string status;      // the status word
+    std::string detail;      // the error history
+    std::string explanation; // of the detail's error codes, in words; empty when there is none
 };
-// The status record as it is on disk; empty where there is none. bundleNames: of the package, by sequence number.
+// The status record as it is on disk; empty where there is none. bundleNames: of the package, by sequence number, for
+// the explanation, which also asks the port for the meaning of its bundle service's verdicts.
 [[nodiscard]] StatusView ReadStatus(const IDevicePort& port, const std::vector<std::string>& bundleNames);
 // The status word alone; empty where there is no record.
 [[nodiscard]] std::string ReadStatusWord();

@@ -1,10 +1,26 @@
-// The commands of the hosting program.
+// The commands about patches. Each enters the device, asks the room hosting, and shows what that answers; what each
+// gives is the program's exit code.
 #ifndef TAVOMEND_APPS_TAVOMEND_COMMANDS_H
 #define TAVOMEND_APPS_TAVOMEND_COMMANDS_H
 
+#include <string>
+#include <vector>
+
+#include "apps/tavomend/session.h"
+#include "hosting/requests.h"
+
 namespace ORVX::TavomendCli {
-// Reads the command line and runs one command. 0 done, 1 failed, 2 wrong usage, 3 nothing to do.
-[[nodiscard]] int RunTavomend(int argc, char** argv);
+[[nodiscard]] int RunDeliver(Session& session, const TavomendHosting::PackageFiles& files);
+[[nodiscard]] int RunApply(Session& session);
+// stage: "init" or "sa".
+[[nodiscard]] int RunLoad(Session& session, const std::string& stage);
+[[nodiscard]] int RunBoot(Session& session);
+[[nodiscard]] int RunRevoke(Session& session, const std::vector<std::string>& bundleNames);
+[[nodiscard]] int RunClear(Session& session);
+[[nodiscard]] int RunTest(Session& session);
+[[nodiscard]] int RunVersion(Session& session);
+[[nodiscard]] int RunStatus(Session& session);
+[[nodiscard]] int RunInfo(Session& session);
 } // namespace ORVX::TavomendCli
 
 #endif

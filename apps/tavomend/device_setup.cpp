@@ -37,13 +37,26 @@ private:
     std::promise<std::pair<int32_t, std::string>> promise_;
 };
 
-// Takes the copies of installed files away, however the install ends; on the device root.
+// The files lie outside of the device: copies of them on its own disk, taken away however the install ends.
 class IncomingFiles {
 public:
-    IncomingFiles() = default;
-    ~IncomingFiles() { FileUtils::CleanDir(INSTALL_STAGING_DIR, true); }
+    explicit IncomingFiles(std::string deviceFolder) : deviceFolder_(std::move(deviceFolder)) {}
+    ~IncomingFiles() { FileUtils::CleanDir(deviceFolder_ + INSTALL_STAGING_DIR, true); }
     IncomingFiles(const IncomingFiles&) = delete;
     IncomingFiles& operator=(const IncomingFiles&) = delete;
+
+    [[nodiscard]] bool Add(const std::string& file)
+    {
+        paths_.push_back(INSTALL_STAGING_DIR + ("/" + std::to_string(paths_.size())) + ".vab");
+        return FileUtils::ReplaceFileByCopy(file, deviceFolder_ + paths_.back(), FILE_MODE);
+    }
+    // From now on the process is on the device root.
+    void EnterDevice() { deviceFolder_.clear(); }
+    [[nodiscard]] const std::vector<std::string>& Paths() const { return paths_; }
+
+private:
+    std::string deviceFolder_;
+    std::vector<std::string> paths_;
 };
 
 // Each application gets a directory named after its first file; files of one bundle share it.
@@ -87,6 +100,16 @@ bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string&
     return CopyFactoryFiles(root, setup.factoryFiles, error);
 }
 
+bool RequestInstall(const std::vector<std::string>& paths, int32_t userId, const sptr<IStatusReceiver>& receiver)
+{
+    const auto abilities = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    const auto service = iface_cast<IBundleMgr>(abilities->GetSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID));
+    InstallParam param;
+    param.installFlag = InstallFlag::REPLACE_EXISTING;
+    param.userId = userId;
+    return service->GetBundleInstaller()->Install(paths, param, receiver) == 0;
+}
+
 std::string FlagsOf(const InstalledBundle& bundle)
 {
     std::string flags = bundle.keepAlive ? "keep-alive" : "";
@@ -120,9 +143,9 @@ std::string JoinUsers(const std::vector<int32_t>& users)
 
 int RunDeviceInit(Session& session, const DeviceSetup& setup)
 {
-    const std::string& root = session.GetOptions().root;
+    const std::string root = session.DeviceFolder();
     std::string error;
-    if (root == "/") {
+    if (root.empty()) {
         return session.Out().Fail("`device init` wants --root DIR: it does not turn this machine into a device");
     }
     if (FileUtils::FileIsExist(root + TavomendHost::BUNDLE_STORE_PATH)) {
@@ -153,36 +176,25 @@ int RunDeviceInit(Session& session, const DeviceSetup& setup)
 
 int RunDeviceInstall(Session& session, const std::vector<std::string>& files, int32_t userId)
 {
-    // The files lie outside of the device: they go to its own disk first.
-    const std::string staging = session.GetOptions().root + INSTALL_STAGING_DIR;
-    std::vector<std::string> paths;
     if (!session.CheckDevice()) {
         return EXIT_FAILED;
     }
-    for (size_t i = 0; i < files.size(); ++i) {
-        const std::string name = "/" + std::to_string(i) + ".vab";
-        if (!FileUtils::ReplaceFileByCopy(files[i], staging + name, FILE_MODE)) {
-            FileUtils::CleanDir(staging, true);
-            return session.Out().Fail("cannot copy " + files[i] + " to the device");
+    IncomingFiles incoming(session.DeviceFolder());
+    for (const auto& file : files) {
+        if (!incoming.Add(file)) {
+            return session.Out().Fail("cannot copy " + file + " to the device");
         }
-        paths.push_back(INSTALL_STAGING_DIR + name);
     }
     if (!session.EnterDevice()) {
-        FileUtils::CleanDir(staging, true);
         return EXIT_FAILED;
     }
-    const IncomingFiles incoming;
+    incoming.EnterDevice();
     const auto platform = session.StartPlatform(ServiceStart::ATTACH);
     if (platform == nullptr) {
         return EXIT_FAILED;
     }
-    const auto abilities = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
-    const auto service = iface_cast<IBundleMgr>(abilities->GetSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID));
     const auto verdict = MakeSptr<Verdict>();
-    InstallParam param;
-    param.installFlag = InstallFlag::REPLACE_EXISTING;
-    param.userId = userId;
-    if (service->GetBundleInstaller()->Install(paths, param, verdict) != 0) {
+    if (!RequestInstall(incoming.Paths(), userId, verdict)) {
         return session.Out().Fail("the bundle service refused the request");
     }
     const auto [code, message] = verdict->Wait();

@@ -8,16 +8,26 @@
 #include "apps/tavomend/session.h"
 
 namespace ORVX::TavomendCli {
+// All of them run on a session that has not entered its device, show what they did or why they failed, and give the
+// program's exit code. None leaves copies of the files that it was given behind on a failure, but for what an init has
+// laid out: as long as there is no bundle store the folder is no device, and a second init goes over it.
+
 struct DeviceSetup {
     std::string baseVersion = "1.0.0";
     std::string publicKey;                 // PEM file; may be empty
     std::vector<std::string> factoryFiles; // .vab files
 };
 
+// Makes the folder a device: base version, public key, factory applications, user 100; then its first scan. Fails on a
+// folder that is a device, and on the machine itself.
 [[nodiscard]] int RunDeviceInit(Session& session, const DeviceSetup& setup);
+// Has the bundle service install the bundle files of one application, and waits for its verdict. userId: 0 for a
+// singleton.
 [[nodiscard]] int RunDeviceInstall(Session& session, const std::vector<std::string>& files, int32_t userId);
+// Adds and then removes users, up to the first that cannot be, and lists who is there afterwards.
 [[nodiscard]] int RunDeviceUsers(Session& session, const std::vector<int32_t>& added,
                                  const std::vector<int32_t>& removed);
+// One line for each installed application.
 [[nodiscard]] int RunDeviceList(Session& session);
 } // namespace ORVX::TavomendCli
 

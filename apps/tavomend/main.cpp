@@ -1,4 +1,4 @@
-#include "apps/tavomend/commands.h"
+#include "apps/tavomend/command_line.h"
 
 int main(int argc, char** argv)
 {

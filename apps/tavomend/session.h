@@ -3,9 +3,7 @@
 #define TAVOMEND_APPS_TAVOMEND_SESSION_H
 
 #include <memory>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "apps/tavomend/console.h"
 #include "ports/host/device_root.h"
@@ -13,26 +11,29 @@
 
 namespace ORVX::TavomendCli {
 struct Options {
-    std::string root = "/";
-    int verbosity = 0; // 1 warnings and errors of the platform log, 2 all of it, 3 debug lines too
+    std::string root = "/"; // the device's folder, without a "/" at its end; "/" for this machine
+    int verbosity = 0;      // 1 warnings and errors of the platform log, 2 all of it, 3 debug lines too
     bool isJson = false;
 };
 
-// Keeps the process on the device as long as it lives.
+// Made by the command line for each command; keeps the process on the device as long as it lives. Failures are shown
+// where they happen, and a command that meets one ends with EXIT_FAILED.
 class Session {
 public:
     explicit Session(const Options& options) : options_(options), console_(options.isJson) {}
 
-    [[nodiscard]] const Options& GetOptions() const { return options_; }
+    // Before the device is entered: what a path on the device is appended to.
+    [[nodiscard]] std::string DeviceFolder() const { return options_.root == "/" ? "" : options_.root; }
     [[nodiscard]] const IDevicePort& Port() const { return port_; }
     [[nodiscard]] const Console& Out() const { return console_; }
-    // False with a message when the folder is no device.
+    // Before the device is entered. False, shown, when the folder is no device.
     [[nodiscard]] bool CheckDevice() const;
-    // Sets the log up and enters the device root. False with a message when there is no device.
+    // Checks, sets the log up and enters the device root; once, before the process has a second thread. False, shown,
+    // on failure.
     [[nodiscard]] bool EnterDevice();
-    // The same for a folder that is to become a device.
+    // The same, without the check, for a folder that is to become a device.
     [[nodiscard]] bool EnterRoot();
-    // Null with a message on failure.
+    // The port's services, on the device root, for commands that ask them and not the engine. Null, shown, on failure.
     [[nodiscard]] std::unique_ptr<IDevicePlatform> StartPlatform(ServiceStart start) const;
 
 private:

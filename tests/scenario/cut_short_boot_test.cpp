@@ -4,16 +4,19 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "apps/tavomend/boot.h"
+#include "hosting/boot.h"
 #include "ports/host/host_log.h"
 #include "ports/host/host_platform.h"
+#include "ports/host/host_port.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/patch_builder.h"
+#include "tests/support/recording_observer.h"
 #include "tests/support/vab_builder.h"
 
 namespace ORVX::TavomendTest {
 namespace {
 using TavomendHost::HostPlatform;
+using TavomendHosting::Outcome;
 
 constexpr int SHARDS = 4;
 constexpr int NEVER = 1 << 30;
@@ -75,7 +78,8 @@ protected:
     {
         fuse_->lines = 0;
         fuse_->end = line;
-        exitCode_ = TavomendCli::RunBoot(TavomendCli::Options());
+        RecordingObserver observer("/tmp/reports");
+        outcome_ = TavomendHosting::RunBoot(TavomendHost::HostPort(), observer).outcome;
         const bool isWhole = fuse_->lines < line;
         fuse_->end = NEVER;
         return isWhole;
@@ -94,7 +98,7 @@ protected:
 
     Fuse* fuse_;
     const SigningKey key_;
-    int exitCode_ = -1;
+    Outcome outcome_ = Outcome::FAILED;
 };
 
 TEST_P(CutShortBootTest, TheNextBootFinishesTheWork)
@@ -106,13 +110,13 @@ TEST_P(CutShortBootTest, TheNextBootFinishesTheWork)
         isWhole = BootUntil(line);
         cuts += isWhole ? 0 : 1;
         BootUntil(NEVER);
-        EXPECT_TRUE(exitCode_ == 0 || exitCode_ == 3) << "cut at line " << line;
+        EXPECT_TRUE(outcome_ == Outcome::DONE || outcome_ == Outcome::NOTHING) << "cut at line " << line;
         EXPECT_EQ(StateOfDevice(), "com.cold 2, com.hot 2, version=patch01\nstatus=activites\n")
             << "cut at line " << line;
         EXPECT_FALSE(Exists("/data/update/tavomend/package/app.tvpk")) << line;
         EXPECT_TRUE(Exists("/data/update/tavomend/package/app.tvpk.bak")) << line;
         BootUntil(NEVER);
-        EXPECT_EQ(exitCode_, 3) << "cut at line " << line;
+        EXPECT_EQ(outcome_, Outcome::NOTHING) << "cut at line " << line;
     }
     EXPECT_GT(cuts, 20);
 }

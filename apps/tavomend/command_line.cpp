@@ -1,0 +1,126 @@
+#include "apps/tavomend/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "apps/tavomend/commands.h"
+#include "apps/tavomend/device_setup.h"
+#include "apps/tavomend/session.h"
+
+namespace ORVX::TavomendCli {
+namespace {
+// The command line: what every command takes, and which one was asked for.
+class CommandLine {
+public:
+    CommandLine()
+    {
+        program_.set_version_flag("--version", std::string(TAVOMEND_VERSION));
+        program_.require_subcommand(1);
+        program_.fallthrough();
+        program_.add_option("--root", options_.root, "The device's folder; this machine itself without it");
+        program_.add_flag("-v", options_.verbosity, "Platform log on standard error: -v warnings, -vv all, -vvv debug");
+        program_.add_flag("--json", options_.isJson, "JSON lines on standard output");
+        AddDeviceCommands();
+        AddPatchCommands();
+        AddQueries();
+    }
+
+    int Run(int argc, char** argv)
+    {
+        try {
+            program_.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            const auto unknown = program_.remaining();
+            if (error.get_exit_code() != 0 && !unknown.empty()) {
+                Console(false).Fail(unknown.front() + " is no command; --help lists them");
+                return EXIT_USAGE;
+            }
+            return program_.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+        }
+        while (options_.root.size() > 1 && options_.root.back() == '/') {
+            options_.root.pop_back();
+        }
+        return command_();
+    }
+
+private:
+    using Command = std::function<int(Session&)>;
+
+    CLI::App* Add(CLI::App& parent, const char* name, const char* help, const Command& command)
+    {
+        CLI::App* sub = parent.add_subcommand(name, help);
+        sub->callback([this, command] {
+            command_ = [this, command] {
+                Session session(options_);
+                return command(session);
+            };
+        });
+        return sub;
+    }
+
+    void AddDeviceCommands()
+    {
+        CLI::App* device = program_.add_subcommand("device", "Make a device in a folder, and look after it");
+        device->require_subcommand(1);
+        CLI::App* init = Add(*device, "init", "Lay out an empty device in --root",
+                             [this](Session& session) { return RunDeviceInit(session, setup_); });
+        init->add_option("--base-version", setup_.baseVersion, "The device's base version")->capture_default_str();
+        init->add_option("--public-key", setup_.publicKey, "Public key of patch packages (PEM)");
+        init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)");
+        CLI::App* install = Add(*device, "install", "Install the package files of one application",
+                                [this](Session& session) { return RunDeviceInstall(session, files_, user_); });
+        install->add_option("FILE", files_, "Package files (.vab)")->required();
+        install->add_option("--user", user_, "For which user; 0 for a singleton")->capture_default_str();
+        CLI::App* users = Add(*device, "users", "List, add or remove users",
+                              [this](Session& session) { return RunDeviceUsers(session, added_, removed_); });
+        users->add_option("--add", added_, "Users to add");
+        users->add_option("--remove", removed_, "Users to remove");
+        Add(*device, "list", "List the installed applications", RunDeviceList);
+    }
+
+    void AddPatchCommands()
+    {
+        CLI::App* deliver = Add(program_, "deliver", "Bring a patch package onto the device",
+                                [this](Session& session) { return RunDeliver(session, delivery_); });
+        deliver->add_option("PACKAGE", delivery_.package, "app.tvpk")->required();
+        deliver->add_option("SIGNATURE", delivery_.signature, "tavomend_sign.bin")->required();
+        Add(program_, "apply", "Load and apply the delivered package", RunApply);
+        CLI::App* load = Add(program_, "load", "Load the delivered package at one stage of a boot",
+                             [this](Session& session) { return RunLoad(session, stage_); });
+        load->add_option("--stage", stage_, "init, or sa: the system-service stage")
+            ->required()
+            ->check(CLI::IsMember({"init", "sa"}));
+        Add(program_, "boot", "Play one whole boot, each stage in a process of its own", RunBoot);
+        CLI::App* revoke = Add(program_, "revoke", "Take the patch off applications",
+                               [this](Session& session) { return RunRevoke(session, bundles_); });
+        revoke->add_option("BUNDLE", bundles_, "Bundle names")->required();
+        Add(program_, "clear", "Forget delivered and applied patches", RunClear);
+    }
+
+    void AddQueries()
+    {
+        Add(program_, "test", "Run the test hook", RunTest);
+        Add(program_, "version", "Show the patch version", RunVersion);
+        Add(program_, "status", "Show the status record, with its error codes in words", RunStatus);
+        Add(program_, "info", "Show which applications carry the patch", RunInfo);
+    }
+
+    CLI::App program_{"Hosts the hot-patch engine on a device in a folder.", "tavomend"};
+    Options options_;
+    std::function<int()> command_;
+    DeviceSetup setup_;
+    std::vector<std::string> files_;
+    std::vector<std::string> bundles_;
+    std::vector<int32_t> added_;
+    std::vector<int32_t> removed_;
+    TavomendHosting::PackageFiles delivery_;
+    std::string stage_;
+    int32_t user_ = 100;
+};
+} // namespace
+
+int RunTavomend(int argc, char** argv)
+{
+    return CommandLine().Run(argc, argv);
+}
+} // namespace ORVX::TavomendCli

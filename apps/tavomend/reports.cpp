@@ -1,0 +1,125 @@
+#include "apps/tavomend/reports.h"
+
+namespace ORVX::TavomendCli {
+using TavomendHosting::BootStage;
+using TavomendHosting::Outcome;
+using TavomendHosting::PatchRunResult;
+
+namespace {
+constexpr int STAGE_DIED = -1;
+
+// Says in one line how a run failed.
+int FailRun(const Console& console, const std::string& what, const PatchRunResult& result)
+{
+    if (result.outcome == Outcome::NO_PLATFORM) {
+        return console.Fail(result.reason);
+    }
+    console.Emit({{"event", "result"},
+                  {"done", false},
+                  {"status", result.view.status},
+                  {"version", result.view.version},
+                  {"detail", result.view.detail},
+                  {"explanation", result.reason}});
+    return console.Fail(what + ": " + result.reason);
+}
+
+std::string LineOf(const ScanReport::Entry& entry)
+{
+    const std::string name = entry.bundleName.empty() ? "" : entry.bundleName + " ";
+    return "  " + name + entry.action +
+           (entry.reason.empty() ? " at version " + std::to_string(entry.versionCode) : ": " + entry.reason);
+}
+} // namespace
+
+int ExitCodeOf(Outcome outcome)
+{
+    return outcome == Outcome::DONE ? EXIT_DONE : outcome == Outcome::NOTHING ? EXIT_NOTHING : EXIT_FAILED;
+}
+
+int ShowLoad(const Console& console, const PatchRunResult& result)
+{
+    if (result.outcome != Outcome::DONE && result.outcome != Outcome::NOTHING) {
+        return FailRun(console, "load failed", result);
+    }
+    const bool isDone = result.outcome == Outcome::DONE;
+    console.Say("load: " + (isDone ? result.view.status : result.reason));
+    console.Emit({{"event", "result"}, {"done", isDone}, {"status", result.view.status}});
+    return ExitCodeOf(result.outcome);
+}
+
+int ShowApply(const Console& console, const PatchRunResult& result)
+{
+    const auto& view = result.view;
+    if (result.outcome == Outcome::NOTHING) {
+        console.Emit({{"event", "result"}, {"done", false}, {"status", view.status}, {"version", view.version}});
+        console.Say("nothing to do: " + result.reason);
+        return EXIT_NOTHING;
+    }
+    if (result.outcome != Outcome::DONE) {
+        return FailRun(console, "apply failed", result);
+    }
+    nlohmann::ordered_json line = {{"event", "result"},
+                                   {"done", true},
+                                   {"status", view.status},
+                                   {"version", view.version},
+                                   {"detail", view.detail}};
+    console.Say("patch " + view.version + " is in force");
+    if (result.needReboot) {
+        console.Say("the patch asks for a boot to be complete");
+        line["needReboot"] = true;
+    }
+    console.Emit(line);
+    return EXIT_DONE;
+}
+
+void ConsoleObserver::OnStageBegan(BootStage stage)
+{
+    console_.Say(std::string("-- ") + NameOf(stage));
+}
+
+void ConsoleObserver::OnScanned(const ScanReport& report)
+{
+    console_.Say(report.entries.empty() ? "scan: nothing has changed" : "scan:");
+    for (const auto& entry : report.entries) {
+        console_.Say(LineOf(entry));
+        console_.Emit({{"event", "scan"},
+                       {"bundle", entry.bundleName},
+                       {"action", entry.action},
+                       {"version", entry.versionCode},
+                       {"reason", entry.reason}});
+    }
+}
+
+void ConsoleObserver::OnLoaded(bool isReady)
+{
+    console_.Say(isReady ? "load: ready" : "load: not everything is ready");
+}
+
+void ConsoleObserver::OnProgress(int32_t done, int32_t total)
+{
+    console_.Progress("installed", done, total);
+}
+
+void ConsoleObserver::OnEngineStatus(int32_t status, const std::string& message)
+{
+    console_.Emit({{"event", "status"}, {"status", status}, {"message", message}});
+    console_.Say("the engine reports: " + message + " (" + std::to_string(status) + ")");
+}
+
+void ConsoleObserver::OnStageResult(BootStage stage, const PatchRunResult& result)
+{
+    if (stage == BootStage::INIT) {
+        static_cast<void>(ShowLoad(console_, result));
+    } else if (stage == BootStage::SERVICE) {
+        static_cast<void>(ShowApply(console_, result));
+    } else if (result.outcome == Outcome::NO_PLATFORM) {
+        console_.Fail(result.reason);
+    }
+}
+
+void ConsoleObserver::OnStageEnded(BootStage stage, std::optional<Outcome> outcome)
+{
+    console_.Emit(
+        {{"event", "stage"}, {"stage", NameOf(stage)}, {"exit", outcome ? ExitCodeOf(*outcome) : STAGE_DIED}});
+}
+} // namespace ORVX::TavomendCli

@@ -1,0 +1,34 @@
+// What the room hosting reports, in the program's words: lines for people, and JSON with the same content.
+#ifndef TAVOMEND_APPS_TAVOMEND_REPORTS_H
+#define TAVOMEND_APPS_TAVOMEND_REPORTS_H
+
+#include <string>
+
+#include "apps/tavomend/console.h"
+#include "hosting/host_observer.h"
+
+namespace ORVX::TavomendCli {
+[[nodiscard]] int ExitCodeOf(TavomendHosting::Outcome outcome);
+// Both show what a run came to and give the program's exit code.
+[[nodiscard]] int ShowLoad(const Console& console, const TavomendHosting::PatchRunResult& result);
+[[nodiscard]] int ShowApply(const Console& console, const TavomendHosting::PatchRunResult& result);
+
+// Prints each report as it comes, flushed, as a boot's processes need it. The console must outlive it.
+class ConsoleObserver : public TavomendHosting::IHostObserver {
+public:
+    explicit ConsoleObserver(const Console& console) : console_(console) {}
+
+    void OnStageBegan(TavomendHosting::BootStage stage) override;
+    void OnScanned(const ScanReport& report) override;
+    void OnLoaded(bool isReady) override;
+    void OnProgress(int32_t done, int32_t total) override;
+    void OnEngineStatus(int32_t status, const std::string& message) override;
+    void OnStageResult(TavomendHosting::BootStage stage, const TavomendHosting::PatchRunResult& result) override;
+    void OnStageEnded(TavomendHosting::BootStage stage, std::optional<TavomendHosting::Outcome> outcome) override;
+
+private:
+    const Console& console_;
+};
+} // namespace ORVX::TavomendCli
+
+#endif

@@ -1,0 +1,96 @@
+#include "hosting/boot.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <functional>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "hosting/patch_run.h"
+#include "platform/utility/sys_utils.h"
+
+namespace ORVX::TavomendHosting {
+namespace {
+PatchRunResult Scan(const IDevicePort& port, IHostObserver& observer)
+{
+    PatchRunResult result;
+    const auto platform = port.Start(ServiceStart::SCAN, result.reason);
+    result.outcome = platform == nullptr ? Outcome::NO_PLATFORM : Outcome::DONE;
+    if (platform != nullptr) {
+        observer.OnScanned(platform->GetScanReport());
+    }
+    return result;
+}
+
+PatchRunResult Play(BootStage stage, const IDevicePort& port, IHostObserver& observer)
+{
+    switch (stage) {
+    case BootStage::INIT:
+        return Load(port, TavomendEngine::RUNNING_STAGE_INIT);
+    case BootStage::SCAN:
+        return Scan(port, observer);
+    default:
+        return FinishBoot(port, observer);
+    }
+}
+
+// The outcome travels as the exit code; any other end than the stage's own is none.
+std::optional<Outcome> OutcomeOf(int status)
+{
+    const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    for (const Outcome outcome : {Outcome::DONE, Outcome::NOTHING, Outcome::FAILED, Outcome::NO_PLATFORM}) {
+        if (code == static_cast<int>(outcome)) {
+            return outcome;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Outcome> AwaitOutcome(pid_t child)
+{
+    int status = 0;
+    pid_t ended = -1;
+    do {
+        ended = waitpid(child, &status, 0);
+    } while (ended < 0 && errno == EINTR);
+    return ended == child ? OutcomeOf(status) : std::nullopt;
+}
+
+std::optional<Outcome> RunInProcess(const std::function<Outcome()>& stage)
+{
+    std::fflush(nullptr); // what is buffered must not be written by both
+    const pid_t child = fork();
+    if (child == 0) {
+        const Outcome outcome = stage();
+        std::fflush(nullptr);
+        _exit(static_cast<int>(outcome)); // exit handlers are the parent's
+    }
+    return child < 0 ? std::nullopt : AwaitOutcome(child);
+}
+} // namespace
+
+const char* NameOf(BootStage stage)
+{
+    return stage == BootStage::INIT ? "init stage" : stage == BootStage::SCAN ? "bundle scan" : "system-service stage";
+}
+
+OperationResult RunBoot(const IDevicePort& port, IHostObserver& observer)
+{
+    OperationResult result;
+    for (const BootStage stage : {BootStage::INIT, BootStage::SCAN, BootStage::SERVICE}) {
+        observer.OnStageBegan(stage);
+        const auto outcome = RunInProcess([stage, &port, &observer] {
+            const auto played = Play(stage, port, observer);
+            observer.OnStageResult(stage, played);
+            return played.outcome;
+        });
+        observer.OnStageEnded(stage, outcome);
+        if (!outcome || (stage == BootStage::SCAN && *outcome != Outcome::DONE)) {
+            return {Outcome::FAILED,
+                    std::string("the boot ends here: the ") + NameOf(stage) + " did not come to its end"};
+        }
+        result.outcome = *outcome;
+    }
+    return result;
+}
+} // namespace ORVX::TavomendHosting

@@ -1,0 +1,19 @@
+// One whole boot of a device, as far as patches are concerned.
+#ifndef TAVOMEND_HOSTING_BOOT_H
+#define TAVOMEND_HOSTING_BOOT_H
+
+#include "hosting/host_observer.h"
+#include "hosting/host_result.h"
+#include "platform/api/device_port.h"
+
+namespace ORVX::TavomendHosting {
+// Init-stage load, the platform's scan, then load and apply at the system-service stage, each in a process of its own
+// (fork), as on a device that comes up. Needs a process on the device root with no other thread and no platform
+// running; its own engine state and running stage stay as they are, so that it may be called again.
+// The outcome is the last stage's. A load that failed is judged by the apply at the end; a stage whose process dies, or
+// a scan that does not start, ends the boot: FAILED, and only then with a reason. The next boot takes up what this one
+// has left.
+[[nodiscard]] OperationResult RunBoot(const IDevicePort& port, IHostObserver& observer);
+} // namespace ORVX::TavomendHosting
+
+#endif

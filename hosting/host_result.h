@@ -1,0 +1,29 @@
+// What the operations of this room answer with: what has become of them, and words for people.
+#ifndef TAVOMEND_HOSTING_HOST_RESULT_H
+#define TAVOMEND_HOSTING_HOST_RESULT_H
+
+#include <string>
+
+#include "hosting/device_view.h"
+
+namespace ORVX::TavomendHosting {
+enum class Outcome {
+    DONE,
+    NOTHING,     // there was nothing to do, or to tell
+    FAILED,      // it was tried
+    NO_PLATFORM, // the port's services did not start, so the engine was not asked
+};
+
+struct OperationResult {
+    Outcome outcome = Outcome::FAILED;
+    std::string reason; // one line for people, without a full stop; empty when done
+};
+
+// Of a load, or of a load and apply.
+struct PatchRunResult : OperationResult {
+    StatusView view;         // the status record afterwards; empty without a platform
+    bool needReboot = false; // done, and the package that was applied asks for a boot to be complete
+};
+} // namespace ORVX::TavomendHosting
+
+#endif

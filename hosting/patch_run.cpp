@@ -1,0 +1,148 @@
+#include "hosting/patch_run.h"
+
+#include "common/results.h"
+#include "engine/engine_factory.h"
+#include "formats/status_words.h"
+#include "hosting/delivery.h"
+#include "platform/utility/sys_utils.h"
+
+namespace ORVX::TavomendHosting {
+using TavomendEngine::CreateEngineApp;
+using TavomendEngine::RESULT_NOTHING_TO_DO;
+using TavomendEngine::RESULT_SUCCESS;
+using TavomendEngine::RUNNING_STAGE_INIT;
+using TavomendEngine::RUNNING_STAGE_SA;
+using TavomendEngine::SysUtils;
+
+namespace {
+// Counts applications by itself: the engine's raw counts start at 0 and go on from run to run.
+class Client : public CoreEngineCallbackStub {
+public:
+    explicit Client(IHostObserver& observer) : observer_(observer) {}
+    void OnProgressChanged(int32_t /*installed*/, int32_t total) override { observer_.OnProgress(++done_, total); }
+    void OnStatusChanged(int32_t status, const std::string& message) override
+    {
+        observer_.OnEngineStatus(status, message);
+    }
+
+private:
+    IHostObserver& observer_;
+    int32_t done_ = 0;
+};
+
+void MendDevice()
+{
+    RepairPackagePlaces();
+    FinishDelivery();
+}
+
+std::string WhyFailed(const StatusView& view)
+{
+    return view.explanation.empty() ? "an application does not run the version that the patch asks for"
+                                    : view.explanation;
+}
+
+std::string WhyNothing(const StatusView& view)
+{
+    if (view.status == Formats::STATUS_ACTIVITES_FAILED) {
+        return "no package is delivered; the last apply failed" +
+               (view.explanation.empty() ? "" : ": " + view.explanation);
+    }
+    if (view.status == Formats::STATUS_ACTIVITES) {
+        return "patch " + view.version + " is in force";
+    }
+    return IsHalfDelivered() ? "a package and its signature are delivered only together" : "no package is delivered";
+}
+
+PatchRunResult NoPlatform(const std::string& reason)
+{
+    PatchRunResult result;
+    result.outcome = Outcome::NO_PLATFORM;
+    result.reason = reason;
+    return result;
+}
+
+PatchRunResult RunLoad(const IDevicePort& port)
+{
+    const auto facts = ReadPackageFacts();
+    const int32_t loaded = CreateEngineApp()->LoadTavomend();
+    PatchRunResult result;
+    result.view = ReadStatus(port, facts.bundleNames);
+    if (loaded == RESULT_NOTHING_TO_DO || !IsPackageDelivered()) {
+        result.outcome = Outcome::NOTHING;
+        result.reason = "no package is delivered";
+    } else if (loaded == RESULT_SUCCESS) {
+        result.outcome = Outcome::DONE;
+    } else {
+        result.reason = WhyFailed(result.view);
+    }
+    return result;
+}
+
+int32_t Apply(TavomendEngine::IEngineApp& engine, IHostObserver& observer)
+{
+    const auto client = MakeSptr<Client>(observer);
+    engine.RegisterCallback(client);
+    const int32_t applied = engine.ApplyTavomend();
+    engine.UnregisterCallback(client);
+    return applied;
+}
+
+PatchRunResult RunLoadAndApply(const IDevicePort& port, IHostObserver& observer)
+{
+    auto facts = ReadPackageFacts();
+    const bool wasDelivered = IsPackageDelivered();
+    const auto engine = CreateEngineApp();
+    const int32_t loaded = engine->LoadTavomend();
+    PatchRunResult result;
+    if (!wasDelivered) {
+        if (!IsPackageDelivered()) {
+            result.outcome = Outcome::NOTHING;
+            result.view = ReadStatus(port, facts.bundleNames);
+            result.reason = WhyNothing(result.view);
+            return result;
+        }
+        facts = ReadPackageFacts(); // a migration has brought one
+    }
+    observer.OnLoaded(loaded == RESULT_SUCCESS);
+    const int32_t applied = Apply(*engine, observer);
+    result.view = ReadStatus(port, facts.bundleNames);
+    if (applied == RESULT_SUCCESS) {
+        result.outcome = Outcome::DONE;
+        result.needReboot = facts.needReboot;
+    } else {
+        result.reason = WhyFailed(result.view);
+    }
+    return result;
+}
+} // namespace
+
+PatchRunResult Load(const IDevicePort& port, int32_t runningStage)
+{
+    MendDevice();
+    SysUtils::SetRunningStage(runningStage);
+    if (runningStage == RUNNING_STAGE_INIT) {
+        return RunLoad(port);
+    }
+    std::string error;
+    const auto platform = port.Start(ServiceStart::SCAN, error);
+    return platform == nullptr ? NoPlatform(error) : RunLoad(port);
+}
+
+PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer)
+{
+    MendDevice();
+    SysUtils::SetRunningStage(RUNNING_STAGE_SA);
+    std::string error;
+    const auto platform = port.Start(ServiceStart::SCAN, error);
+    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, observer);
+}
+
+PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer)
+{
+    SysUtils::SetRunningStage(RUNNING_STAGE_SA);
+    std::string error;
+    const auto platform = port.Start(ServiceStart::ATTACH, error);
+    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, observer);
+}
+} // namespace ORVX::TavomendHosting

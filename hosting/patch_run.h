@@ -1,0 +1,31 @@
+// Load and apply, each with an engine of its own, as the hosting service of a device runs them.
+#ifndef TAVOMEND_HOSTING_PATCH_RUN_H
+#define TAVOMEND_HOSTING_PATCH_RUN_H
+
+#include <cstdint>
+
+#include "hosting/host_observer.h"
+#include "hosting/host_result.h"
+#include "platform/api/device_port.h"
+
+namespace ORVX::TavomendHosting {
+// All of them need a process on the device root that has no platform running and has run none of them before: the
+// engine's check of a package, once passed, stays passed for the process. They run on the caller's thread until they
+// are done, and leave the running stage as they have set it. Whatever happens, the package and the backup are where the
+// next operation finds them.
+
+// Mends what an earlier operation left that was cut short, then loads the delivered package at one stage of a boot.
+// runningStage: RUNNING_STAGE_INIT, without a platform; or RUNNING_STAGE_SA, with one that scans and that is gone when
+// this returns. NOTHING when no package is delivered.
+[[nodiscard]] PatchRunResult Load(const IDevicePort& port, int32_t runningStage);
+
+// The same with a scan, then load at the system-service stage and apply, in this process, as an engine wants it: what
+// load made ready only this process knows. Apply runs also after a failed load, so that one broken application does not
+// keep the others back. NOTHING when no package is delivered; the reason then says what is in force.
+[[nodiscard]] PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer);
+
+// The last stage of a boot: load and apply as above, on a device that has been mended and scanned.
+[[nodiscard]] PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer);
+} // namespace ORVX::TavomendHosting
+
+#endif

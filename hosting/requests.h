@@ -1,0 +1,63 @@
+// What a host does for its user beside running patches: takes a package in, takes patches off, answers questions.
+#ifndef TAVOMEND_HOSTING_REQUESTS_H
+#define TAVOMEND_HOSTING_REQUESTS_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "hosting/host_result.h"
+#include "platform/api/device_port.h"
+
+namespace ORVX::TavomendHosting {
+// But for BringIn, all of them need a process on the device root that has no platform running, and those that ask the
+// engine one that has not run a patch. They run on the caller's thread and leave the running stage at the
+// system-service stage.
+
+struct PackageFiles {
+    std::string package;
+    std::string signature;
+};
+// The first half of a delivery, before the process enters the device root, since both files may lie outside of the
+// device: copies them onto its own disk, from where one rename puts each in place. deviceRoot: the device's folder
+// without a "/" at its end; empty on the device itself. False with one line for people; nothing is left on the device.
+[[nodiscard]] bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error);
+
+struct DeliveryResult : OperationResult {
+    std::string refusal; // done, but why this device will refuse the package; empty when it will not
+};
+// The second half, on the device root: judges what was brought in and puts it in place of an earlier package that has
+// not been applied yet. A package that will be refused is delivered all the same, so that the engine's own judgement
+// reaches the status record; nothing of it is laid out.
+[[nodiscard]] DeliveryResult DeliverIncoming();
+
+// Back to a device without a patch record; installed applications stay as they are.
+[[nodiscard]] OperationResult ClearPatches();
+// Asks the engine to take the patch off single applications. It knows them only in the process that has applied the
+// patch, so a fresh process is refused, without a reason in words.
+[[nodiscard]] OperationResult RevokeBundles(const std::vector<std::string>& bundleNames);
+
+struct VersionResult : OperationResult {
+    std::string version; // of the delivered package, else of the patch in force, else "patch00"
+};
+// FAILED when a package is delivered that does not pass its check.
+[[nodiscard]] VersionResult AskVersion();
+
+// The status record, with its error codes in the words of the package that is on the device.
+[[nodiscard]] StatusView AskStatus(const IDevicePort& port);
+
+struct InfoResult : OperationResult {
+    bool isPending = false;            // a delivered package is waiting, and nothing is told before it was applied
+    std::map<std::string, bool> fixed; // by bundle name: whether it runs the version that it should
+};
+// Which applications carry the patch in force. NOTHING, with the reason, when there is none to tell about.
+[[nodiscard]] InfoResult AskInfo(const IDevicePort& port);
+
+struct TestResult : OperationResult {
+    std::string text;
+};
+// The engine's test hook.
+[[nodiscard]] TestResult AskTest(const IDevicePort& port);
+} // namespace ORVX::TavomendHosting
+
+#endif
