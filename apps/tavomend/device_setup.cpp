@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <future>
 #include <map>
+#include <optional>
 
 #include "apps/common/text_table.h"
 #include "formats/bundle_file.h"
@@ -59,37 +60,36 @@ private:
     std::vector<std::string> paths_;
 };
 
-// Each application gets a directory named after its first file; files of one bundle share it.
-bool CopyFactoryFiles(const std::string& root, const std::vector<std::string>& files, std::string& error)
+// Where on the device each factory file goes: an application's directory is named after its first file. Nothing for a
+// file that is no bundle file.
+std::optional<std::map<std::string, std::string>> PlaceFactoryFiles(const std::vector<std::string>& files,
+                                                                    std::string& error)
 {
-    std::map<std::string, fs::path> dirs; // by bundle name
+    std::map<std::string, std::string> dirs; // by bundle name
+    std::map<std::string, std::string> targets;
     for (const auto& file : files) {
         const auto manifest = Formats::BundleFile::Read(file, error);
         if (!manifest) {
-            return false;
+            return std::nullopt;
         }
         const bool isFwk = manifest->bundleType == Formats::BUNDLE_TYPE_SERVICE_FWK;
         const std::string name = fs::path(file).stem().string();
-        const fs::path apps = fs::path(root + Formats::FACTORY_APP_DIR) / (isFwk ? "appServiceFwk" : "");
-        const fs::path dir = dirs.emplace(manifest->bundleName, apps / name).first->second;
-        if (!FileUtils::ReplaceFileByCopy(file, (dir / (name + Formats::BUNDLE_FILE_SUFFIX)).string(), FILE_MODE)) {
-            error = "cannot copy " + file + " to " + dir.string();
-            return false;
-        }
+        const std::string dir = std::string(Formats::FACTORY_APP_DIR) + (isFwk ? "/appServiceFwk/" : "/") + name;
+        targets[file] = dirs.emplace(manifest->bundleName, dir).first->second + "/" + name + Formats::BUNDLE_FILE_SUFFIX;
     }
-    return true;
+    return targets;
 }
 
+// What can be refused is refused before anything is written.
 bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string& error)
 {
-    if (!setup.publicKey.empty() &&
-        FileUtils::GetFileStream(setup.publicKey).find("BEGIN PUBLIC KEY") == std::string::npos) {
+    const bool hasKey = !setup.publicKey.empty();
+    if (hasKey && FileUtils::GetFileStream(setup.publicKey).find("BEGIN PUBLIC KEY") == std::string::npos) {
         error = setup.publicKey + " is no PEM public key";
         return false;
     }
-    if (!setup.publicKey.empty() &&
-        !FileUtils::ReplaceFileByCopy(setup.publicKey, root + Formats::PUBLIC_KEY_PATH, FILE_MODE)) {
-        error = "cannot write " + root + Formats::PUBLIC_KEY_PATH;
+    const auto factoryFiles = PlaceFactoryFiles(setup.factoryFiles, error);
+    if (!factoryFiles) {
         return false;
     }
     const std::string release = "NAME=\"Device\"\nVERSION_ID=\"" + setup.baseVersion + "\"\n";
@@ -97,7 +97,17 @@ bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string&
         error = "cannot write " + root + TavomendEngine::OS_RELEASE_PATH;
         return false;
     }
-    return CopyFactoryFiles(root, setup.factoryFiles, error);
+    if (hasKey && !FileUtils::ReplaceFileByCopy(setup.publicKey, root + Formats::PUBLIC_KEY_PATH, FILE_MODE)) {
+        error = "cannot write " + root + Formats::PUBLIC_KEY_PATH;
+        return false;
+    }
+    for (const auto& [file, target] : *factoryFiles) {
+        if (!FileUtils::ReplaceFileByCopy(file, root + target, FILE_MODE)) {
+            error = "cannot copy " + file + " to " + fs::path(root + target).parent_path().string();
+            return false;
+        }
+    }
+    return true;
 }
 
 bool RequestInstall(const std::vector<std::string>& paths, int32_t userId, const sptr<IStatusReceiver>& receiver)

@@ -9,8 +9,8 @@
 
 namespace ORVX::TavomendCli {
 // All of them run on a session that has not entered its device, show what they did or why they failed, and give the
-// program's exit code. None leaves copies of the files that it was given behind on a failure, but for what an init has
-// laid out: as long as there is no bundle store the folder is no device, and a second init goes over it.
+// program's exit code. None leaves copies of the files that it was given behind on a failure, but for an init whose
+// folder could not be written: without a bundle store it is no device, and a second init goes over it.
 
 struct DeviceSetup {
     std::string baseVersion = "1.0.0";

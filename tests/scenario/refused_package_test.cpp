@@ -88,36 +88,5 @@ INSTANTIATE_TEST_SUITE_P(
                                 DeliverChanged(world, [](PatchRecipe& recipe) { recipe.space = 2147483647; });
                             }}),
     [](const auto& test) { return test.param.name; });
-
-TEST(NoPackageTest, IsNothingToDo)
-{
-    const DeviceWorld world;
-    for (const char* command : {"apply", "boot", "info", "load --stage sa"}) {
-        EXPECT_EQ(world.Tavomend(command).exitCode, 3) << command;
-    }
-    EXPECT_EQ(world.Tavomend("version").out, "patch00\n");
-    EXPECT_EQ(world.Tavomend("status").exitCode, 0);
-    EXPECT_EQ(world.Tavomend("test").out, "\"Vab\": \"null,vab patch backup package no exist\"\n");
-    EXPECT_EQ(world.Tavomend("clear").exitCode, 0);
-    EXPECT_EQ(world.Status(), "idle patch00 ");
-
-    // A package without its signature is none.
-    WriteFile(world.At("dev/data/update/tavomend/package/app.tvpk"), "package");
-    EXPECT_EQ(world.Tavomend("apply").exitCode, 3);
-}
-
-TEST(WrongUsageTest, IsToldInOneLine)
-{
-    const DeviceWorld world;
-    EXPECT_EQ(world.Tavomend("").exitCode, 2);
-    EXPECT_EQ(world.Tavomend("no-such-command").exitCode, 2);
-    EXPECT_EQ(world.Tavomend("load --stage late").exitCode, 2);
-    EXPECT_EQ(world.Tavomend("deliver one").exitCode, 2);
-    EXPECT_EQ(world.Tavomend("deliver none none").exitCode, 1);
-    EXPECT_EQ(world.Tavomend("device init").exitCode, 1);
-    EXPECT_EQ(world.Tavomend("device install none.vab").exitCode, 1);
-    EXPECT_EQ(world.Tavomend("device users --remove 7").exitCode, 1);
-    EXPECT_EQ(RunProgram({TAVOMEND_PROGRAM, "--root", world.At("none"), "apply"}).exitCode, 1);
-}
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -1,0 +1,418 @@
+// What only the program tavomend does: what it prints for people and for scripts, its exit codes, its device folders.
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/scenario/device_world.h"
+#include "tests/support/device_fixture.h"
+
+namespace ORVX::TavomendTest {
+namespace {
+// One call of a session on a device; "@" stands for the world's folder.
+struct Call {
+    std::string arguments;
+    int exitCode;
+    std::string out;
+    std::string err; // a failure: the line behind "tavomend: "
+};
+
+std::string InWorld(const DeviceWorld& world, const std::string& text)
+{
+    return std::regex_replace(text, std::regex("@"), world.At("").substr(0, world.At("").size() - 1));
+}
+
+void Play(const DeviceWorld& world, const std::vector<Call>& calls)
+{
+    for (const auto& call : calls) {
+        const CliResult result = world.Tavomend(InWorld(world, call.arguments));
+        EXPECT_EQ(result.exitCode, call.exitCode) << call.arguments;
+        EXPECT_EQ(result.out, InWorld(world, call.out)) << call.arguments;
+        const bool isError = call.exitCode == 1 && call.err.find('\n') == std::string::npos;
+        EXPECT_EQ(result.err, isError ? "tavomend: " + InWorld(world, call.err) + "\n" : call.err) << call.arguments;
+    }
+}
+
+void DamageStore(const DeviceWorld& world)
+{
+    WriteFile(world.At("dev/data/service/bundles/store.db"), std::string(4096, 'x'));
+}
+
+PatchRecipe OneHotApplication()
+{
+    PatchRecipe recipe = DeviceWorld::BaselinePatch();
+    recipe.apps.resize(1);
+    return recipe;
+}
+
+const char* const TAKE_BACK = "only the process that applied a patch can revoke single applications of it; to take the "
+                              "patch back, make a revoke package (tvpk make with \"action\": \"revoke\"), deliver it "
+                              "and boot";
+const char* const BAD_STORE = "the bundle store cannot be opened: file is not a database";
+
+TEST(ProgramTest, SpeaksToPeople)
+{
+    const DeviceWorld world;
+    WriteFile(world.At("Hot0.vab"), Vab{"com.hot", 0}.Bytes());
+    WriteFile(world.At("Single2.vab"), Vab{"com.single", 2, "entry", R"("singleton": true)"}.Bytes());
+    Play(world,
+         {{"status", 0, "no operation has been recorded\n", ""},
+          {"version", 0, "patch00\n", ""},
+          {"info", 3, "no patch is in force\n", ""},
+          {"test", 0, "\"Vab\": \"null,vab patch backup package no exist\"\n", ""},
+          {"apply", 3, "nothing to do: no package is delivered\n", ""},
+          {"load --stage init", 3, "load: no package is delivered\n", ""},
+          {"boot", 3,
+           "-- init stage\nload: no package is delivered\n-- bundle scan\nscan: nothing has changed\n"
+           "-- system-service stage\nnothing to do: no package is delivered\n",
+           ""},
+          {"status", 0, "idle, version patch00\n", ""},
+          {"clear", 0, "cleared: no patch is delivered for keeping or in force; applications stay as they are\n", ""},
+          {"revoke com.hot", 1, "", TAKE_BACK},
+          {"deliver none none", 1, "", "there is no file none"},
+          {"deliver @/Hot.vab none", 1, "", "there is no file none"},
+          {"device init", 1, "", "there is a device in @/dev already"},
+          {"device install none.vab", 1, "", "cannot copy none.vab to the device"},
+          {"device install @/Hot.vab none.vab", 1, "", "cannot copy none.vab to the device"},
+          {"device install @/Hot0.vab", 1, "", "com.hot version 0 is older than the installed 1"},
+          {"device install @/Single2.vab --user 0", 0, "installed com.single version 2\n", ""},
+          {"device users", 0, "users: 100\n", ""},
+          {"device users --add 101 102 --remove 102", 0, "users: 100,101\n", ""},
+          {"device users --add 101", 1, "", "user 101 exists already"},
+          {"device users --add 0", 1, "", "a user's number is above 0"},
+          {"device users --remove 7", 1, "", "there is no user 7"},
+          {"device list", 0,
+           "BUNDLE      USERS    VERSION  NAME  STATE    FLAGS\n"
+           "com.cold    100,101  1        1.0   factory\n"
+           "com.hot     100,101  1        1.0   factory\n"
+           "com.keep    100,101  1        1.0   factory  keep-alive\n"
+           "com.single  0        2        2.0   updated  singleton\n",
+           ""}});
+    EXPECT_EQ(ReadFile(world.At("dev/data/app/com.single/v2/entry.vab")), ReadFile(world.At("Single2.vab")));
+    EXPECT_FALSE(Exists(world.At("dev/data/app/incoming")));
+    EXPECT_TRUE(ListTree(world.At("dev/data/update/tavomend/package")).empty());
+}
+
+TEST(ProgramTest, TellsPeopleOfAPatch)
+{
+    const DeviceWorld world;
+    PatchRecipe recipe = OneHotApplication();
+    recipe.configText = PatchBuilder(recipe).Config().insert(1, R"("need_reboot": true, )");
+    const std::string package = PatchBuilder(recipe).Package();
+    WriteFile(world.At("app.tvpk"), package);
+    WriteFile(world.At("good.bin"), world.Key().Sign(package));
+    WriteFile(world.At("bad.bin"), SigningKey().Sign(package));
+    const char* const refused = "the delivered package does not pass its check: the signature does not verify";
+    Play(world, {{"deliver @/app.tvpk @/bad.bin", 0,
+                  "delivered, but this device will refuse it: the signature does not verify\n", ""},
+                 {"version", 1, "", refused},
+                 {"load --stage init", 1, "", "load failed: the signature does not verify (100|20)"},
+                 {"apply", 1, "load: not everything is ready\nthe engine reports: activites_failed (151)\n",
+                  "apply failed: the signature does not verify (100|20)"},
+                 {"status", 0,
+                  "activites_failed, detail 0|0(100|20,20):48;1|0(100|20,20):48;1|1(100|20,20):35\n"
+                  "the signature does not verify (100|20)\n",
+                  ""},
+                 {"deliver @/app.tvpk @/good.bin", 0, "delivered\n", ""},
+                 {"version", 0, "patch01\n", ""},
+                 {"info", 3, "a delivered package is waiting: apply it, or boot, first\n", ""},
+                 {"load --stage init", 0, "load: ready\n", ""},
+                 {"boot", 0,
+                  "-- init stage\nload: ready\n-- bundle scan\nscan: nothing has changed\n-- system-service stage\n"
+                  "load: ready\ninstalled 1 of 1\nthe engine reports: activites (101)\npatch patch01 is in force\n"
+                  "the patch asks for a boot to be complete\n",
+                  ""},
+                 {"info", 0, "BUNDLE   PATCH\ncom.hot  fixed\n", ""},
+                 {"status", 0, "activites, version patch01, detail 0|0:47;1|0:47;1|1:34\n", ""},
+                 {"boot", 3,
+                  "-- init stage\nload: no package is delivered\n-- bundle scan\nscan: nothing has changed\n"
+                  "-- system-service stage\nnothing to do: patch patch01 is in force\n",
+                  ""}});
+    std::filesystem::remove(world.At("dev/system/app/Keep/Keep.vab"));
+    WriteFile(world.At("dev/system/app/Single/Single.vab"), "damaged");
+    WriteFile(world.At("dev/system/app/New/New.vab"), Vab{"com.new", 3}.Bytes());
+    EXPECT_EQ(world.Tavomend("boot").out,
+              "-- init stage\nload: no package is delivered\n-- bundle scan\nscan:\n"
+              "  skipped: /system/app/Single/Single.vab is no zip archive\n  com.new factory at version 3\n"
+              "  com.keep skipped: its factory files are gone\n  com.single skipped: its factory files are gone\n"
+              "-- system-service stage\nnothing to do: patch patch01 is in force\n");
+}
+
+const char* const FAILED_APPLY = R"-({"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"status","status":151,"message":"activites_failed"}
+{"schema":1,"event":"result","done":false,"status":"activites_failed","version":"patch01",)-"
+                                 R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
+                                 R"-("explanation":"com.hot: a package file is broken (0|1002)"}
+{"schema":1,"event":"error","message":"apply failed: com.hot: a package file is broken (0|1002)"}
+)-";
+const char* const ENDED_BOOT = R"({"schema":1,"event":"result","done":false,"status":"activites_failed"}
+{"schema":1,"event":"stage","stage":"init stage","exit":3}
+{"schema":1,"event":"error","message":"the bundle store cannot be opened: file is not a database"}
+{"schema":1,"event":"stage","stage":"bundle scan","exit":1}
+{"schema":1,"event":"error","message":"the boot ends here: the bundle scan did not come to its end"}
+)";
+
+TEST(ProgramTest, GivesScriptsJson)
+{
+    const DeviceWorld world;
+    PatchRecipe recipe = OneHotApplication();
+    recipe.configText = PatchBuilder(recipe).Config().insert(1, R"("need_reboot": true, )");
+    world.Deliver(recipe);
+    WriteFile(world.At("broken.vab"), "broken");
+    const std::vector<std::pair<std::string, std::string>> calls = {
+        {"version", R"({"schema":1,"version":"patch01"})"},
+        {"info", R"({"schema":1,"pending":true,"applications":{}})"},
+        {"load --stage init", R"({"schema":1,"event":"result","done":true,"status":"ready"})"},
+        {"boot", R"({"schema":1,"event":"result","done":true,"status":"ready"}
+{"schema":1,"event":"stage","stage":"init stage","exit":0}
+{"schema":1,"event":"stage","stage":"bundle scan","exit":0}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"status","status":101,"message":"activites"}
+{"schema":1,"event":"result","done":true,"status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
+{"schema":1,"event":"stage","stage":"system-service stage","exit":0})"},
+        {"info", R"({"schema":1,"pending":false,"applications":{"com.hot":"fixed"}})"},
+        {"test", R"({"schema":1,"test":"\"Vab\": \"com.hot:2:true\""})"},
+        {"status",
+         R"({"schema":1,"status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":""})"},
+        {"apply", R"({"schema":1,"event":"result","done":false,"status":"activites","version":"patch01"})"},
+        {"load --stage sa", R"({"schema":1,"event":"result","done":false,"status":"activites"})"},
+        {"clear", R"({"schema":1,"cleared":true})"},
+        {"device users --add 7", R"({"schema":1,"users":[7,100]})"},
+        {"device users --remove 8", R"({"schema":1,"event":"error","message":"there is no user 8"})"},
+        {"device install @/broken.vab",
+         R"({"schema":1,"code":1002,"message":"/data/app/incoming/0.vab is no zip archive"}
+{"schema":1,"event":"error","message":"/data/app/incoming/0.vab is no zip archive"})"},
+    };
+    for (const auto& [arguments, out] : calls) {
+        const CliResult result = world.Tavomend("--json " + InWorld(world, arguments));
+        EXPECT_EQ(result.out, out + "\n") << arguments << result.err;
+    }
+    const std::string list = world.Tavomend("--json device list").out;
+    EXPECT_NE(
+        list.find(R"({"bundle":"com.hot","users":[7,100],"versionCode":2,"versionName":"2.0","state":"updated",)"
+                  R"("keepAlive":false,"singleton":false,"type":"app","files":["/data/app/com.hot/v2/entry.vab"]})"),
+        std::string::npos)
+        << list;
+    EXPECT_EQ(world.Tavomend("--json version").err, "patch00\n"); // people's lines go to the other stream
+
+    recipe = OneHotApplication();
+    recipe.apps[0].files[0].newBytes = "\xff no package";
+    recipe.apps[0].version = 3;
+    world.Deliver(recipe);
+    const CliResult failed = world.Tavomend("--json apply");
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_EQ(failed.out, FAILED_APPLY);
+    EXPECT_EQ(failed.err, "load: ready\nthe engine reports: activites_failed (151)\n"
+                          "tavomend: apply failed: com.hot: a package file is broken (0|1002)\n");
+    DamageStore(world);
+    EXPECT_EQ(world.Tavomend("--json boot").out, ENDED_BOOT);
+}
+
+TEST(ProgramTest, NeedsItsDevicesBundleStore)
+{
+    const DeviceWorld world;
+    DamageStore(world);
+    std::vector<Call> calls;
+    for (const char* command :
+         {"apply", "load --stage sa", "info", "test", "device list", "device users", "device install @/Hot.vab"}) {
+        calls.push_back({command, 1, "", BAD_STORE});
+    }
+    calls.push_back({"boot", 1, "-- init stage\nload: no package is delivered\n-- bundle scan\n",
+                     std::string("tavomend: ") + BAD_STORE +
+                         "\ntavomend: the boot ends here: the bundle scan did not come to its end\n"});
+    Play(world, calls);
+    EXPECT_FALSE(Exists(world.At("dev/data/app/incoming")));
+}
+
+TEST(ProgramTest, TellsWrongUsageFromFailure)
+{
+    const std::pair<const char*, const char*> wrong[] = {
+        {"", "A subcommand is required"},
+        {"bogus", "tavomend: bogus is no command; --help lists them\n"},
+        {"device", "A subcommand is required"},
+        {"load", "--stage is required"},
+        {"load --stage late", "--stage: late not in {init,sa}"},
+        {"deliver one", "SIGNATURE is required"},
+        {"device install", "FILE is required"},
+        {"revoke", "BUNDLE is required"},
+    };
+    const DeviceWorld world;
+    for (const auto& [arguments, says] : wrong) {
+        const CliResult result = world.Tavomend(arguments);
+        EXPECT_EQ(result.exitCode, 2) << arguments;
+        EXPECT_EQ(result.out, "") << arguments;
+        EXPECT_EQ(result.err.substr(0, std::string(says).size()), says) << arguments;
+    }
+    const CliResult help = world.Tavomend("--help");
+    EXPECT_EQ(help.exitCode, 0);
+    for (const char* command :
+         {"apply", "boot", "clear", "deliver", "device", "info", "load", "revoke", "status", "test", "version"}) {
+        EXPECT_TRUE(std::regex_search(help.out, std::regex("\n  " + std::string(command) + " "))) << command;
+    }
+    EXPECT_EQ(world.Tavomend("--version").out, "1.0.0\n");
+}
+
+TEST(ProgramTest, FindsItsDeviceFolder)
+{
+    const DeviceWorld world;
+    std::filesystem::create_directory(world.At("empty"));
+    const std::string hint = " is no device; `tavomend --root DIR device init` makes one in a folder\n";
+    const auto run = [&world](const std::string& root, const std::string& command) {
+        return RunProgram({"sh", "-c", "cd " + world.At("") + " && exec " TAVOMEND_PROGRAM " " + root + " " + command});
+    };
+    for (const char* root : {"--root dev", "--root ./dev//", "--root=dev/"}) {
+        const CliResult result = run(root, "version");
+        EXPECT_EQ(result.exitCode, 0) << root;
+        EXPECT_EQ(result.out, "patch00\n") << root;
+    }
+    EXPECT_EQ(run("", "version --root dev").out, "patch00\n");
+    for (const char* command : {"apply", "boot", "clear", "deliver a b", "device install a", "device list",
+                                "device users", "info", "load --stage sa", "revoke a", "status", "test", "version"}) {
+        const CliResult result = run("--root empty/", command);
+        EXPECT_EQ(result.exitCode, 1) << command;
+        EXPECT_EQ(result.err, "tavomend: empty" + hint) << command;
+    }
+    EXPECT_TRUE(ListTree(world.At("empty")).empty());
+    EXPECT_EQ(run("", "status").err, "tavomend: /" + hint);
+    EXPECT_EQ(run("", "device init").err,
+              "tavomend: `device init` wants --root DIR: it does not turn this machine into a device\n");
+}
+
+TEST(ProgramTest, LaysOutADevice)
+{
+    const DeviceWorld world;
+    const std::string fwk = R"("keepAlive": true, "bundleType": "appServiceFwk")";
+    WriteFile(world.At("Fwk.vab"), Vab{"com.fwk", 1, "entry", fwk}.Bytes());
+    WriteFile(world.At("not.pem"), "BEGIN PRIVATE KEY");
+    WriteFile(world.At("busy"), "");
+    std::filesystem::create_directories(world.At("locked1/etc/os-release"));
+    std::filesystem::create_directories(world.At("locked2/etc/certificate/zkkey_tvpk_v1.pem"));
+    std::filesystem::create_directories(world.At("locked3/system/app/Hot/Hot.vab"));
+    WriteFile(world.At("locked4/data"), "");
+    std::filesystem::create_directories(world.At("locked5/data/service/bundles/store.db"));
+    const auto init = [&world](const std::string& folder, const std::string& options) {
+        const std::string line =
+            InWorld(world, "exec " TAVOMEND_PROGRAM " --root @/" + folder + " device init " + options);
+        return RunProgram({"sh", "-c", line});
+    };
+    struct Case {
+        const char* folder;
+        const char* options;
+        const char* error;
+    };
+    const Case cases[] = {
+        {"busy", "", "cannot make the directory @/busy"},
+        {"made", "--public-key @/none.pem", "@/none.pem is no PEM public key"},
+        {"made", "--public-key @/not.pem", "@/not.pem is no PEM public key"},
+        {"made", "--factory @/Hot.vab @/not.pem", "@/not.pem is no zip archive"},
+        {"locked1", "", "cannot write @/locked1/etc/os-release"},
+        {"locked2", "--public-key @/key.pem", "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem"},
+        {"locked3", "--factory @/Hot.vab", "cannot copy @/Hot.vab to @/locked3/system/app/Hot"},
+        {"locked4", "", "cannot make the directory /data/app"},
+        {"locked5", "", "the bundle store cannot be made: unable to open database file"},
+    };
+    for (const auto& entry : cases) {
+        const CliResult result = init(entry.folder, entry.options);
+        EXPECT_EQ(result.exitCode, 1) << entry.error;
+        EXPECT_EQ(result.err, InWorld(world, std::string("tavomend: ") + entry.error + "\n"));
+    }
+    EXPECT_TRUE(ListTree(world.At("made")).empty());
+    const CliResult made =
+        init("made", "--base-version 2.5 --public-key @/key.pem --factory @/Cold.vab @/ColdFeature.vab @/Fwk.vab");
+    EXPECT_EQ(made.exitCode, 0) << made.err;
+    EXPECT_EQ(made.out, "a device at base version 2.5 with 2 factory applications, user 100\n");
+    EXPECT_EQ(ReadFile(world.At("made/etc/os-release")), "NAME=\"Device\"\nVERSION_ID=\"2.5\"\n");
+    EXPECT_EQ(ReadFile(world.At("made/etc/certificate/zkkey_tvpk_v1.pem")), world.Key().PublicPem());
+    for (const auto& [path, source] : {std::pair{"Cold/Cold", "Cold"}, std::pair{"Cold/ColdFeature", "ColdFeature"},
+                                       std::pair{"appServiceFwk/Fwk/Fwk", "Fwk"}}) {
+        EXPECT_EQ(ReadFile(world.At(std::string("made/system/app/") + path + ".vab")),
+                  ReadFile(world.At(std::string(source) + ".vab")));
+    }
+    EXPECT_NE(RunProgram({TAVOMEND_PROGRAM, "--root", world.At("made"), "device", "list"})
+                  .out.find("com.fwk   100    1        1.0   factory  keep-alive,appServiceFwk\n"),
+              std::string::npos);
+    EXPECT_EQ(RunProgram({TAVOMEND_PROGRAM, "--json", "--root", world.At("other"), "device", "init"}).out,
+              "{\"schema\":1,\"baseVersion\":\"1.0.0\",\"applications\":0}\n");
+}
+
+// The levels of the lines on standard error, each once.
+std::string LevelsOf(const CliResult& result)
+{
+    std::set<char> levels;
+    const std::regex line(R"(\d\d:\d\d:\d\d\.\d{3} ([DIWE]) 02E03/TavomendEngineApp: \[)");
+    for (std::sregex_iterator at(result.err.begin(), result.err.end(), line), end; at != end; ++at) {
+        levels.insert((*at)[1].str().front());
+    }
+    return {levels.begin(), levels.end()};
+}
+
+TEST(ProgramTest, ShowsAsMuchOfThePlatformLogAsAskedFor)
+{
+    const DeviceWorld world;
+    EXPECT_EQ(world.Tavomend("load --stage sa").err, "");
+    EXPECT_EQ(LevelsOf(world.Tavomend("-v load --stage sa")), "W");
+    EXPECT_EQ(LevelsOf(world.Tavomend("-vv load --stage sa")), "IW");
+    EXPECT_EQ(LevelsOf(world.Tavomend("boot -v")), "W"); // of the stages' processes
+    world.Deliver(OneHotApplication());
+    EXPECT_EQ(LevelsOf(world.Tavomend("-v -v load --stage init")), "EIW");
+    EXPECT_EQ(LevelsOf(world.Tavomend("-vvv load --stage init")), "DEIW");
+}
+
+// Both streams of a program on a terminal.
+std::string OnTerminal(const std::vector<std::string>& command)
+{
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    EXPECT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+    const std::string name = ptsname(terminal);
+    const pid_t child = fork();
+    if (child == 0) {
+        const int side = open(name.c_str(), O_RDWR | O_NOCTTY);
+        dup2(side, STDOUT_FILENO);
+        dup2(side, STDERR_FILENO);
+        std::vector<char*> arguments;
+        for (const auto& word : command) {
+            arguments.push_back(const_cast<char*>(word.c_str()));
+        }
+        arguments.push_back(nullptr);
+        execvp(arguments[0], arguments.data());
+        _exit(127);
+    }
+    std::string text;
+    char bytes[4096];
+    // The end of a terminal is an error: nobody has the other side open any more.
+    for (ssize_t size = 0; (size = read(terminal, bytes, sizeof(bytes))) > 0;) {
+        text.append(bytes, static_cast<size_t>(size));
+    }
+    waitpid(child, nullptr, 0);
+    close(terminal);
+    return std::regex_replace(text, std::regex("\r\n"), "\n");
+}
+
+TEST(ProgramTest, DrawsABarAndAColourOnATerminalOnly)
+{
+    const DeviceWorld world;
+    PatchRecipe recipe = DeviceWorld::BaselinePatch();
+    recipe.apps.erase(recipe.apps.begin() + 1);
+    world.Deliver(recipe);
+    const std::string half = std::string(15, '#') + std::string(15, '.');
+    EXPECT_EQ(OnTerminal({TAVOMEND_PROGRAM, "--root", world.At("dev"), "apply"}),
+              "load: ready\n\r[" + half + "] installed 1 of 2\r[" + std::string(30, '#') +
+                  "] installed 2 of 2\nthe engine reports: activites (101)\npatch patch01 is in force\n");
+    const std::vector<std::string> failure = {TAVOMEND_PROGRAM, "--root", world.At("dev"), "device", "users",
+                                              "--remove",       "7"};
+    EXPECT_EQ(OnTerminal(failure), "\033[31mtavomend:\033[0m there is no user 7\n");
+    std::vector<std::string> plain = {"env", "NO_COLOR="};
+    plain.insert(plain.end(), failure.begin(), failure.end());
+    EXPECT_EQ(OnTerminal(plain), "tavomend: there is no user 7\n");
+    recipe.apps[0].version = 3;
+    recipe.apps[0].files[0].newBytes = Vab{"com.hot", 3, "entry", "", "hot"}.Bytes();
+    recipe.apps.resize(1);
+    world.Deliver(recipe);
+    const std::string json = OnTerminal({TAVOMEND_PROGRAM, "--json", "--root", world.At("dev"), "apply"});
+    EXPECT_EQ(json.find("###"), std::string::npos) << json;
+}
+} // namespace
+} // namespace ORVX::TavomendTest
