@@ -1,4 +1,6 @@
-// Says in words what the error codes of a status detail mean. The detail's grammar is in docs/status-record.md.
+// Says in words what the error codes of a status detail mean. The detail's grammar and the codes are in
+// docs/status-record.md. Hosts show these words with a failure; nothing here fails or keeps state, and what cannot be
+// read is left out. The port says what its bundle service's own verdicts mean.
 #ifndef TAVOMEND_HOSTING_ERROR_TEXT_H
 #define TAVOMEND_HOSTING_ERROR_TEXT_H
 
@@ -10,11 +12,11 @@
 #include "platform/api/device_port.h"
 
 namespace ORVX::TavomendHosting {
-// One operation of the history: stage 0 init, 1 system service; state 0 load, 1 apply; key to codes, newest first.
+// One operation of the history.
 struct ErrorOperation {
-    int32_t stage = -1;
-    int32_t state = -1;
-    std::map<int32_t, std::vector<int32_t>> codes;
+    int32_t stage = -1;                            // 0 init, 1 system service
+    int32_t state = -1;                            // 0 load, 1 apply
+    std::map<int32_t, std::vector<int32_t>> codes; // by key, newest first
 };
 
 // The operations in order, oldest first; what was cut off at the front is left out.

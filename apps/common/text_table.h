@@ -1,4 +1,5 @@
-// A table for people: columns as wide as their longest cell.
+// A table for people, as both programs print lists: columns as wide as their longest cell in bytes, two blanks between
+// them, none at a line's end.
 #ifndef TAVOMEND_APPS_COMMON_TEXT_TABLE_H
 #define TAVOMEND_APPS_COMMON_TEXT_TABLE_H
 
@@ -8,8 +9,11 @@
 namespace ORVX::Cli {
 class TextTable {
 public:
+    // At least one column.
     explicit TextTable(std::vector<std::string> header);
+    // Cells beyond the header's columns are dropped, missing ones stay empty.
     void Add(std::vector<std::string> row);
+    // The header and the rows in the order in which they came, a line each.
     [[nodiscard]] std::string ToString() const;
 
 private:

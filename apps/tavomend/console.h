@@ -13,14 +13,16 @@ constexpr int EXIT_USAGE = 2;
 constexpr int EXIT_NOTHING = 3;
 
 // With JSON on, standard output carries JSON only, one object a line, each with the schema number; what is meant for
-// people then goes to standard error.
+// people then goes to standard error. Everything is flushed as it is written. Colour only on a terminal and without
+// NO_COLOR.
 class Console {
 public:
     explicit Console(bool isJson);
 
     [[nodiscard]] bool IsJson() const { return isJson_; }
+    // One line, or lines that end with a line feed already.
     void Say(const std::string& text) const;
-    // One line on standard error; the exit code of a failure.
+    // One line on standard error, and an object with it; gives the exit code of a failure.
     int Fail(const std::string& text) const;
     // Adds the schema number. Does nothing without JSON.
     void Emit(const nlohmann::ordered_json& object) const;
