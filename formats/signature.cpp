@@ -39,10 +39,6 @@ Crypto<EVP_PKEY> ReadKey(const std::string& path, bool isPrivate, std::string& e
 bool ReadPieces(const std::string& path, const std::function<bool(const char*, size_t)>& take, std::string& error)
 {
     std::ifstream file(path, std::ios::binary);
-    if (!FileUtils::FileIsExist(path) || !file.is_open()) {
-        error = "cannot read " + path;
-        return false;
-    }
     std::vector<char> buffer(CHUNK_SIZE);
     while (file.read(buffer.data(), static_cast<long>(buffer.size())), file.gcount() > 0) {
         if (!take(buffer.data(), static_cast<size_t>(file.gcount()))) {
@@ -50,10 +46,11 @@ bool ReadPieces(const std::string& path, const std::function<bool(const char*, s
             return false;
         }
     }
-    if (file.bad()) {
+    const bool isRead = file.is_open() && !file.bad();
+    if (!isRead) {
         error = "cannot read " + path;
     }
-    return !file.bad();
+    return isRead;
 }
 
 std::string PemOf(EVP_PKEY* key, bool isPrivate)

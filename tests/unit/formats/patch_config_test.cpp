@@ -74,8 +74,9 @@ TEST(PatchConfigTest, WritesWhatItHasRead)
     const auto config = ParsePatchConfig(text, problems);
     ASSERT_TRUE(config) << problems.front();
     EXPECT_EQ(config->appsList[1].version, 4294967289U);
-    EXPECT_EQ(nlohmann::json::parse(WritePatchConfig(*config)),
-              nlohmann::json::parse(Changed(text, R"("file_num": 2.0)", R"("file_num": 2)")));
+    // In the order that the format's page shows.
+    EXPECT_EQ(nlohmann::ordered_json::parse(WritePatchConfig(*config)),
+              nlohmann::ordered_json::parse(Changed(text, R"("file_num": 2.0)", R"("file_num": 2)")));
     auto shared = *config;
     shared.appsList[0].appType = "shared_bundles";
     EXPECT_EQ(nlohmann::json::parse(WritePatchConfig(shared))["apps"]["com.a"]["app_type"], 1);

@@ -186,6 +186,9 @@ TEST_F(SignatureTest, HashesFiles)
     EXPECT_EQ(Sha256OfFile("/tmp/file", error_), HASH);
     WriteFile("/tmp/big", std::string(1000000, 'a')); // FIPS 180 has this one as an example
     EXPECT_EQ(Sha256OfFile("/tmp/big", error_), "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+    const std::string odd(65537, 'o'); // one byte more than a piece
+    WriteFile("/tmp/big", odd);
+    EXPECT_EQ(Sha256OfFile("/tmp/big", error_), TavomendTest::Sha256Hex(odd));
     EXPECT_EQ(Sha256OfFile("/tmp/none", error_), "");
     EXPECT_EQ(error_, "cannot read /tmp/none");
     EXPECT_TRUE(IsSameHash("00aAfF", "00AaFf"));

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "formats/zip_archive.h"
 #include "tests/support/device_fixture.h"
@@ -155,7 +156,7 @@ TEST_F(ZipArchiveTest, AFullDiskLeavesNothing)
 
 TEST_F(ZipArchiveTest, WritesTheSameBytesForTheSameInput)
 {
-    const std::string big(150000, 'c');
+    const std::string big(131073, 'c'); // one byte more than two pieces
     WriteFile("/tmp/source", big);
     ZipWriter writer(PATH);
     EXPECT_TRUE(writer.Add("text", "the content", 0, error_)) << error_;
@@ -170,6 +171,22 @@ TEST_F(ZipArchiveTest, WritesTheSameBytesForTheSameInput)
     EXPECT_EQ(archive.ReadMember("text", 11, error_), "the content");
     EXPECT_EQ(archive.ReadMember("dir/file", big.size(), error_), big);
     EXPECT_LT(archive.Members()[1].packedSize, 1000U);
+}
+
+TEST_F(ZipArchiveTest, EndsWithItsFileClosed)
+{
+    // The lowest free number is the next one to be given out.
+    const auto nextDescriptor = [] {
+        const int descriptor = dup(0);
+        close(descriptor);
+        return descriptor;
+    };
+    WriteFile(PATH, ZipBuilder().Add("one", "first").Build());
+    const int before = nextDescriptor();
+    ASSERT_TRUE(ZipArchive::Open(PATH, error_)) << error_;
+    EXPECT_EQ(nextDescriptor(), before);
+    ASSERT_TRUE(ZipWriter("/tmp/b.zip").Add("one", "first", 0, error_)) << error_;
+    EXPECT_EQ(nextDescriptor(), before);
 }
 
 TEST_F(ZipArchiveTest, TheWriterTellsWhatItCannotDo)

@@ -124,6 +124,8 @@ TEST_F(ParseAppConfigToolTest, AParseStartsAnewAndHoldsWhatWasRead)
     EXPECT_FALSE(Parse("{}"));
     EXPECT_EQ(tool_.Dump(), " space: -1 version:  preVersion:  productModel: {} productVersion: {}  action: -1 "
                             "dataKept: 1 needReboot: 0 appsSize: -1 appsList: {");
+    EXPECT_FALSE(Parse(Changed(GOOD_CONFIG, R"("size": 2, )", "")));
+    EXPECT_EQ(tool_.GetPackageInfo().appsSize, -1);
     // A failing application is the last of the list.
     EXPECT_FALSE(Parse(Changed(GOOD_CONFIG, R"(["com.a", "com.b"])", R"(["com.a", "com.x", "com.b"])")));
     ASSERT_EQ(tool_.GetPackageInfo().appsList.size(), 2U);
