@@ -193,6 +193,18 @@ TEST_F(TvpkPackageManagerTest, RecordsAreMadeFromTheConfiguration)
     EXPECT_EQ(version, 5U);
 }
 
+TEST_F(TvpkPackageManagerTest, AnEmptyRecordNamesNothing)
+{
+    const APatchInfo info;
+    EXPECT_EQ(info.Dump(), "dump: [bundleName: ,version:4294967295,preVersion: 4294967295,appType:,appPatchType: ,"
+                           "fileNum:0,targetFiles: {},diffPaths: {},basePaths: {},appsHashs: {},"
+                           "restoreProductPaths: {}]");
+    EXPECT_EQ(info.appSequence, -1);
+    EXPECT_EQ(info.state, 1);
+    const TvpkBakPackageManager::APatchInfo ofBackup;
+    EXPECT_EQ(ofBackup.version + ofBackup.preVersion, 0U);
+}
+
 TEST_F(TvpkPackageManagerTest, StepsAreStoredUntilTheReset)
 {
     ASSERT_TRUE(Pass());
