@@ -49,9 +49,7 @@ void AppErrorCode::SetStop()
     const std::lock_guard<std::mutex> lock(mutex_);
     history_.push_back(ToString(info_));
     started_ = false;
-    info_.stage = -1;
-    info_.state = -1;
-    info_.codes.clear();
+    info_ = AppErrCodeInfo();
 }
 
 std::string AppErrorCode::ToString(const AppErrCodeInfo& info) const

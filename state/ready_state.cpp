@@ -60,14 +60,12 @@ bool ReadyState::DoEnablePackageTask(const std::vector<std::string>& bundleNames
 
 bool ReadyState::ReadyApp(const std::string& bundleName)
 {
-    int32_t error = 0;
+    int32_t error = ERROR_RESTORE_APP;
     if (!packageManager_->InitAPatchInfo(bundleName)) {
         error = ERROR_INIT_APP;
     } else if (!packageManager_->ExactAPatch(bundleName)) {
         error = ERROR_EXACT_APP;
-    } else if (!packageManager_->RestoreAPatch(bundleName)) {
-        error = ERROR_RESTORE_APP;
-    } else {
+    } else if (packageManager_->RestoreAPatch(bundleName)) {
         return true;
     }
     DelayedSingleton<AppErrorCode>::GetInstance()->AddErrMsgs(packageManager_->GetAppSequence(bundleName), error);

@@ -189,6 +189,7 @@ TEST_F(BundleManagerTest, FailsClearlyWhenNoUserComes)
     ASSERT_TRUE(platform_->RemoveUser(100, error));
     DelayedSingleton<EventManager>::GetInstance()->SetLimitUnit(std::chrono::milliseconds(0));
     const LogCapture log;
+    EXPECT_FALSE(manager_.CheckUserAddedReady());
     EXPECT_EQ(manager_.InstallApp(app_), -1);
     EXPECT_TRUE(log.Contains("get system account error, errMsg: 0, userCount: 0"));
     EXPECT_TRUE(log.Contains("get allUserId failed"));
