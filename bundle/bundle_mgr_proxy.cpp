@@ -6,6 +6,7 @@
 #include "bundle/bundle_death_recipient.h"
 #include "bundle/installer_callback.h"
 #include "common/log.h"
+#include "common/results.h"
 #include "platform/api/system_ability_manager.h"
 #include "platform/utility/delayed_singleton.h"
 
@@ -128,36 +129,36 @@ int32_t BundleMgrProxy::GetBundleInfo(const std::string& bundleName, int32_t fla
 {
     if (bundleName.empty()) {
         TAVOMEND_LOG_E("bundleName is empty");
-        return -1;
+        return RESULT_FAILURE;
     }
     if (userId < 0) {
         TAVOMEND_LOG_E("userId is failed");
-        return -1;
+        return RESULT_FAILURE;
     }
     const auto bundleMgr = GetBundleMgr();
     if (bundleMgr == nullptr) {
         TAVOMEND_LOG_E("can not get iBundleMgr");
-        return -1;
+        return RESULT_FAILURE;
     }
-    return bundleMgr->GetBundleInfo(bundleName, flags, bundleInfo, userId) ? 0 : -2;
+    return bundleMgr->GetBundleInfo(bundleName, flags, bundleInfo, userId) ? RESULT_SUCCESS : RESULT_NOT_INSTALLED;
 }
 
 int32_t BundleMgrProxy::GetDependentBundleInfo(const std::string& sharedBundleName, BundleInfo& bundleInfo)
 {
     if (sharedBundleName.empty()) {
         TAVOMEND_LOG_E("sharedBundleName is empty");
-        return -1;
+        return RESULT_FAILURE;
     }
     const auto bundleMgr = GetBundleMgr();
     if (bundleMgr == nullptr) {
         TAVOMEND_LOG_E("can not get iBundleMgr");
-        return -1;
+        return RESULT_FAILURE;
     }
     const int32_t result = bundleMgr->GetDependentBundleInfo(sharedBundleName, bundleInfo, DEPENDENT_INFO_SERVICE_FWK);
     if (result != 0) {
         TAVOMEND_LOG_W("sharedBundleName: %{public}s, result: %{public}d", sharedBundleName.c_str(), result);
-        return -2;
+        return RESULT_NOT_INSTALLED;
     }
-    return 0;
+    return RESULT_SUCCESS;
 }
 } // namespace ORVX::TavomendEngine

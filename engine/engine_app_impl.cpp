@@ -6,6 +6,7 @@
 #include "bundle/progress_manager.h"
 #include "common/app_constants.h"
 #include "common/log.h"
+#include "common/results.h"
 #include "error/app_error_code.h"
 #include "formats/device_paths.h"
 #include "formats/status_words.h"
@@ -18,8 +19,6 @@
 
 namespace ORVX::TavomendEngine {
 namespace {
-constexpr int32_t RESULT_NOTHING_TO_DO = -2;
-
 // What the client is told of a finished operation.
 constexpr int32_t CLIENT_STATUS_SUCCESS = 101;
 constexpr int32_t CLIENT_STATUS_FAILED = 151;
@@ -54,17 +53,17 @@ int32_t EngineAppImpl::SwitchState(const State& targetState, const std::vector<s
     TAVOMEND_LOG_I("switch targetState: %d", static_cast<int>(targetState));
     const auto found = stateTable_.find(targetState);
     if (found == stateTable_.end()) {
-        return -1;
+        return RESULT_FAILURE;
     }
     if (found->second == nullptr) {
         TAVOMEND_LOG_W("typeImpl not exist");
-        return -1;
+        return RESULT_FAILURE;
     }
     if (!found->second->SwitchState(targetState, bundleNames)) {
-        return -1;
+        return RESULT_FAILURE;
     }
     TAVOMEND_LOG_I("switch targetState success, targetState: %d", static_cast<int>(targetState));
-    return 0;
+    return RESULT_SUCCESS;
 }
 
 void EngineAppImpl::ReportStatusChange(int result, std::string message)
@@ -73,7 +72,7 @@ void EngineAppImpl::ReportStatusChange(int result, std::string message)
     if (client == nullptr) {
         return;
     }
-    const int32_t status = result == 0 ? CLIENT_STATUS_SUCCESS : CLIENT_STATUS_FAILED;
+    const int32_t status = result == RESULT_SUCCESS ? CLIENT_STATUS_SUCCESS : CLIENT_STATUS_FAILED;
     TAVOMEND_LOG_I("OnStatusChanged, status is %{public}d, msg is %{public}s", status, message.c_str());
     client->OnStatusChanged(status, message);
 }
@@ -82,7 +81,7 @@ int32_t EngineAppImpl::RegisterCallback(const sptr<ICoreEngineCallback>& callbac
 {
     if (callback == nullptr) {
         TAVOMEND_LOG_E("callback is null");
-        return -1;
+        return RESULT_FAILURE;
     }
     {
         const std::lock_guard<std::mutex> lock(registrationMutex_);
@@ -90,25 +89,25 @@ int32_t EngineAppImpl::RegisterCallback(const sptr<ICoreEngineCallback>& callbac
         progressManager_->progressCallback_ = callback;
     }
     TAVOMEND_LOG_I("RegisterCallback success");
-    return 0;
+    return RESULT_SUCCESS;
 }
 
 int32_t EngineAppImpl::UnregisterCallback(const sptr<ICoreEngineCallback>& callback)
 {
     if (callback == nullptr) {
         TAVOMEND_LOG_E("callback is null");
-        return -1;
+        return RESULT_FAILURE;
     }
     {
         const std::lock_guard<std::mutex> lock(registrationMutex_);
         if (!callback_.ClearIf(callback)) {
             TAVOMEND_LOG_E("this callback is Unregistered");
-            return -1;
+            return RESULT_FAILURE;
         }
         progressManager_->progressCallback_ = nullptr;
     }
     TAVOMEND_LOG_I("UnregisterCallback success");
-    return 0;
+    return RESULT_SUCCESS;
 }
 
 void EngineAppImpl::Reset()
@@ -167,9 +166,9 @@ int32_t EngineAppImpl::ApplyTavomend()
     const auto errorCode = DelayedSingleton<AppErrorCode>::GetInstance();
     errorCode->SetStop();
     const std::string detail =
-        errorCode->GetAppErrorCode() + ":" + std::to_string(result == 0 ? APPLY_SUCCEEDED : APPLY_FAILED);
-    statusRecord_.SetStatus(version, result == 0 ? Formats::STATUS_ACTIVITES : Formats::STATUS_ACTIVITES_FAILED,
-                            detail);
+        errorCode->GetAppErrorCode() + ":" + std::to_string(result == RESULT_SUCCESS ? APPLY_SUCCEEDED : APPLY_FAILED);
+    statusRecord_.SetStatus(
+        version, result == RESULT_SUCCESS ? Formats::STATUS_ACTIVITES : Formats::STATUS_ACTIVITES_FAILED, detail);
     const std::string status = statusRecord_.GetStatus();
     lock.unlock();
     ReportStatusChange(result, status);
@@ -184,21 +183,20 @@ int32_t EngineAppImpl::DoApplyTavomend()
     InitErrCode(APPLY_OPERATION);
     if (!PreconditionCheck() || !GetAllBundleNameList()) {
         appPatchManager_->ClearPackage();
-        return -1;
+        return RESULT_FAILURE;
     }
     std::vector<std::string> bundleNames;
+    std::map<std::string, PatchStatusCode> infos;
     for (const auto& bundle : BundleList()) {
         bundleNames.push_back(bundle.first);
+        infos[bundle.first] = PATCH_FIXED;
     }
-    if (SwitchState(ACTIVITES, bundleNames) != 0) {
-        return -1;
+    if (SwitchState(ACTIVITES, bundleNames) != RESULT_SUCCESS) {
+        return RESULT_FAILURE;
     }
     const std::lock_guard<std::mutex> cacheLock(cacheMutex_);
-    patchInfo_.clear();
-    for (const auto& name : bundleNames) {
-        patchInfo_[name] = PATCH_FIXED;
-    }
-    return 0;
+    patchInfo_ = std::move(infos);
+    return RESULT_SUCCESS;
 }
 
 bool EngineAppImpl::PreconditionCheck()
@@ -241,7 +239,7 @@ int32_t EngineAppImpl::RevokeTavomend(const std::vector<std::string>& bundleName
     for (const auto& name : bundleNames) {
         if (known.find(name) == known.end()) {
             TAVOMEND_LOG_E("bundleName not found");
-            return -1;
+            return RESULT_FAILURE;
         }
     }
     return SwitchState(REVOKE, bundleNames);
@@ -251,9 +249,9 @@ int32_t EngineAppImpl::ClearTavomend()
 {
     TAVOMEND_LOG_I("clean tavomend begin");
     const int32_t result = SwitchState(IDLE, {});
-    statusRecord_.SetStatus(Formats::NO_PATCH_VERSION, result == 0 ? Formats::STATUS_IDLE : Formats::STATUS_IDLE_FAILED,
-                            "");
-    return result == 0 ? 0 : -1;
+    statusRecord_.SetStatus(Formats::NO_PATCH_VERSION,
+                            result == RESULT_SUCCESS ? Formats::STATUS_IDLE : Formats::STATUS_IDLE_FAILED, "");
+    return result;
 }
 
 std::string EngineAppImpl::TestTavomend()

@@ -1,6 +1,7 @@
 // Load at boot, and migration of what an older platform release left behind.
 #include "common/app_constants.h"
 #include "common/log.h"
+#include "common/results.h"
 #include "engine/engine_app_impl.h"
 #include "error/app_error_code.h"
 #include "formats/device_paths.h"
@@ -11,8 +12,6 @@
 
 namespace ORVX::TavomendEngine {
 namespace {
-constexpr int32_t RESULT_NOTHING_TO_DO = -2;
-
 // The aggregate's state number of a load, and the numbers that end a load's detail in the status record.
 constexpr int LOAD_OPERATION = 0;
 constexpr int32_t LOAD_SUCCEEDED = 47;
@@ -51,8 +50,8 @@ int32_t EngineAppImpl::LoadTavomend()
     const auto errorCode = DelayedSingleton<AppErrorCode>::GetInstance();
     errorCode->SetStop();
     const std::string detail =
-        errorCode->GetAppErrorCode() + ":" + std::to_string(result == 0 ? LOAD_SUCCEEDED : LOAD_FAILED);
-    statusRecord_.SetStatus(result == 0 ? Formats::STATUS_READY : Formats::STATUS_READY_FAILED, detail);
+        errorCode->GetAppErrorCode() + ":" + std::to_string(result == RESULT_SUCCESS ? LOAD_SUCCEEDED : LOAD_FAILED);
+    statusRecord_.SetStatus(result == RESULT_SUCCESS ? Formats::STATUS_READY : Formats::STATUS_READY_FAILED, detail);
     TAVOMEND_LOG_I("load tavomend end, result: %{public}d", result);
     return result;
 }
@@ -64,9 +63,9 @@ int32_t EngineAppImpl::CheckTvpkStatus()
     }
     const std::string status = statusRecord_.GetStatus();
     if (status == Formats::STATUS_ACTIVITES_FAILED) {
-        return -1;
+        return RESULT_FAILURE;
     }
-    return status == Formats::STATUS_ACTIVITES ? 0 : RESULT_NOTHING_TO_DO;
+    return status == Formats::STATUS_ACTIVITES ? RESULT_SUCCESS : RESULT_NOTHING_TO_DO;
 }
 
 int32_t EngineAppImpl::DoLoadTavomend()
@@ -75,7 +74,7 @@ int32_t EngineAppImpl::DoLoadTavomend()
     const std::lock_guard<std::recursive_mutex> lock(operationMutex_);
     if (!PreconditionCheck() || !GetAllBundleNameList()) {
         appPatchManager_->ClearAppCache();
-        return -1;
+        return RESULT_FAILURE;
     }
     const int32_t stage = SysUtils::GetRunningStage();
     TAVOMEND_LOG_I("do load tavomend, running %d", stage);

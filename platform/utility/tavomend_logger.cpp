@@ -72,13 +72,6 @@ void TavomendLogger::OutputLog(const char* message, const char* fileName, const 
     }
 }
 
-void TavomendLogger::Close()
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    isOpened_ = false;
-    logger_.reset();
-}
-
 template <>
 std::shared_ptr<TavomendLogger> DelayedSingleton<TavomendLogger>::GetInstance()
 {

@@ -30,8 +30,6 @@ public:
     // Writes one line, "YYYY-MM-DD HH:MM:SS.mmm [FILE(FUNCTION):LINE] MESSAGE", and flushes it. Does nothing when the
     // log file cannot be opened. Safe from any thread.
     void OutputLog(const char* message, const char* fileName, const char* function, int line);
-    // Closes the file; the next line opens it anew. For who has changed the device root or emptied it.
-    void Close();
 
 private:
     std::mutex mutex_;

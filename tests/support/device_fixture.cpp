@@ -70,7 +70,7 @@ std::string Sha256Hex(const std::string& content)
 void MakeProcessFresh()
 {
     TavomendEngine::DelayedSingletons::DestroyAll();
-    TavomendEngine::DelayedSingleton<TavomendEngine::TavomendLogger>::GetInstance()->Close();
+    TavomendEngine::DelayedSingleton<TavomendEngine::TavomendLogger>::DestroyInstance();
     TavomendEngine::TavomendKalogWrapper::SetLevel(TavomendEngine::TAVOMEND_LOG_INFO);
     TavomendEngine::SysUtils::SetRunningStage(TavomendEngine::RUNNING_STAGE_SA);
     TavomendHost::HostLog::Reset();

@@ -439,7 +439,7 @@ TEST_F(EngineAppImplTest, ClientsComeAndGoBesideReports)
     EXPECT_TRUE(progress->progressCallback_ == nullptr);
 }
 
-TEST_F(EngineAppImplTest, ARevokeMayComeBesideALoad)
+TEST_F(EngineAppImplTest, RevokesAndQueriesMayComeBesideAReset)
 {
     EngineAppImpl engine;
     ASSERT_EQ(engine.LoadTavomend(), 0);
@@ -449,12 +449,18 @@ TEST_F(EngineAppImplTest, ARevokeMayComeBesideALoad)
             engine.RevokeTavomend({"com.none", "com.a"});
         }
     });
+    std::thread asker([&] {
+        while (!isDone) {
+            EXPECT_EQ(engine.GetTavomendInfo().size(), 2U);
+        }
+    });
     for (int i = 0; i < 200; ++i) {
         engine.Reset();
         EXPECT_TRUE(engine.GetAllBundleNameList());
     }
     isDone = true;
     revoker.join();
+    asker.join();
     EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
 }
 

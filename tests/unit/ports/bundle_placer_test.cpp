@@ -1,9 +1,11 @@
 // What installs, updates and restores leave on disk and in the store.
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include "ports/host/bundle_placer.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/support/vab_builder.h"
 
 namespace ORVX::TavomendTest {
@@ -156,6 +158,41 @@ TEST_F(BundlePlacerTest, AFailureLeavesTheFormerVersionAndNothingElse)
     EXPECT_EQ(Install({Vab{"com.b"}}), INSTALL_IO_ERROR);
     EXPECT_FALSE(Exists("/data/app/.staging"));
     EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.b"}));
+}
+// The power goes at every call in turn: what the store names is there, whole, and everything else can be cleaned up.
+TEST_F(BundlePlacerTest, APowerCutLeavesWhatTheStoreNames)
+{
+    std::filesystem::create_directory("/data/app");
+    uint32_t version = 1;
+    size_t cuts = 0;
+    size_t taken = 0;
+    for (bool isWhole = false; !isWhole; ++version) {
+        const std::string name = version % 2 == 0 ? "com.new" + std::to_string(version) : "com.a";
+        const Vab vab{name, version};
+        const auto set = SetOf({vab, Vab{name, version, "feature"}});
+        {
+            FaultyFileLayer files("/data/app");
+            files.FailFrom(++cuts);
+            static_cast<void>(placer_->Install(set, 100, true, message_));
+            isWhole = files.Calls().size() < cuts;
+            files.CutPower();
+        }
+        const auto installed = store_->FindBundle(name);
+        taken += installed && installed->versionCode == version ? 1 : 0;
+        std::vector<std::string> named;
+        for (const auto& bundle : store_->ListBundles()) {
+            for (const auto& [module, path] : bundle.modules) {
+                ASSERT_TRUE(Exists(path)) << path << " after a cut at call " << cuts;
+                EXPECT_EQ(ReadFile(path), (Vab{bundle.bundleName, bundle.versionCode, module}).Bytes()) << cuts;
+                named.push_back(path.substr(10));
+            }
+        }
+        placer_->RemoveLeftovers();
+        std::sort(named.begin(), named.end());
+        ASSERT_EQ(Files(), named);
+    }
+    EXPECT_GT(cuts, 20U);
+    EXPECT_GT(taken, 1U); // cuts behind the store's commit
 }
 } // namespace
 } // namespace ORVX::TavomendTest
