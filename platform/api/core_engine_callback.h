@@ -8,6 +8,8 @@
 #include "platform/api/remote_object.h"
 
 namespace ORVX {
+// Implemented by the client, called on the engine's caller's thread, which waits meanwhile. The client may query the
+// engine and (un)register callbacks from there.
 class ICoreEngineCallback : public IRemoteBroker {
 public:
     static std::string GetDescriptor() { return "orvx.tavomend.CoreEngineCallback"; }

@@ -16,7 +16,7 @@ enum KalogLevel : int32_t {
 
 // Writes one line. The format is printf's, with a privacy mark allowed after each percent sign: %{public}s is written
 // as it is, the value of a %{private}s is hidden; a conversion without a mark is public.
-// 0 on success, -1 when the line could not be formatted.
+// Safe from any thread. 0 on success, -1 when the line could not be formatted.
 int32_t KalogPrint(int32_t type, int32_t level, uint32_t domain, const char* tag, const char* format, ...);
 } // namespace ORVX
 

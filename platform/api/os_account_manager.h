@@ -20,9 +20,11 @@ private:
     std::string localName_;
 };
 
+// Safe from any thread.
 class OsAccountManager {
 public:
-    // Appends every created account in the order of their local ids. 0 on success, the service's error code otherwise.
+    // Appends every created account in the order of their local ids. 0 on success, also with none; the service's error
+    // code otherwise, and nothing is appended then.
     static int32_t QueryAllCreatedOsAccounts(std::vector<OsAccountInfo>& accounts);
 };
 } // namespace ORVX

@@ -8,13 +8,15 @@
 #include "platform/api/remote_object.h"
 
 namespace ORVX {
+// Given to the installer with each install, which lets it go after the verdict.
 class IStatusReceiver : public IRemoteBroker {
 public:
     static std::string GetDescriptor() { return "orvx.appexecfwk.StatusReceiver"; }
 
-    // progress: 0 to 100, in the order in which the service reaches it.
+    // progress: 0 to 100, in the order in which the service reaches it; on a thread of the service, before the verdict.
     virtual void OnStatusNotify(int32_t progress) = 0;
-    // The verdict: 0 installed, any other value the service's error code. Called once, on a thread of the service.
+    // The verdict: 0 installed, any other value the service's error code. Called once, on a thread of the service,
+    // without a lock of the service; resultMsg is one line for people.
     virtual void OnFinished(int32_t resultCode, const std::string& resultMsg) = 0;
     // Number of a streamed install; plain installs never get one.
     virtual void SetStreamInstallId(uint32_t installId) = 0;

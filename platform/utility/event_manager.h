@@ -12,7 +12,8 @@
 #include "platform/utility/delayed_singleton.h"
 
 namespace ORVX::TavomendEngine {
-// Process-wide; taken by the facade, the activites state, the app patch manager and the bundle manager.
+// Process-wide; taken by the facade, the activites state, the app patch manager and the bundle manager. Safe from any
+// thread; several may wait at a time.
 class EventManager {
 public:
     EventManager();
@@ -20,7 +21,8 @@ public:
     EventManager(const EventManager&) = delete;
     EventManager& operator=(const EventManager&) = delete;
 
-    // From now on arrivals of the event are remembered. A second subscription to one event changes nothing.
+    // From now on arrivals of the event are remembered; one that was published before counts as arrived. True also for
+    // a second subscription to one event, which changes nothing; false when the platform refuses.
     bool SubscribeEvent(int32_t eventId);
     // True as soon as the event has arrived since it was subscribed to (events are sticky for a boot); waits for it at
     // most `limit` seconds. False for an event that nobody subscribed to, without waiting.

@@ -8,14 +8,17 @@
 #include <vector>
 
 namespace ORVX::TavomendEngine {
-// Called by the facade: CheckAppPatchInit, CheckAppPatch for each application, CheckAppPatchEnd.
+// Held by the facade and called by it alone, in this order: CheckAppPatchInit, CheckAppPatch for each application,
+// CheckAppPatchEnd. For one thread at a time.
 class TestManager {
 public:
+    // Forgets the applications of an earlier run.
     void CheckAppPatchInit();
+    // version: the version code that the application should run.
     void CheckAppPatch(const std::string& bundleName, uint32_t version);
     // One line of JSON style, a member without braces like the hook's other answers:
     // "Vab": "NAME:VERSION:true,NAME:VERSION:false" - true where the bundle service reports exactly that version for
-    // some user (or as a shared service bundle). No application gives "Vab": "".
+    // the first user who has it (or as a shared service bundle). No application gives "Vab": "".
     [[nodiscard]] std::string CheckAppPatchEnd();
 
 private:
