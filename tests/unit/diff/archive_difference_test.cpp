@@ -41,8 +41,12 @@ protected:
 
 TEST_F(ArchiveDifferenceTest, EntriesOfEveryLevelAreDeflatedAnew)
 {
-    const std::string content = CodeLikeContent(20000, 1);
-    const uint64_t ceilings[] = {218, 218, 219, 219, 218, 219, 219, 219, 219};
+    std::string content = CodeLikeContent(8000, 1);
+    std::mt19937 source(5);
+    for (int i = 0; i < 20000; ++i) { // matches without end: every level writes other bytes
+        content += "ab"[source() % 2];
+    }
+    const uint64_t ceilings[] = {218, 217, 217, 217, 218, 217, 217, 217, 217};
     for (int level = 1; level <= 9; ++level) {
         const std::string name = "level " + std::to_string(level);
         const SampleEntry unchanged = {"res/unchanged", CodeLikeContent(8000, 2), level};
@@ -109,6 +113,11 @@ TEST_F(ArchiveDifferenceTest, AnyTwoFiles)
     for (size_t i = 0; i < dense.size(); i += 13) {
         dense[i] = static_cast<char>(dense[i] ^ static_cast<char>(1 << i % 3));
     }
+    std::string numbers;
+    std::mt19937 source(7);
+    for (uint32_t i = 0; i < 4000; ++i) {
+        numbers += {static_cast<char>(i * 7), static_cast<char>(source() % 5), '\x40', static_cast<char>(i >> 5)};
+    }
     WriteArchive(scratch_.Path("archive"), {{"a", content, 6}});
     const std::string archive = scratch_.Read("archive");
     const struct {
@@ -131,6 +140,7 @@ TEST_F(ArchiveDifferenceTest, AnyTwoFiles)
         {"one byte", "a", "b", DifferenceKind::PLAIN, 14},
         {"the same", content, content, DifferenceKind::PLAIN, 24},
         {"zeros", std::string(300000, '\0'), std::string(300001, '\0'), DifferenceKind::PLAIN, 33},
+        {"numbers of four bytes out of nothing", "", numbers, DifferenceKind::BYTES, 4673},
         {"an archive out of nothing", "", archive, DifferenceKind::ARCHIVE, 9597},
         {"an archive cut short", archive, archive.substr(0, archive.size() - 30), DifferenceKind::PLAIN, 24},
         {"something before an archive", archive, "#!" + archive, DifferenceKind::PLAIN, 25},

@@ -162,5 +162,34 @@ TEST_F(PlainDifferenceTest, TheOutputReplacesOnlyWhatIsNoInput)
     EXPECT_EQ(Apply(), DIFFERENCE_FORMAT_UNKNOWN);
     EXPECT_FALSE(scratch_.Has("out"));
 }
+// The numbers and what they mean stand in the format's page, and in the logs of devices.
+TEST(DifferenceResultTest, EveryNumberKeepsItsMeaning)
+{
+    const char* const texts[] = {
+        "the file was rebuilt",
+        "the old file cannot be read",
+        "the difference cannot be read",
+        "the new file cannot be written",
+        "the disk has no room for the new file",
+        "the new file would overwrite the old file or the difference",
+        "the difference is of an unknown kind",
+        "the difference does not say how large the new file is",
+        "the new file would be too large",
+        "the difference carries no checksum",
+        "something follows the end of the difference",
+        "the difference is damaged",
+        "the difference is damaged, or was made for another old file",
+        "not enough memory",
+        "the old file is not the one that the difference was made for",
+        "the zlib of this device does not write what the maker's did",
+        "unknown result 16",
+    };
+    int number = 0;
+    for (const char* const text : texts) {
+        EXPECT_EQ(DifferenceResultText(number), text) << number;
+        ++number;
+    }
+    EXPECT_EQ(DifferenceResultText(-1), "unknown result -1");
+}
 } // namespace
 } // namespace ORVX::TavomendTest
