@@ -8,17 +8,13 @@ constexpr int32_t NO_SERVICE_FRAMEWORK = 1;
 
 BundleInfo MakeBundleInfo(const InstalledBundle& bundle)
 {
-    BundleInfo info;
-    info.name = bundle.bundleName;
-    info.versionCode = bundle.versionCode;
-    info.versionName = bundle.versionName;
-    info.isKeepAlive = bundle.keepAlive;
-    info.singleton = bundle.singleton;
-    info.isPreInstallApp = bundle.factoryVersion.has_value();
+    std::vector<std::string> paths;
     for (const auto& module : bundle.modules) {
-        info.bundleFilePaths.push_back(module.second);
+        paths.push_back(module.second);
     }
-    return info;
+    return {bundle.bundleName, bundle.versionCode, bundle.versionName,
+            bundle.keepAlive,  bundle.singleton,   bundle.factoryVersion.has_value(),
+            std::move(paths)};
 }
 } // namespace
 

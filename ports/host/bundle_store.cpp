@@ -104,18 +104,26 @@ private:
     bool isOpen_;
 };
 
-void ReadParts(sqlite3* database, InstalledBundle& bundle)
+std::map<std::string, std::string> ReadModules(sqlite3* database, const std::string& bundleName)
 {
-    Statement modules(database, "SELECT module, path FROM modules WHERE bundle = ?");
-    modules.Bind(bundle.bundleName);
-    while (modules.Next()) {
-        bundle.modules[modules.Text(0)] = modules.Text(1);
+    std::map<std::string, std::string> modules;
+    Statement select(database, "SELECT module, path FROM modules WHERE bundle = ?");
+    select.Bind(bundleName);
+    while (select.Next()) {
+        modules[select.Text(0)] = select.Text(1);
     }
-    Statement users(database, "SELECT user FROM bundle_users WHERE bundle = ? ORDER BY user");
-    users.Bind(bundle.bundleName);
-    while (users.Next()) {
-        bundle.users.push_back(static_cast<int32_t>(users.Number(0)));
+    return modules;
+}
+
+std::vector<int32_t> ReadUsers(sqlite3* database, const std::string& bundleName)
+{
+    std::vector<int32_t> users;
+    Statement select(database, "SELECT user FROM bundle_users WHERE bundle = ? ORDER BY user");
+    select.Bind(bundleName);
+    while (select.Next()) {
+        users.push_back(static_cast<int32_t>(select.Number(0)));
     }
+    return users;
 }
 
 bool WriteParts(sqlite3* database, const InstalledBundle& bundle)
@@ -191,19 +199,20 @@ std::optional<InstalledBundle> BundleStore::FindBundle(const std::string& bundle
     if (!select.Bind(bundleName).Next()) {
         return std::nullopt;
     }
-    InstalledBundle bundle;
-    bundle.bundleName = bundleName;
-    bundle.versionCode = static_cast<uint32_t>(select.Number(0));
-    bundle.versionName = select.Text(1);
-    bundle.keepAlive = select.Number(2) != 0;
-    bundle.singleton = select.Number(3) != 0;
-    bundle.bundleType = select.Text(4);
-    bundle.isFactory = select.Number(5) != 0;
+    std::optional<uint32_t> factoryVersion;
     if (!select.IsNull(6)) {
-        bundle.factoryVersion = static_cast<uint32_t>(select.Number(6));
+        factoryVersion = static_cast<uint32_t>(select.Number(6));
     }
-    ReadParts(database_, bundle);
-    return bundle;
+    return InstalledBundle{bundleName,
+                           static_cast<uint32_t>(select.Number(0)),
+                           select.Text(1),
+                           select.Number(2) != 0,
+                           select.Number(3) != 0,
+                           select.Text(4),
+                           ReadModules(database_, bundleName),
+                           ReadUsers(database_, bundleName),
+                           select.Number(5) != 0,
+                           factoryVersion};
 }
 
 std::vector<InstalledBundle> BundleStore::ListBundles()

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <openssl/evp.h>
+#include <unistd.h>
 
 #include "platform/utility/delayed_singleton.h"
 #include "platform/utility/sys_utils.h"
@@ -52,6 +53,13 @@ std::vector<std::string> ListTree(const std::string& directory)
     }
     std::sort(entries.begin(), entries.end());
     return entries;
+}
+
+int NextDescriptor()
+{
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    return next;
 }
 
 std::string Sha256Hex(const std::string& content)

@@ -18,6 +18,8 @@ void WriteFile(const std::string& path, const std::string& content);
 [[nodiscard]] bool Exists(const std::string& path);
 // Every regular file below a directory, sorted, with its content's hash: "PATH HASH".
 [[nodiscard]] std::vector<std::string> ListTree(const std::string& directory);
+// The number that the next descriptor gets: the same before and after what gives all of its own back.
+[[nodiscard]] int NextDescriptor();
 [[nodiscard]] std::string Sha256Hex(const std::string& content);
 
 // In the root of a folder that tests may empty; device_main.cpp puts it there.

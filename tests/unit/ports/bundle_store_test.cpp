@@ -70,7 +70,9 @@ TEST_F(BundleStoreTest, IsMadeOnceAndOpenedWhole)
 {
     EXPECT_FALSE(BundleStore::Create(error_));
     EXPECT_EQ(error_, "there is a device here already");
+    const int next = NextDescriptor();
     store_.reset();
+    EXPECT_LT(NextDescriptor(), next);
     RunSql("PRAGMA user_version = 2");
     EXPECT_EQ(BundleStore::Open(error_), nullptr);
     EXPECT_EQ(error_, "the bundle store is damaged or of another version");
@@ -83,6 +85,10 @@ TEST_F(BundleStoreTest, IsMadeOnceAndOpenedWhole)
     EXPECT_EQ(error_, "there is no device here");
     EXPECT_FALSE(BundleStore::Create(error_));
     EXPECT_EQ(error_, "the bundle store cannot be made: unable to open database file");
+    std::filesystem::create_directories("/data/service/bundles");
+    const int closed = NextDescriptor();
+    EXPECT_TRUE(BundleStore::Create(error_));
+    EXPECT_EQ(NextDescriptor(), closed);
 }
 
 TEST_F(BundleStoreTest, GivesBackWhatWasStored)

@@ -71,7 +71,7 @@ TEST_F(HostLogTest, AListenerHearsEveryLevelAndMayLog)
         }
     });
     KalogPrint(KALOG_TYPE_CORE, KALOG_DEBUG, 0, "tag", "a %{public}s", "line");
-    HostLog::SetListener(nullptr);
+    HostLog::Reset();
     KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "unheard");
     EXPECT_EQ(heard, (std::vector<std::pair<int32_t, std::string>>{{KALOG_DEBUG, "a line"},
                                                                    {KALOG_ERROR, "from the listener"}}));
@@ -91,6 +91,7 @@ TEST_F(HostLogTest, SyslogGetsTheLinesWhereThereIsOne)
         const ssize_t size = recv(server.Get(), text, sizeof(text), 0);
         return size < 0 ? std::string() : std::string(text, static_cast<size_t>(size));
     };
+    const int next = NextDescriptor();
     KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "before");
     EXPECT_EQ(receive(), "");
     HostLog::OpenSyslog();
@@ -107,6 +108,7 @@ TEST_F(HostLogTest, SyslogGetsTheLinesWhereThereIsOne)
         EXPECT_NE(line.find(ending), std::string::npos) << line;
     }
     HostLog::Reset();
+    EXPECT_EQ(NextDescriptor(), next);
     KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "after");
     EXPECT_EQ(receive(), "");
 }
