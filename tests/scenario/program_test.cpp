@@ -136,7 +136,8 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
     WriteFile(world.At("dev/system/app/New/New.vab"), Vab{"com.new", 3}.Bytes());
     EXPECT_EQ(world.Tavomend("boot").out,
               "-- init stage\nload: no package is delivered\n-- bundle scan\nscan:\n"
-              "  skipped: /system/app/Single/Single.vab is no zip archive\n  com.new factory at version 3\n"
+              "  skipped: /system/app/Single/Single.vab is no zip archive, or its end is missing\n  com.new factory at "
+              "version 3\n"
               "  com.keep skipped: its factory files are gone\n  com.single skipped: its factory files are gone\n"
               "-- system-service stage\nnothing to do: patch patch01 is in force\n");
 }
@@ -183,8 +184,8 @@ TEST(ProgramTest, GivesScriptsJson)
         {"device users --add 7", R"({"schema":1,"users":[7,100]})"},
         {"device users --remove 8", R"({"schema":1,"event":"error","message":"there is no user 8"})"},
         {"device install @/broken.vab",
-         R"({"schema":1,"code":1002,"message":"/data/app/incoming/0.vab is no zip archive"}
-{"schema":1,"event":"error","message":"/data/app/incoming/0.vab is no zip archive"})"},
+         R"({"schema":1,"code":1002,"message":"/data/app/incoming/0.vab is no zip archive, or its end is missing"}
+{"schema":1,"event":"error","message":"/data/app/incoming/0.vab is no zip archive, or its end is missing"})"},
     };
     for (const auto& [arguments, out] : calls) {
         const CliResult result = world.Tavomend("--json " + InWorld(world, arguments));
@@ -307,7 +308,7 @@ TEST(ProgramTest, LaysOutADevice)
         {"busy", "", "cannot make the directory @/busy"},
         {"made", "--public-key @/none.pem", "@/none.pem is no PEM public key"},
         {"made", "--public-key @/not.pem", "@/not.pem is no PEM public key"},
-        {"made", "--factory @/Hot.vab @/not.pem", "@/not.pem is no zip archive"},
+        {"made", "--factory @/Hot.vab @/not.pem", "@/not.pem is no zip archive, or its end is missing"},
         {"locked1", "", "cannot write @/locked1/etc/os-release"},
         {"locked2", "--public-key @/key.pem", "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem"},
         {"locked3", "--factory @/Hot.vab", "cannot copy @/Hot.vab to @/locked3/system/app/Hot"},
