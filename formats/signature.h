@@ -1,6 +1,6 @@
 // Keys and signatures of patch packages, and the hashes of their files: RSA PKCS#1 v1.5 (RFC 8017) over the SHA-256 of
-// the whole package, the raw signature alone in a file; keys are PEM. For hosts and the maker; the engine has a check of
-// its own (tools/rsa_sign_verify_tool.h).
+// the whole package, the raw signature alone in a file; keys are PEM. For hosts and the maker; the engine has a check
+// of its own (tools/rsa_sign_verify_tool.h).
 #ifndef TAVOMEND_FORMATS_SIGNATURE_H
 #define TAVOMEND_FORMATS_SIGNATURE_H
 

@@ -75,7 +75,8 @@ std::optional<std::map<std::string, std::string>> PlaceFactoryFiles(const std::v
         const bool isFwk = manifest->bundleType == Formats::BUNDLE_TYPE_SERVICE_FWK;
         const std::string name = fs::path(file).stem().string();
         const std::string dir = std::string(Formats::FACTORY_APP_DIR) + (isFwk ? "/appServiceFwk/" : "/") + name;
-        targets[file] = dirs.emplace(manifest->bundleName, dir).first->second + "/" + name + Formats::BUNDLE_FILE_SUFFIX;
+        targets[file] =
+            dirs.emplace(manifest->bundleName, dir).first->second + "/" + name + Formats::BUNDLE_FILE_SUFFIX;
     }
     return targets;
 }

@@ -269,8 +269,8 @@ bool PackageMaker::MakeFile(const ReleaseFile& source, const std::string& workDi
         Difference::DifferenceReport report;
         Difference::DifferenceOptions options;
         options.isPlainOnly = isPlainOnly_;
-        if (!Difference::MakeDifference({source.oldPath, source.newPath, shipped + Formats::DIFF_SUFFIX}, options, report,
-                                        error)) {
+        if (!Difference::MakeDifference({source.oldPath, source.newPath, shipped + Formats::DIFF_SUFFIX}, options,
+                                        report, error)) {
             return false;
         }
         isWhole = report.differenceSize >= made.newSize; // then a difference costs and gains nothing
