@@ -18,6 +18,7 @@ function(tavomend_add_test name)
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE tavomend_options ${ARG_LIBS} GTest::gmock GTest::gtest)
     target_compile_definitions(${name} PRIVATE ${ARG_DEFINITIONS})
+    target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>) # tests are built more often than run
     if(ARG_DEVICE)
         target_link_libraries(${name} PRIVATE tavomend_device_main)
     else()
