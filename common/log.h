@@ -84,18 +84,24 @@ constexpr bool Matches(const char* format)
 // The message's own format starts behind the prefix.
 #define TAVOMEND_LOG_PREFIX "[%{public}s(%{public}s):%{public}d] "
 
+// Where a message comes from.
+struct LogPlace {
+    const char* fileName;
+    const char* function;
+    int line;
+};
+
 template <typename... Args>
-void WriteLog(int32_t level, const char* fileName, const char* function, int line, const char* prefixedFormat,
-              Args... args)
+void WriteLog(int32_t level, const LogPlace& place, const char* prefixedFormat, Args... args)
 {
     if (TavomendKalogWrapper::JudgeLevel(level)) {
-        KalogPrint(KALOG_TYPE_CORE, KALOG_DEBUG + level, LOG_DOMAIN, LOG_TAG, prefixedFormat, fileName, function, line,
-                   args...);
+        KalogPrint(KALOG_TYPE_CORE, KALOG_DEBUG + level, LOG_DOMAIN, LOG_TAG, prefixedFormat, place.fileName,
+                   place.function, place.line, args...);
     }
     const char* format = prefixedFormat + sizeof(TAVOMEND_LOG_PREFIX) - 1;
     char buffer[LOG_BUFFER_SIZE] = {0};
     if (sprintf_s(buffer, sizeof(buffer), TavomendLogger::FormatLog(format).c_str(), args...) > 0) {
-        DelayedSingleton<TavomendLogger>::GetInstance()->OutputLog(buffer, fileName, function, line);
+        DelayedSingleton<TavomendLogger>::GetInstance()->OutputLog(buffer, place.fileName, place.function, place.line);
     }
 }
 
@@ -111,7 +117,7 @@ auto CheckOf(const char* format, const Args&...)
         static_assert(                                                                                                 \
             decltype(::ORVX::TavomendEngine::CheckOf(__VA_ARGS__))::value(TAVOMEND_LOG_FIRST_OF(__VA_ARGS__, 0)),      \
             "the arguments do not fit the message's format");                                                          \
-        ::ORVX::TavomendEngine::WriteLog(level, __FILE_NAME__, __func__, __LINE__, TAVOMEND_LOG_PREFIX __VA_ARGS__);   \
+        ::ORVX::TavomendEngine::WriteLog(level, {__FILE_NAME__, __func__, __LINE__}, TAVOMEND_LOG_PREFIX __VA_ARGS__); \
     } while (false)
 
 #define TAVOMEND_LOG_D(...) TAVOMEND_LOG(::ORVX::TavomendEngine::TAVOMEND_LOG_DEBUG, __VA_ARGS__)

@@ -38,7 +38,7 @@ ParseAppConfigTool::PackageInfo& ParseAppConfigTool::GetPackageInfo()
 void ParseAppConfigTool::OnRefusal(const char* step, const char* message)
 {
     // The step's name stands in the prefix: several say the same.
-    WriteLog(TAVOMEND_LOG_ERROR, __FILE_NAME__, step, __LINE__, TAVOMEND_LOG_PREFIX "%{public}s", message);
+    WriteLog(TAVOMEND_LOG_ERROR, {__FILE_NAME__, step, __LINE__}, TAVOMEND_LOG_PREFIX "%{public}s", message);
 }
 
 std::string ParseAppConfigTool::Dump()

@@ -1,6 +1,7 @@
 #include "tools/restore_tool.h"
 
 #include "common/log.h"
+#include "common/results.h"
 #include "platform/api/apply_patch.h"
 #include "platform/utility/file_utils.h"
 
@@ -10,11 +11,11 @@ int RestoreTool::RestoreFile(const std::string& diffPath, const std::string& bas
 {
     if (!FileUtils::FileIsExist(basePath) || !FileUtils::FileIsExist(diffPath)) {
         TAVOMEND_LOG_E("base: %{public}s, diff: %{public}s file not found", basePath.c_str(), diffPath.c_str());
-        return -1;
+        return RESULT_FAILURE;
     }
     if (restoreProductPath.empty()) {
         TAVOMEND_LOG_E("restoreProductPath is empty");
-        return -1;
+        return RESULT_FAILURE;
     }
     TAVOMEND_LOG_I("restore begin, restoreProductPath: %{public}s", restoreProductPath.c_str());
     const int result = ApplyPatch(diffPath, basePath, restoreProductPath);
