@@ -8,8 +8,8 @@
 
 Kinds of faults: drop a call, negate a condition, change a constant, swap two statements, return early (or the opposite
 of a bool), drop a lock, drop a flush. All places in the sources of the rooms have the same chance. Left out are log
-lines, whose texts the tests look for one by one where they matter, and constants that only say how large a buffer is:
-changing them changes no behaviour. A fault that does not compile is no fault and is replaced by the next of the sample.
+lines, whose texts the tests look for one by one where they matter, swaps of two statements neither of which writes what
+the other one names, and constants that only say how large a buffer is: these change no behaviour. A fault that does not compile is no fault and is replaced by the next of the sample.
 
 The tree is copied to build/mutate/N (one copy a job), so the working tree stays as it is. Each test program runs as one
 process until its first failure, in a mount namespace of its own where that is allowed, with everything but its
@@ -119,6 +119,19 @@ def single_faults(code, line):
             yield "change a constant", line[:number.start(1)] + value + line[number.end(1):]
 
 
+def writes(code):
+    """What a statement certainly writes to: the left side, or the object whose method it calls; None when unknown."""
+    assigned = re.match(r"^\s+([\w.\->\[\]]+) [+|&-]?= ", code)
+    called = re.match(r"^\s+([A-Za-z_][\w.\->]*)(\.|->)\w+\(", code)
+    return (assigned or called).group(1) if assigned or called else None
+
+
+def are_independent(first, second):
+    """Neither writes what the other one names: swapping them would be no fault."""
+    one, other = writes(first), writes(second)
+    return bool(one and other and one not in second and other not in first)
+
+
 def is_simple(code):
     return (CALL.match(code) and not NOT_A_CALL.match(code)) or re.match(r"^\s+[\w.\->\[\]]+ [+|&-]?= [^{}]*;$", code)
 
@@ -144,7 +157,8 @@ def faults_of(file):
         following = lines[i + 1] if i + 1 < len(lines) else ""
         after = without_strings(following)
         same_indent = re.match(r"\s*", line).group() == re.match(r"\s*", following).group()
-        if is_simple(code) and is_simple(after) and same_indent and not LOG.search(following) and line != following:
+        if is_simple(code) and is_simple(after) and same_indent and not LOG.search(following) and \
+                line != following and not are_independent(code, after):
             found.append(Fault(file, i + 1, "swap two statements", (line, following), (following, line)))
         early = {"void": "return;", "bool": "return true;", "int32_t": "return 0;", "int": "return 0;",
                  "size_t": "return 0;", "std::string": 'return "";'}
