@@ -7,9 +7,10 @@
     scripts/mutate.py --at state/idle_state.cpp:17    every fault of one line
 
 Kinds of faults: drop a call, negate a condition, change a constant, swap two statements, return early (or the opposite
-of a bool), drop a lock, drop a flush. All places in the sources of the rooms have the same chance. Left out are log
-lines, whose texts the tests look for one by one where they matter, swaps of two statements neither of which writes what
-the other one names, and constants that only say how large a buffer is: these change no behaviour. A fault that does not compile is no fault and is replaced by the next of the sample.
+of a bool), drop a lock, drop a flush. All places in the sources of the rooms have the same chance. Left out is what
+changes no behaviour: log lines, whose texts the tests look for one by one where they matter, swaps of two statements
+neither of which writes what the other one names, and constants that only say how large a buffer is. A fault that does
+not compile is no fault and is replaced by the next of the sample.
 
 The tree is copied to build/mutate/N (one copy a job), so the working tree stays as it is. Each test program runs as one
 process until its first failure, in a mount namespace of its own where that is allowed, with everything but its
