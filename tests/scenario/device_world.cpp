@@ -87,18 +87,13 @@ CliResult DeviceWorld::Tavomend(const std::string& arguments) const
     return RunProgram(command);
 }
 
-void DeviceWorld::DeliverBytes(const std::string& package, const std::string& signature) const
-{
-    WriteFile(At("app.tvpk"), package);
-    WriteFile(At("sign.bin"), signature);
-    const CliResult delivered = Tavomend("deliver " + At("app.tvpk") + " " + At("sign.bin"));
-    EXPECT_EQ(delivered.exitCode, 0) << delivered.err;
-}
-
 void DeviceWorld::Deliver(const PatchRecipe& recipe) const
 {
     const std::string package = PatchBuilder(recipe).Package();
-    DeliverBytes(package, key_.Sign(package));
+    WriteFile(At("app.tvpk"), package);
+    WriteFile(At("sign.bin"), key_.Sign(package));
+    const CliResult delivered = Tavomend("deliver " + At("app.tvpk") + " " + At("sign.bin"));
+    EXPECT_EQ(delivered.exitCode, 0) << delivered.err;
 }
 
 Versions DeviceWorld::InstalledVersions() const

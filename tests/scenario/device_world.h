@@ -31,7 +31,6 @@ public:
     [[nodiscard]] std::string At(const std::string& path) const { return folder_ + "/" + path; }
     // `tavomend --root DEV ARGUMENTS`, the arguments split at blanks.
     CliResult Tavomend(const std::string& arguments) const;
-    void DeliverBytes(const std::string& package, const std::string& signature) const;
     void Deliver(const PatchRecipe& recipe) const;
     [[nodiscard]] const SigningKey& Key() const { return key_; }
 

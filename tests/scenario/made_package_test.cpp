@@ -1,16 +1,19 @@
-// From two versions of an application to a patched device, with the programs alone.
+// From two versions of an application to a patched device, with the programs alone; and what the maker refuses.
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "tests/scenario/device_world.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/zip_builder.h"
 
 namespace ORVX::TavomendTest {
 namespace {
-constexpr const char* RELEASE = R"({"version": "patch05",
- "products": [{"model": "demo", "baseVersion": "1.0.0"}],
+constexpr const char* RELEASE = R"({"version": "patch05", // the next one
+ "preVersion": "patch04", "action": "enable", "dataKept": false, "needReboot": false,
+ "products": [{"model": "demo", "baseVersion": "1.0.0"}, {"model": "m2", "baseVersion": "1.0.1"}],
  "apps": [
   {"patch": "hot", "files": [{"base": "/system/app/Hot/Hot.vab", "old": "Hot.vab", "new": "Hot2.vab"}]},
-  {"patch": "cold", "files": [
+  {"patch": "cold", "type": "internal", "files": [
     {"base": "/system/app/Cold/Cold.vab", "old": "Cold.vab", "new": "Cold2.vab", "whole": true},
     {"base": "/system/app/Cold/ColdFeature.vab", "old": "ColdFeature.vab", "new": "ColdFeature2.vab"}]}]})";
 
@@ -32,14 +35,32 @@ protected:
                                             "make",
                                             world_.At("release.json"),
                                             "--out",
-                                            world_.At("out"),
+                                            out_,
                                             "--key",
                                             world_.At("key/tavomend_private.pem")};
         command.insert(command.end(), more.begin(), more.end());
         return RunProgram(command);
     }
+    // What a failure says, with the folder's name and the progress before it taken out.
+    [[nodiscard]] std::string WhyNot(const CliResult& result) const
+    {
+        EXPECT_EQ(result.exitCode, 1) << result.out;
+        std::string text = result.err.substr(std::min(result.err.find("tvpk: "), result.err.size()));
+        for (size_t at = text.find(world_.At("")); at != std::string::npos; at = text.find(world_.At(""))) {
+            text.erase(at, world_.At("").size());
+        }
+        return text;
+    }
+    [[nodiscard]] CliResult Verify(const std::string& package) const
+    {
+        WriteFile(world_.At("p.tvpk"), package);
+        WriteFile(world_.At("p.sign"), world_.Key().Sign(package));
+        return RunProgram(
+            {TVPK_PROGRAM, "verify", world_.At("p.tvpk"), world_.At("p.sign"), "--public-key", world_.At("key.pem")});
+    }
 
     const DeviceWorld world_;
+    std::string out_ = world_.At("out");
 };
 
 // The text with one place of it changed, which must be there.
@@ -54,28 +75,24 @@ TEST_F(MadePackageTest, PatchesADevice)
 {
     const CliResult made = Make(RELEASE);
     ASSERT_EQ(made.exitCode, 0) << made.err;
-    const std::string package = world_.At("out/app.tvpk");
-    const std::string signature = world_.At("out/tavomend_sign.bin");
-    EXPECT_EQ(RunProgram({"openssl", "dgst", "-sha256", "-verify", world_.At("key/zkkey_tvpk_v1.pem"), "-signature",
-                          signature, package})
-                  .out,
+    const std::string package = out_ + "/app.tvpk";
+    const std::string signature = out_ + "/tavomend_sign.bin";
+    const std::string key = world_.At("key/zkkey_tvpk_v1.pem");
+    EXPECT_EQ(ListTree(out_).size(), 2U); // and nothing of the work
+    EXPECT_EQ(RunProgram({"openssl", "dgst", "-sha256", "-verify", key, "-signature", signature, package}).out,
               "Verified OK\n");
     EXPECT_EQ(RunProgram({"unzip", "-tq", package}).exitCode, 0);
-    EXPECT_EQ(
-        RunProgram({TVPK_PROGRAM, "verify", package, signature, "--public-key", world_.At("key/zkkey_tvpk_v1.pem")})
-            .exitCode,
-        0);
+    EXPECT_EQ(RunProgram({TVPK_PROGRAM, "verify", package, signature, "--public-key", key}).exitCode, 0);
     const auto seen = nlohmann::json::parse(RunProgram({TVPK_PROGRAM, "inspect", package, "--json"}).out);
-    EXPECT_EQ(seen["configuration"]["apps"]["com.cold"]["diff_path"][0], "/com.cold/Cold.vab");
-    const std::string hash = RunProgram({"sha256sum", world_.At("Hot2.vab")}).out.substr(0, 64);
-    EXPECT_EQ(seen["configuration"]["apps"]["com.hot"]["apps_hash"][0], hash);
-
+    EXPECT_EQ(seen["configuration"]["pre_version"], "patch04");
+    EXPECT_EQ(seen["configuration"]["apps"]["com.cold"]["diff_path"],
+              (nlohmann::json{"/com.cold/Cold.vab", "/com.cold/ColdFeature.vab.diff"}));
     EXPECT_EQ(world_.Tavomend("deliver " + package + " " + signature).out, "delivered\n");
     const CliResult boot = world_.Tavomend("boot");
     EXPECT_EQ(boot.exitCode, 0) << boot.out << boot.err;
     EXPECT_EQ(world_.InstalledVersions(),
               (Versions{{"com.hot", 2}, {"com.cold", 2}, {"com.single", 1}, {"com.keep", 1}}));
-    EXPECT_EQ(RunProgram({"sha256sum", world_.At("dev/data/app/com.hot/v2/entry.vab")}).out.substr(0, 64), hash);
+    EXPECT_EQ(ReadFile(world_.At("dev/data/app/com.hot/v2/entry.vab")), ReadFile(world_.At("Hot2.vab")));
     EXPECT_EQ(world_.Tavomend("test").out, "\"Vab\": \"com.cold:2:true,com.hot:2:true\"\n");
 
     ASSERT_EQ(Make(R"({"version": "patch06", "products": [{"model": "demo", "baseVersion": "1.0.0"}],
@@ -85,12 +102,9 @@ TEST_F(MadePackageTest, PatchesADevice)
     world_.Tavomend("deliver " + package + " " + signature);
     EXPECT_EQ(world_.Tavomend("boot").exitCode, 0);
     EXPECT_EQ(world_.InstalledVersions()["com.hot"], 1U);
-}
 
-TEST_F(MadePackageTest, PlainDifferencesDecodeWithZstd)
-{
     ASSERT_EQ(Make(RELEASE, {"--plain"}).exitCode, 0);
-    ASSERT_EQ(RunProgram({"unzip", "-q", world_.At("out/app.tvpk"), "-d", world_.At("members")}).exitCode, 0);
+    ASSERT_EQ(RunProgram({"unzip", "-q", package, "-d", world_.At("members")}).exitCode, 0);
     const CliResult decoded = RunProgram({"zstd", "-q", "-d", "--long=31", "--patch-from=" + world_.At("Hot.vab"),
                                           world_.At("members/com.hot/Hot.vab.diff"), "-o", world_.At("Hot.decoded")});
     EXPECT_EQ(decoded.exitCode, 0) << decoded.err;
@@ -100,51 +114,134 @@ TEST_F(MadePackageTest, PlainDifferencesDecodeWithZstd)
 TEST_F(MadePackageTest, WhatADeviceWouldRefuseIsNotMade)
 {
     WriteFile(world_.At("Keep2.vab"), Vab{"com.keep", 2, "entry", R"("keepAlive": true)"}.Bytes());
+    WriteFile(world_.At("Early1.vab"), Vab{"com.keep", 1}.Bytes());
+    WriteFile(world_.At("Late2.vab"), Vab{"com.keep", 2}.Bytes());
     struct Case {
         const char* from;
         const char* to;
-        const char* says;
+        const char* says; // "@": the release file
     };
+    constexpr const char* HOT = R"("Hot.vab", "new": "Hot2.vab")";
+    constexpr const char* FEATURE = R"("ColdFeature.vab", "new": "ColdFeature2.vab")";
+    constexpr const char* HOT_BASE = "/system/app/Hot/Hot.vab";
+    constexpr const char* BAD_VERSION = R"("version" is empty or "patch00", which means a device without a patch)";
+    constexpr const char* KEPT_ALIVE = "com.keep: a keep-alive application is never installed hot; patch it cold";
     const Case cases[] = {
-        {R"("new": "Hot2.vab")", R"("new": "Hot.vab")", "com.hot: version 1 is not above version 1"},
-        {R"("new": "Hot2.vab")", R"("new": "Cold2.vab")", "Cold2.vab is com.cold"},
-        {R"("new": "Hot2.vab")", R"("new": "release.json")", "is no zip archive"},
-        {R"("new": "Hot2.vab")", R"("neu": "Hot2.vab")", "application 1, file 1: \"new\" is missing"},
-        {R"("products")", R"("product")", "\"products\" is missing"},
-        {R"("patch05")", R"("patch00")", "a device without a patch"},
-        {R"("patch": "hot")", R"("patch": "warm")", "neither \"hot\" nor \"cold\""},
-        {R"("patch": "hot")", R"("patch": "hot", "type": "appServiceFwk")", "can be patched cold only"},
-        {"/system/app/Hot/Hot.vab", "/system/app/Hot/Hot", "no name with a \".\""},
-        {"/system/app/Hot/Hot.vab", "system/app/Hot/Hot.vab", "no absolute path"},
-        {"/system/app/Hot/Hot.vab", "/system/../Hot.vab", "no absolute path"},
-        {"/system/app/Cold/ColdFeature.vab", "/system/other/Cold.vab", "two files would be rebuilt as Cold.vab"},
-        {R"("version": "patch05")", R"("version": "patch05", "action": "revoke")", "a revoke names no applications"},
-        {R"("Hot.vab", "new": "Hot2.vab")", R"("Keep.vab", "new": "Keep2.vab")", "never installed hot"},
-        {R"("new": "ColdFeature2.vab")", R"("new": "ColdFeature.vab")", "different version codes"},
+        {R"("patch05")", "5", "@: \"version\" is not a text"},
+        {R"("patch05")", R"(5, "x": 1)", "@: \"version\" is not a text"}, // the first of two
+        {R"("version": "patch05",)", "", "@: \"version\" is missing"},
+        {R"("patch05")", R"("")", BAD_VERSION},
+        {R"("patch05")", R"("patch00")", BAD_VERSION},
+        {R"("enable")", R"("clear")", "@: \"action\" is neither \"enable\" nor \"revoke\""},
+        {R"("enable")", R"("revoke")", "a revoke names no applications: those of the patch in force are meant"},
+        {R"("dataKept": false)", R"("dataKept": 0)", "@: \"dataKept\" is neither true nor false"},
+        {R"("needReboot")", R"("reboot")", "@: the key \"reboot\" is unknown"},
+        {R"("products")", R"("product")", "@: \"products\" is missing"},
+        {R"([{"model": "demo", "baseVersion": "1.0.0"}, {"model": "m2", "baseVersion": "1.0.1"}])", "[]",
+         "\"products\" names no device"},
+        {R"("baseVersion": "1.0.1")", R"("base": "1.0.1")", "@, products: \"baseVersion\" is missing"},
+        {R"("model": "m2")", R"("note": 1, "model": "m2")", "@, products: the key \"note\" is unknown"},
+        {R"({"model": "m2", "baseVersion": "1.0.1"})", R"("m2")", "@, products: is not an object"},
+        {R"("patch": "hot", )", "", "@, application 1: \"patch\" is missing"},
+        {R"("hot")", R"("warm")", "\"patch\" is neither \"hot\" nor \"cold\" but \"warm\""},
+        {R"("internal")", "2", "@, application 2: \"type\" is not a text"},
+        {R"("internal")", R"("app")", "\"type\" is neither \"internal\" nor \"appServiceFwk\" but \"app\""},
+        {R"("hot")", R"("hot", "type": "appServiceFwk")", "com.hot: a service framework can be patched cold only"},
+        {R"("hot", "files")", R"("hot", "file")", "@, application 1: \"files\" is missing"},
+        {R"("hot", "files")", R"("hot", "files": 1}, {"files")", "@, application 1: \"files\" is not a list"},
+        {R"("hot", "files": )", R"("hot", "files": []}, {"patch": "hot", "files": )", "an application has no files"},
+        {R"({"patch": "cold")", R"({"patch": "hot", "files": [{"base": "/H.vab", "old": "Hot.vab", "new": "Hot2.vab"}]},
+          {"patch": "cold")",
+         "com.hot is named twice"},
+        {R"("base": "/system/app/Cold/ColdFeature.vab", )", "", "@, application 2, file 2: \"base\" is missing"},
+        {R"("old": "ColdFeature.vab", )", "", "@, application 2, file 2: \"old\" is missing"},
+        {R"("new": "Hot2.vab")", R"("neu": "Hot2.vab")", "@, application 1, file 1: \"new\" is missing"},
+        {R"("new": "Hot2.vab")", R"("new": "Hot2.vab", "x": 1)", "@, application 1, file 1: the key \"x\" is unknown"},
+        {R"("whole": true)", R"("whole": 1)", "@, application 2, file 1: \"whole\" is neither true nor false"},
+        {HOT, R"("none", "new": "Hot2.vab")", "there is no file none"},
+        {HOT, R"("Hot.vab", "new": "none")", "there is no file none"},
+        {HOT, R"("Hot.vab", "new": "release.json")", "@ is no zip archive, or its end is missing"},
+        {HOT, R"("Hot.vab", "new": "Hot.vab")", "com.hot: version 1 is not above version 1"},
+        {HOT, R"("Hot.vab", "new": "Cold2.vab")", "Hot.vab is com.hot, Cold2.vab is com.cold"},
+        {HOT, R"("Keep.vab", "new": "Late2.vab")", KEPT_ALIVE},
+        {HOT, R"("Early1.vab", "new": "Keep2.vab")", KEPT_ALIVE},
+        {FEATURE, R"("Hot.vab", "new": "Hot2.vab")", "Hot2.vab is com.hot, not com.cold"},
+        {FEATURE, R"("ColdFeature.vab", "new": "ColdFeature.vab")",
+         "the files of com.cold have different version codes"},
+        {FEATURE, R"("Cold2.vab", "new": "Cold2.vab")", "the files of com.cold have different version codes"},
+        {"/system/app/Cold/ColdFeature.vab", "/x/Cold.vab", "com.cold: two files would be rebuilt as Cold.vab"},
+        {HOT_BASE, "Hot.vab", "\"Hot.vab\" is no absolute path of a device"},
+        {HOT_BASE, "/system/../Hot.vab", "\"/system/../Hot.vab\" is no absolute path of a device"},
+        {HOT_BASE, "/system.d/A",
+         "\"/system.d/A\" has no name with a \".\" in it, which the device needs to name the rebuilt file"},
+        {HOT_BASE, "/system/.A",
+         "\"/system/.A\" has no name with a \".\" in it, which the device needs to name the rebuilt file"},
+    };
+    const auto expectRefused = [this](const std::string& release, const std::string& says) {
+        const std::string line = says[0] == '@' ? "release.json" + says.substr(1) : says;
+        EXPECT_EQ(WhyNot(Make(release)), "tvpk: " + line + "\n");
+        EXPECT_TRUE(ListTree(out_).empty()) << says;
     };
     for (const auto& bad : cases) {
-        const CliResult refused = Make(Changed(RELEASE, bad.from, bad.to));
-        EXPECT_EQ(refused.exitCode, 1) << bad.says;
-        EXPECT_NE(refused.err.find(bad.says), std::string::npos) << bad.says << " in " << refused.err;
-        EXPECT_TRUE(ListTree(world_.At("out")).empty()) << bad.says;
+        expectRefused(Changed(RELEASE, bad.from, bad.to), bad.says);
     }
+    expectRefused("[", "@ is not JSON");
+    expectRefused("[1]", "@: is not an object");
+    expectRefused(R"({"version": "v", "products": [{"model": "m", "baseVersion": "1"}]})",
+                  "\"apps\" names no application");
 }
 
-TEST_F(MadePackageTest, TamperingIsSeen)
+TEST_F(MadePackageTest, LeavesNoHalfOfAPackage)
 {
+    WriteFile(world_.At("busy"), "");
+    out_ = world_.At("busy/out");
+    EXPECT_EQ(WhyNot(Make(RELEASE)), "tvpk: cannot write to busy/out\n");
+    out_ = world_.At("out");
     ASSERT_EQ(Make(RELEASE).exitCode, 0);
-    const std::string package = ReadFile(world_.At("out/app.tvpk"));
-    const auto verify = [this](const std::string& signature) {
-        return RunProgram({TVPK_PROGRAM, "verify", world_.At("out/app.tvpk"), signature, "--public-key",
-                           world_.At("key/zkkey_tvpk_v1.pem")});
-    };
-    EXPECT_NE(verify(world_.At("none")).err.find("none is missing or empty"), std::string::npos);
-    std::string changed = package;
-    changed[changed.size() / 3] = static_cast<char>(changed[changed.size() / 3] ^ 1);
-    WriteFile(world_.At("out/app.tvpk"), changed);
-    const CliResult tampered = verify(world_.At("out/tavomend_sign.bin"));
-    EXPECT_EQ(tampered.exitCode, 1);
-    EXPECT_EQ(tampered.err, "tvpk: the signature does not verify\n");
+    // An old signature never stands beside a new package.
+    std::filesystem::remove(out_ + "/app.tvpk");
+    std::filesystem::create_directories(out_ + "/app.tvpk/full");
+    EXPECT_EQ(WhyNot(Make(RELEASE)).rfind("tvpk: cannot write to out: ", 0), 0U);
+    EXPECT_TRUE(ListTree(out_).empty());
+    WriteFile(world_.At("key/tavomend_private.pem"), "no key");
+    EXPECT_EQ(WhyNot(Make(RELEASE)),
+              "tvpk: key/tavomend_private.pem holds no RSA private key (PEM, without a pass phrase)\n");
+}
+
+TEST_F(MadePackageTest, VerifyingNamesWhatIsWrong)
+{
+    PatchRecipe recipe = DeviceWorld::BaselinePatch();
+    recipe.apps = {recipe.apps[0]};
+    EXPECT_EQ(Verify(PatchBuilder(recipe).Package()).exitCode, 0);
+    EXPECT_EQ(WhyNot(Verify("no archive")), "tvpk: p.tvpk is no zip archive, or its end is missing\n");
+    EXPECT_EQ(WhyNot(Verify(ZipBuilder().Add("other", "").Build())),
+              "tvpk: p.tvpk has no member app_tavomend_config.json\n");
+    std::string damaged =
+        ZipBuilder().Add("app_tavomend_config.json", PatchBuilder(recipe).Config()).Add("x", "neat", 0).Build();
+    damaged[damaged.find("neat")] = 'm';
+    EXPECT_EQ(WhyNot(Verify(damaged)), "tvpk: p.tvpk: the member x is damaged\n");
+    PatchRecipe wrong = recipe;
+    wrong.space = 0;
+    wrong.apps[0].version = 1;
+    EXPECT_EQ(WhyNot(Verify(PatchBuilder(wrong).Package())),
+              "tvpk: \"space\" is not above 0\ntvpk: com.hot: its version is not above its pre-version\n");
+    WriteFile(world_.At("p.sign"), "other"); // then nothing of what is inside is looked at
+    EXPECT_EQ(WhyNot(RunProgram({TVPK_PROGRAM, "verify", world_.At("p.tvpk"), world_.At("p.sign"), "--public-key",
+                                 world_.At("key.pem")})),
+              "tvpk: the signature does not verify\n");
+
+    // Members that are not named as the archive has them, and a text that is no UTF-8.
+    recipe.configText = R"({"space": 1, "version": ")" + std::string("\xff") + R"(", "product": {"model": ["m"],
+        "version": ["1.0.0"]}, "action": 1, "apps": {"size": 1, "list": ["com.a"], "com.a": {"version": 2,
+        "file_num": 2, "app_patch_type": "hot", "app_type": 0, "base_path": ["", "b"],
+        "diff_path": ["", "com.hot/Hot.vab.diff"], "apps_hash": ["", "AA"]}}})";
+    EXPECT_EQ(WhyNot(Verify(PatchBuilder(recipe).Package())),
+              "tvpk: com.a: the archive has no member \ntvpk: com.a: the archive has no member com.hot/Hot.vab.diff\n");
+    const std::string text = RunProgram({TVPK_PROGRAM, "inspect", world_.At("p.tvpk")}).out;
+    EXPECT_NE(text.find("action 1, needs 1 KiB\nfor m at 1.0.0\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("  missing  b\n"), std::string::npos) << text;
+    const auto json = nlohmann::json::parse(RunProgram({TVPK_PROGRAM, "inspect", world_.At("p.tvpk"), "--json"}).out);
+    EXPECT_EQ(json["configuration"]["version"], "\xef\xbf\xbd"); // U+FFFD
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -37,15 +37,5 @@ TEST(ErrorTextTest, ExplainsTheLastOperation)
             << entry.detail;
     }
 }
-
-TEST(ErrorTextTest, ReadsTheWholeHistory)
-{
-    const auto operations = ParseDetail("0|0(1|431,430)(100):48;1|1:34");
-    ASSERT_EQ(operations.size(), 2U);
-    EXPECT_EQ(operations[0].stage, 0);
-    EXPECT_EQ(operations[0].codes.at(1), (std::vector<int32_t>{431, 430}));
-    EXPECT_TRUE(operations[0].codes.at(100).empty());
-    EXPECT_EQ(operations[1].state, 1);
-}
 } // namespace
 } // namespace ORVX::TavomendHosting

@@ -1,5 +1,6 @@
 #include "tests/unit/hosting/hosted_device.h"
 
+#include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +16,9 @@ using TavomendHosting::IHostObserver;
 
 std::unique_ptr<IDevicePlatform> WatchedPort::Start(ServiceStart start, std::string& error) const
 {
-    onStart(start);
+    if (deadly == start) {
+        raise(SIGKILL);
+    }
     if (refused == start) {
         error = "the services do not start";
         return nullptr;

@@ -15,14 +15,14 @@
 namespace ORVX::TavomendTest {
 constexpr const char* REPORTS = "/tmp/reports";
 
-// The host port, but for the starts that are to fail or to be watched.
+// The host port, but for the starts that are to fail.
 class WatchedPort : public IDevicePort {
 public:
     [[nodiscard]] std::unique_ptr<IDevicePlatform> Start(ServiceStart start, std::string& error) const override;
     [[nodiscard]] std::string InstallCodeText(int32_t code) const override { return real_.InstallCodeText(code); }
 
     std::optional<ServiceStart> refused;
-    std::function<void(ServiceStart)> onStart = [](ServiceStart) {};
+    std::optional<ServiceStart> deadly; // ends the process
 
 private:
     TavomendHost::HostPort real_;

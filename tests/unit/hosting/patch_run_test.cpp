@@ -1,4 +1,5 @@
-// Load and apply: what is reported in which order, what they come to, and what is on the device afterwards.
+// Load, apply and whole boots: what is reported in which order, what they come to, and what is on the device
+// afterwards.
 #include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
 #include "platform/utility/tavomend_status_record.h"
@@ -8,7 +9,6 @@ namespace ORVX::TavomendTest {
 namespace {
 using namespace TavomendEngine;
 
-const std::string DELIVERED_BOTH = "com.a 2, com.b 2";
 const std::string BROKEN = "com.a: a rebuilt file does not have the stated hash (0|640)";
 const std::string BROKEN_DETAIL = "1|0(0|600,611,640):48;1|1(0|811,822,810,822):35";
 
@@ -37,19 +37,8 @@ protected:
         std::filesystem::create_directories("/data/vrns4");
         std::filesystem::rename(Formats::PACKAGE_DIR, Formats::LEGACY_PATCH_DIR);
     }
-    [[nodiscard]] static std::string FilesInPackageDirectory()
-    {
-        std::string names;
-        for (const auto& entry : ListTree(Formats::PACKAGE_DIR)) {
-            names += std::filesystem::path(entry.substr(0, entry.find(' '))).filename().string() + " ";
-        }
-        return names;
-    }
-
-    const std::string backup_ = "app.tvpk.bak tavomend_sign.bin.bak ";
-    const std::string inForce_ = "[activites patch01 1|0:47;1|1:34]";
-    const std::string applied_ = "loaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\ndone " + inForce_;
-    const std::string failed_ = "not all loaded\nprogress 1/2\nprogress 2/2\nengine 151 activites_failed\nfailed: ";
+    const std::string applied_ =
+        "loaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\ndone [activites patch01 1|0:47;1|1:34]";
 };
 
 TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
@@ -58,41 +47,31 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
         const char* name;
         std::function<void()> prepare;
         std::string reports;
-        std::string versions = "com.a 1, com.b 1";
-        std::string packages;
+        std::string versions;
+        size_t files; // left in the package directory
     };
     const Case cases[] = {
-        {"a patch", [this] { Place(); }, applied_, DELIVERED_BOTH, backup_},
-        {"a patch that asks for a boot",
-         [this] {
-             AskForBoot();
-             Place();
-         },
-         applied_ + " needs a boot", DELIVERED_BOTH, backup_},
         {"a failed application in a patch that asks for a boot",
          [this] {
              Break();
              AskForBoot();
              Place();
          },
-         failed_ + BROKEN + " [activites_failed patch01 " + BROKEN_DETAIL + "]", "com.a 1, com.b 2", backup_},
-        {"a refused package, over a patch in force",
-         [this] {
-             Place();
-             EXPECT_EQ(Apply(), applied_ + "\n");
-             PlaceSignedBy(std::make_unique<SigningKey>().get());
+         "not all loaded\nprogress 1/2\nprogress 2/2\nengine 151 activites_failed\nfailed: " + BROKEN +
+             " [activites_failed patch01 " + BROKEN_DETAIL + "]",
+         "com.a 1, com.b 2", 2},
+        {"a legacy package, whose configuration is known only after the load", [this] { PlaceInLegacyDirectory(); },
+         applied_ + " needs a boot", "com.a 2, com.b 2", 2},
+        {"half a delivery", [this] { PlaceSignedBy(nullptr); },
+         "nothing: a package and its signature are delivered only together [idle patch00 ]", "com.a 1, com.b 1", 1},
+        {"a patch that has failed before, without a code",
+         [] {
+             WriteFile(Formats::BACKUP_PACKAGE_PATH, "package");
+             WriteFile(Formats::BACKUP_SIGN_PATH, "signature");
+             SetStatus("activites_failed", "1|1:35");
          },
-         "not all loaded\nengine 151 activites_failed\nfailed: the signature does not verify (100|20) "
-         "[activites_failed  1|0(100|20,20):48;1|1(100|20,20):35]",
-         DELIVERED_BOTH, backup_},
-        {"a legacy package, whose applications are known only after the load",
-         [this] {
-             Break();
-             PlaceInLegacyDirectory();
-         },
-         failed_ + BROKEN + " [activites_failed patch01 " + BROKEN_DETAIL + "]", "com.a 1, com.b 2", backup_},
-        {"a legacy package that asks for a boot", [this] { PlaceInLegacyDirectory(); }, applied_ + " needs a boot",
-         DELIVERED_BOTH, backup_},
+         "nothing: no package is delivered; the last apply failed [activites_failed patch01 1|1:35]",
+         "com.a 1, com.b 1", 2},
     };
     for (const auto& entry : cases) {
         SCOPED_TRACE(entry.name);
@@ -100,84 +79,14 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
         entry.prepare();
         EXPECT_EQ(Apply(), entry.reports + "\n");
         EXPECT_EQ(Versions(), entry.versions);
-        EXPECT_EQ(FilesInPackageDirectory(), entry.packages);
+        EXPECT_EQ(ListTree(Formats::PACKAGE_DIR).size(), entry.files);
     }
-}
-
-TEST_F(PatchRunTest, WithoutAPackageItSaysWhy)
-{
-    struct Case {
-        const char* name;
-        std::function<void()> prepare;
-        std::string reason;
-        std::string record;
-    };
-    const Case cases[] = {
-        {"nothing was ever delivered", [] {}, "no package is delivered", "[idle patch00 ]"},
-        {"half delivered", [this] { PlaceSignedBy(nullptr); },
-         "a package and its signature are delivered only together", "[idle patch00 ]"},
-        {"in force",
-         [this] {
-             Place();
-             EXPECT_EQ(Apply(), applied_ + "\n");
-         },
-         "patch patch01 is in force", inForce_},
-        {"failed before",
-         [this] {
-             Break();
-             Place();
-             EXPECT_NE(Apply(), "");
-         },
-         "no package is delivered; the last apply failed: " + BROKEN,
-         "[activites_failed patch01 " + BROKEN_DETAIL + "]"},
-        {"failed before without a code",
-         [] {
-             WriteFile(Formats::BACKUP_PACKAGE_PATH, "package");
-             WriteFile(Formats::BACKUP_SIGN_PATH, "signature");
-             SetStatus("activites_failed", "1|1:35");
-         },
-         "no package is delivered; the last apply failed", "[activites_failed patch01 1|1:35]"},
-    };
-    for (const auto& entry : cases) {
-        SCOPED_TRACE(entry.name);
-        MakeDevice();
-        entry.prepare();
-        for (const int32_t stage : {RUNNING_STAGE_INIT, RUNNING_STAGE_SA}) {
-            EXPECT_EQ(Load(stage), "nothing: no package is delivered " + entry.record + "\n");
-        }
-        EXPECT_EQ(Apply(), "nothing: " + entry.reason + " " + entry.record + "\n");
-    }
-}
-
-TEST_F(PatchRunTest, ALoadIsOfItsStage)
-{
+    MakeDevice(); // a load's failure is of its stage
     recipe.apps[0].patchType = "cold";
     Break();
     Place();
-    const std::string reason = "failed: " + BROKEN;
-    EXPECT_EQ(Load(RUNNING_STAGE_INIT), reason + " [ready_failed  0|0(0|600,611,640):48]\n");
+    EXPECT_EQ(Load(RUNNING_STAGE_INIT), "failed: " + BROKEN + " [ready_failed  0|0(0|600,611,640):48]\n");
     EXPECT_EQ(Load(RUNNING_STAGE_SA), "done [ready  0|0(0|600,611,640):48;1|0:47]\n");
-}
-
-TEST_F(PatchRunTest, TheServicesRunWhereTheStageHasThem)
-{
-    Place();
-    const RecordingObserver recorder(REPORTS);
-    port.onStart = [&recorder](ServiceStart start) {
-        recorder.Record(std::string(start == ServiceStart::SCAN ? "scan" : "attach") + " at stage " +
-                        std::to_string(SysUtils::GetRunningStage()));
-    };
-    SysUtils::SetRunningStage(RUNNING_STAGE_INIT); // as an earlier operation may have left it
-    EXPECT_EQ(Load(RUNNING_STAGE_INIT), "done [ready  0|0:47]\n");
-    EXPECT_EQ(Load(RUNNING_STAGE_SA), "scan at stage 1\ndone [ready  0|0:47;1|0:47]\n");
-    port.refused = ServiceStart::SCAN;
-    for (const auto& reports : {Load(RUNNING_STAGE_SA), Apply()}) {
-        EXPECT_EQ(reports, "scan at stage 1\nno platform: the services do not start\n");
-    }
-    EXPECT_EQ(FilesInPackageDirectory(), "app.tvpk tavomend_sign.bin ");
-    port.refused.reset();
-    EXPECT_EQ(Apply(), "scan at stage 1\nloaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\ndone [activites "
-                       "patch01 0|0:47;1|0:47;1|0:47;1|1:34]\n");
 }
 
 TEST_F(PatchRunTest, WhatWasCutShortBeforeIsMendedFirst)
@@ -196,6 +105,51 @@ TEST_F(PatchRunTest, WhatWasCutShortBeforeIsMendedFirst)
         EXPECT_EQ(operation().find("nothing"), std::string::npos);
         EXPECT_EQ(ListTree(Formats::COLD_WORK_DIR).size(), 1U);
     }
+}
+
+class BootTest : public HostedDeviceTest {
+protected:
+    void SetUp() override
+    {
+        HostedDeviceTest::SetUp();
+        recipe.apps[1].patchType = "cold";
+        Place();
+    }
+    const std::string init_ = "-- init stage\ndone [ready  0|0:47]\nend of init stage: done\n";
+    const std::string scan_ = "-- bundle scan\nscanned, com.b updated 2\ndone\nend of bundle scan: done\n";
+    const std::string service_ = "-- system-service stage\nloaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\n"
+                                 "done [activites patch01 0|0:47;1|0:47;1|1:34]\nend of system-service stage: done\n";
+};
+
+TEST_F(BootTest, PlaysItsStagesInTurn)
+{
+    EXPECT_EQ(Boot(), init_ + scan_ + service_ + "done\n");
+    EXPECT_EQ(Boot(), "-- init stage\nnothing: no package is delivered [activites patch01 0|0:47;1|0:47;1|1:34]\n"
+                      "end of init stage: nothing\n-- bundle scan\nscanned\ndone\nend of bundle scan: done\n"
+                      "-- system-service stage\nnothing: patch patch01 is in force [activites patch01 "
+                      "0|0:47;1|0:47;1|1:34]\nend of system-service stage: nothing\nnothing\n");
+}
+
+TEST_F(BootTest, WithoutServicesOrAStageThereIsNoBootAndTheNextOneFinishesTheWork)
+{
+    port.refused = ServiceStart::SCAN;
+    EXPECT_EQ(Boot(), init_ +
+                          "-- bundle scan\nno platform: the services do not start\nend of bundle scan: no platform\n"
+                          "failed: the boot ends here: the bundle scan did not come to its end\n");
+    port.refused = ServiceStart::ATTACH;
+    EXPECT_EQ(Boot(), init_ + scan_ +
+                          "-- system-service stage\nno platform: the services do not start\n"
+                          "end of system-service stage: no platform\nno platform\n");
+    EXPECT_TRUE(Exists(Formats::PACKAGE_PATH));
+    port.refused.reset();
+    port.deadly = ServiceStart::ATTACH;
+    const std::string after = Boot();
+    EXPECT_NE(after.find("-- system-service stage\nend of system-service stage: died\n"
+                         "failed: the boot ends here: the system-service stage did not come to its end\n"),
+              std::string::npos)
+        << after;
+    port.deadly.reset();
+    EXPECT_NE(Boot().find("done [activites patch01 "), std::string::npos);
 }
 } // namespace
 } // namespace ORVX::TavomendTest

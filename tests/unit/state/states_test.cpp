@@ -14,7 +14,6 @@ class StatesTest : public StateTest {};
 
 TEST_F(StatesTest, EachTakesItsOwnNumberOnly)
 {
-    WriteFile(std::string(Formats::WORK_DIR) + "/kept", "kept");
     struct Case {
         std::shared_ptr<IState> state;
         State own;
@@ -41,7 +40,7 @@ TEST_F(StatesTest, EachTakesItsOwnNumberOnly)
     EXPECT_EQ(ListTree("/data/update"), before);
 }
 
-TEST_F(StatesTest, IdleKeepsTheWorkOfAWaitingPackage)
+TEST_F(StatesTest, IdleKeepsTheWorkOfAWaitingPackageAndRevokeWritesAList)
 {
     IdleState idle;
     const std::string left = std::string(Formats::HOT_WORK_DIR) + "/left";
@@ -59,44 +58,24 @@ TEST_F(StatesTest, IdleKeepsTheWorkOfAWaitingPackage)
 
     std::filesystem::remove(Formats::SIGN_PATH);
     WriteStatus();
+    RevokeState revoke;
+    EXPECT_TRUE(revoke.SwitchState(REVOKE, {"com.a", "com.b"}));
+    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
     EXPECT_TRUE(idle.SwitchState(IDLE, {}));
     EXPECT_FALSE(Exists(left));
     EXPECT_TRUE(Exists(Formats::WORK_DIR));
     EXPECT_TRUE(Exists(Formats::STATUS_DIR + std::string("/app")));
 }
 
-TEST_F(StatesTest, RevokeWritesTheRecoverList)
-{
-    RevokeState revoke;
-    EXPECT_TRUE(revoke.SwitchState(REVOKE, {}));
-    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
-    EXPECT_TRUE(revoke.SwitchState(REVOKE, {"com.a", "com.b"}));
-    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
-    std::filesystem::remove_all(Formats::WORK_DIR);
-    EXPECT_FALSE(revoke.SwitchState(REVOKE, {"com.a"}));
-}
-
 TEST_F(StatesTest, ReadyPreparesEachApplicationByItself)
 {
-    PatchRecipe recipe = Enable({"com.gone", "com.wrong", "com.good"});
-    recipe.apps[0].isMemberMissing = true;
-    recipe.apps[1].files[0].hash = Sha256Hex("other");
-    WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, "old");
     ReadyState ready;
     EXPECT_FALSE(ready.SwitchState(READY, {"com.good"})); // no gate passed
-    EXPECT_FALSE(Exists(Formats::BACKUP_RECOVER_LIST_PATH));
-    Deliver(recipe);
-    EXPECT_TRUE(ready.SwitchState(READY, {}));
-    EXPECT_EQ(TakeCodes(), "");
-    for (const auto& [name, codes] : std::map<std::string, std::string>{
-             {"com.none", "(101|200,230,230)"}, {"com.gone", "(0|400,440)"}, {"com.wrong", "(1|600,611,640)"}}) {
-        EXPECT_FALSE(ready.SwitchState(READY, {name, "com.good"})) << name;
-        EXPECT_EQ(TakeCodes(), codes) << name;
-        EXPECT_EQ(ReadFile(ProductOf("com.good")), "new") << name;
-        Packages()->CleanAppTempHotDir();
-    }
+    Deliver(Enable({"com.good"}));
+    EXPECT_FALSE(ready.SwitchState(READY, {"com.none", "com.good"}));
+    EXPECT_EQ(TakeCodes(), "(101|200,230,230)");
+    EXPECT_EQ(ReadFile(ProductOf("com.good")), "new");
     EXPECT_TRUE(ready.SwitchState(READY, {"com.good"}));
-    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
 }
 
 TEST_F(StatesTest, ReadyWritesTheRecoverListInTheInitStageOnly)
