@@ -1,11 +1,8 @@
 #include "tests/unit/diff/misbehaving_system.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <new>
-#include <sys/mman.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -29,11 +26,6 @@ int fsync(int file)
     static const auto real = Real<int (*)(int)>("fsync");
     return g_system.fsync.Take() != 0 ? -1 : real(file);
 }
-int msync(void* memory, size_t size, int flags)
-{
-    static const auto real = Real<int (*)(void*, size_t, int)>("msync");
-    return g_system.msync.Take() != 0 ? -1 : real(memory, size, flags);
-}
 int posix_fallocate(int file, off_t offset, off_t size)
 {
     static const auto real = Real<int (*)(int, off_t, off_t)>("posix_fallocate");
@@ -53,34 +45,4 @@ ssize_t pread(int file, void* room, size_t size, off_t offset)
     static const auto real = Real<ssize_t (*)(int, void*, size_t, off_t)>("pread");
     return g_system.pread.Take() != 0 ? -1 : real(file, room, std::min(size, g_system.bytesMax.load()), offset);
 }
-void* mmap(void* place, size_t size, int protection, int flags, int file, off_t offset)
-{
-    static const auto real = Real<void* (*)(void*, size_t, int, int, int, off_t)>("mmap");
-    return file >= 0 && g_system.mmap.Take() != 0 ? MAP_FAILED : real(place, size, protection, flags, file, offset);
-}
-}
-
-void* operator new(size_t size)
-{
-    void* const memory = g_system.allocationsLeft-- > 0 ? std::malloc(size) : nullptr;
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept
-{
-    return g_system.allocationsLeft-- > 0 ? std::malloc(size) : nullptr;
-}
-void* operator new[](size_t size, const std::nothrow_t& tag) noexcept
-{
-    return operator new(size, tag);
-}
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, size_t /*size*/) noexcept
-{
-    std::free(memory);
 }

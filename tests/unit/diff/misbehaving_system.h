@@ -1,4 +1,4 @@
-// The system calls and allocations of a test program, which fail on demand. The program's own functions of these names
+// The system calls of a test program, which fail on demand. The program's own functions of these names
 // stand before the C library's for everything that is linked to it.
 #ifndef TAVOMEND_TESTS_UNIT_DIFF_MISBEHAVING_SYSTEM_H
 #define TAVOMEND_TESTS_UNIT_DIFF_MISBEHAVING_SYSTEM_H
@@ -29,25 +29,21 @@ struct Fault {
 
 struct MisbehavingSystem {
     Fault fsync;
-    Fault msync;
     Fault fallocate;
     Fault write;
     Fault pread;
-    Fault mmap;                                      // of files
-    std::atomic<size_t> bytesMax{SIZE_MAX};          // of one write or pread
-    std::atomic<void (*)()> beforeWrite{nullptr};    // called at each write
-    std::atomic<int64_t> allocationsLeft{INT64_MAX}; // none succeeds behind them
+    std::atomic<size_t> bytesMax{SIZE_MAX};       // of one write or pread
+    std::atomic<void (*)()> beforeWrite{nullptr}; // called at each write
 
     // Everything works again, and no call was counted.
     void Mend()
     {
-        for (Fault* const fault : {&fsync, &msync, &fallocate, &write, &pread, &mmap}) {
+        for (Fault* const fault : {&fsync, &fallocate, &write, &pread}) {
             fault->calls = 0;
             fault->error = 0;
         }
         bytesMax = SIZE_MAX;
         beforeWrite = nullptr;
-        allocationsLeft = INT64_MAX;
     }
 };
 extern MisbehavingSystem g_system;

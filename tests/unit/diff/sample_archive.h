@@ -1,12 +1,12 @@
-// Archives and contents for tests of differences, made with minizip.
+// Archives and contents for tests of differences.
 #ifndef TAVOMEND_TESTS_UNIT_DIFF_SAMPLE_ARCHIVE_H
 #define TAVOMEND_TESTS_UNIT_DIFF_SAMPLE_ARCHIVE_H
 
-#include <gtest/gtest.h>
 #include <random>
 #include <string>
 #include <vector>
-#include <zip.h>
+
+#include "tests/support/zip_builder.h"
 
 namespace ORVX::TavomendTest {
 struct SampleEntry {
@@ -15,20 +15,13 @@ struct SampleEntry {
     int level; // 0: stored
 };
 
-inline void WriteArchive(const std::string& path, const std::vector<SampleEntry>& entries)
+inline std::string ArchiveOf(const std::vector<SampleEntry>& entries)
 {
-    zipFile archive = zipOpen64(path.c_str(), APPEND_STATUS_CREATE);
-    ASSERT_NE(archive, nullptr);
+    ZipBuilder builder;
     for (const SampleEntry& entry : entries) {
-        const zip_fileinfo info{};
-        ASSERT_EQ(zipOpenNewFileInZip(archive, entry.name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr,
-                                      entry.level == 0 ? 0 : Z_DEFLATED, entry.level),
-                  ZIP_OK);
-        ASSERT_EQ(zipWriteInFileInZip(archive, entry.content.data(), static_cast<unsigned>(entry.content.size())),
-                  ZIP_OK);
-        ASSERT_EQ(zipCloseFileInZip(archive), ZIP_OK);
+        builder.Add(entry.name, entry.content, entry.level);
     }
-    ASSERT_EQ(zipClose(archive, nullptr), ZIP_OK);
+    return builder.Build();
 }
 
 // Content that deflates about as well as code does.

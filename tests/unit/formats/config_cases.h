@@ -32,9 +32,7 @@ struct ConfigCase {
 inline const ConfigCase CONFIG_CASES[] = {
     {R"("space": 1)", R"("space": 1)", "", ""},
     {R"("space": 1)", R"("space": 0)", "\"space\" is not above 0", ""},
-    {R"("space": 1,)", "", "\"space\" is not above 0", ""},
     {R"("space": 1)", R"("space": "1")", "\"space\" is not above 0", ""},
-    {R"("space": 1)", R"("space": 1.9)", "", ""},
     {R"("space": 1)", R"("space": 1, "space": 0)", "", ""}, // the first of two counts
 
     {R"("product")", R"("Product")", "\"product\" is not an object", "silent"},
@@ -48,7 +46,6 @@ inline const ConfigCase CONFIG_CASES[] = {
 
     {R"("action": 0)", R"("action": -1)", "\"action\" is neither 0, 1 nor 2", ""},
     {R"("action": 0)", R"("action": 3)", "\"action\" is neither 0, 1 nor 2", ""},
-    {R"("action": 0,)", "", "\"action\" is neither 0, 1 nor 2", ""},
     {R"("action": 0)", R"("action": 1)", "", ""},
     {R"("action": 0)", R"("action": 2)", "a revoke package names applications", ""},
     {R"("size": 2, "list": ["com.a", "com.b"])", R"("size": 0, "list": [])", "an enabling package names no application",
@@ -56,7 +53,6 @@ inline const ConfigCase CONFIG_CASES[] = {
 
     {R"("apps":)", R"("Apps":)", "\"apps\" is not an object", "ParseApps: get apps object failed"},
     {R"("list":)", R"("List":)", "apps: \"list\" is not a list", "ParseApps: get app array failed"},
-    {R"("size": 2)", R"("size": 1)", "apps: \"size\" is not the number of applications", ""},
     {R"("size": 2)", R"("size": 3)", "apps: \"size\" is not the number of applications", ""},
     {R"(["com.a", "com.b"])", R"(["com.a", 5])", "apps: \"list\" holds something other than texts",
      "ParseApps: parse app failed"},
@@ -65,17 +61,13 @@ inline const ConfigCase CONFIG_CASES[] = {
     {R"("com.b": {)", R"("": {}, "com.x": {)", "apps: \"com.b\" is not an object", "ParseAppInfo: ParseAppInfo failed"},
 
     {R"("version": 2)", R"("version": 1)", "com.a: its version is not above its pre-version", ""},
-    {R"("version": 7)", R"("version": 5)", "com.b: its version is not above its pre-version", ""},
     {R"("version": 7)", R"("version": 6)", "", ""},
     {R"("version": 2, "pre_version": 1)", R"("version": 1)", "", ""}, // 0 when it is missing
     {R"("version": 2, )", "", "com.a: its version is not above its pre-version", ""},
     {R"("version": 2)", R"("version": -1)", "", ""}, // unsigned
     {R"("hot")", R"("Hot")", "com.a: \"app_patch_type\" is neither \"hot\" nor \"cold\"", ""},
-    {R"("cold")", R"("warm")", "com.b: \"app_patch_type\" is neither \"hot\" nor \"cold\"", ""},
     {R"("app_type": 0)", R"("app_type": 1)", "com.a: \"app_type\" is neither 0 (internal) nor 2 (appServiceFwk)", ""},
     {R"("app_type": 2)", R"("app_type": 3)", "com.b: \"app_type\" is unknown", "GetAppType: app Type map find failed"},
-    {R"("app_type": 0)", R"("app_type": "0")", "com.a: \"app_type\" is unknown",
-     "GetAppType: app Type map find failed"},
     {R"("file_num": 1)", R"("file_num": 0)",
      "com.b: \"file_num\", \"base_path\", \"diff_path\" and \"apps_hash\" differ in number", ""},
     {R"("file_num": 2)", R"("file_num": 1)",

@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "formats/zip_archive.h"
 #include "tests/support/device_fixture.h"
@@ -9,7 +8,6 @@
 
 namespace ORVX::Formats {
 namespace {
-using TavomendTest::Exists;
 using TavomendTest::FileSizeLimit;
 using TavomendTest::ListTree;
 using TavomendTest::ReadFile;
@@ -23,9 +21,7 @@ protected:
     ZipArchive OpenBytes(const std::string& bytes)
     {
         WriteFile(PATH, bytes);
-        auto archive = ZipArchive::Open(PATH, error_);
-        EXPECT_TRUE(archive) << error_;
-        return std::move(*archive);
+        return std::move(ZipArchive::Open(PATH, error_).value());
     }
     std::string WhyNotOpened(const std::string& bytes)
     {
@@ -49,39 +45,28 @@ std::string WithName(std::string bytes, const std::string& from, const std::stri
 TEST_F(ZipArchiveTest, ListsAndReadsMembersInAnyOrder)
 {
     const std::string big(200000, 'z');
-    auto archive = OpenBytes(ZipBuilder().Add("dir/one", "first").Add("two", big).Add("empty", "").Build());
-    ASSERT_EQ(archive.Members().size(), 3U);
-    EXPECT_EQ(archive.Members()[0].name, "dir/one");
+    std::string bytes =
+        ZipBuilder().Add("dir/one", "first").Add("two", big).Add("empty", "").Add("two", "second", 0).Build();
+    auto archive = OpenBytes(bytes);
+    ASSERT_EQ(archive.Members().size(), 4U);
     EXPECT_EQ(archive.Members()[1].size, 200000U);
     EXPECT_LT(archive.Members()[1].packedSize, 1000U);
     EXPECT_GT(archive.Members()[1].packedSize, 0U);
     const ZipArchive moved = std::move(archive);
     EXPECT_EQ(moved.ReadMember("empty", 0, error_), "");
-    EXPECT_EQ(moved.ReadMember("two", 200000, error_), big);
+    EXPECT_EQ(moved.ReadMember("two", 200000, error_), big); // the first of the name
     EXPECT_EQ(moved.ReadMember("dir/one", 5, error_), "first");
     EXPECT_EQ(moved.Find("two"), &moved.Members()[1]);
     EXPECT_EQ(moved.Find("one"), nullptr);
-    EXPECT_EQ(moved.Find("TWO"), nullptr);
     EXPECT_TRUE(moved.CheckWhole(error_)) << error_;
     EXPECT_FALSE(moved.ReadMember("dir/one", 4, error_));
     EXPECT_EQ(error_, "/tmp/a.zip: the member dir/one is larger than 4 bytes");
     EXPECT_FALSE(moved.ReadMember("none", 10, error_));
     EXPECT_EQ(error_, "/tmp/a.zip has no member none");
     EXPECT_FALSE(moved.ExtractMember("none", "/tmp/out/none", error_));
-    EXPECT_EQ(error_, "/tmp/a.zip has no member none");
-}
-
-TEST_F(ZipArchiveTest, TheFirstOfANameCountsAndEachIsChecked)
-{
-    std::string bytes = ZipBuilder().Add("same", "first", 0).Add("same", "second", 0).Build();
-    auto archive = OpenBytes(bytes);
-    EXPECT_EQ(archive.ReadMember("same", 9, error_), "first");
-    EXPECT_TRUE(archive.CheckWhole(error_));
     bytes[bytes.find("second")] = 'x';
-    archive = OpenBytes(bytes);
-    EXPECT_EQ(archive.ReadMember("same", 9, error_), "first");
-    EXPECT_FALSE(archive.CheckWhole(error_));
-    EXPECT_EQ(error_, "/tmp/a.zip: the member same is damaged");
+    EXPECT_FALSE(OpenBytes(bytes).CheckWhole(error_)); // looks at each of them
+    EXPECT_EQ(error_, "/tmp/a.zip: the member two is damaged");
 }
 
 TEST_F(ZipArchiveTest, OpensNothingElse)
@@ -89,7 +74,6 @@ TEST_F(ZipArchiveTest, OpensNothingElse)
     EXPECT_FALSE(ZipArchive::Open("/tmp/none.zip", error_));
     EXPECT_EQ(error_, "there is no file /tmp/none.zip");
     const std::string whole = ZipBuilder().Add("one", "first").Add("two", "second").Build();
-    EXPECT_EQ(WhyNotOpened("no archive at all"), "/tmp/a.zip is no zip archive, or its end is missing");
     EXPECT_EQ(WhyNotOpened(whole.substr(0, whole.size() - 22)), "/tmp/a.zip is no zip archive, or its end is missing");
     std::string damaged = whole;
     damaged[damaged.rfind("PK\x01\x02")] = 'X';
@@ -118,16 +102,15 @@ TEST_F(ZipArchiveTest, TellsWhatIsWrongWithAMember)
         EXPECT_EQ(ListTree("/tmp/out").size(), 1U); // nothing beside it
     }
     EXPECT_EQ(archive.ReadMember("good", 4, error_), "good"); // after a failure, too
-    EXPECT_FALSE(archive.CheckWhole(error_));
 }
 
-TEST_F(ZipArchiveTest, ExtractsIntoPlace)
+TEST_F(ZipArchiveTest, ExtractsIntoPlaceOrLeavesNothing)
 {
     const auto archive =
-        OpenBytes(ZipBuilder().Add("small", std::string(5000, 's')).Add("big", std::string(300000, 'b')).Build());
-    WriteFile("/tmp/deep/er/file", "an older and longer content");
+        OpenBytes(ZipBuilder().Add("small", std::string(900, 's')).Add("big", std::string(300000, 'b')).Build());
+    WriteFile("/tmp/deep/er/file", std::string(5000, 'o'));
     ASSERT_TRUE(archive.ExtractMember("small", "/tmp/deep/er/file", error_)) << error_;
-    EXPECT_EQ(ReadFile("/tmp/deep/er/file"), std::string(5000, 's'));
+    EXPECT_EQ(ReadFile("/tmp/deep/er/file"), std::string(900, 's'));
     ASSERT_TRUE(archive.ExtractMember("big", "/tmp/deep/est/file", error_)) << error_;
     EXPECT_EQ(ReadFile("/tmp/deep/est/file"), std::string(300000, 'b'));
     EXPECT_EQ(ListTree("/tmp/deep").size(), 2U);
@@ -137,15 +120,6 @@ TEST_F(ZipArchiveTest, ExtractsIntoPlace)
 
     EXPECT_FALSE(archive.ExtractMember("small", "/tmp/a.zip/file", error_));
     EXPECT_EQ(error_, "cannot make the directory of /tmp/a.zip/file");
-    std::filesystem::create_directories("/tmp/taken/full");
-    EXPECT_FALSE(archive.ExtractMember("small", "/tmp/taken", error_));
-    EXPECT_EQ(error_, "cannot write /tmp/taken");
-}
-
-TEST_F(ZipArchiveTest, AFullDiskLeavesNothing)
-{
-    const auto archive =
-        OpenBytes(ZipBuilder().Add("small", std::string(900, 's')).Add("big", std::string(300000, 'b')).Build());
     const FileSizeLimit limit(500);
     EXPECT_FALSE(archive.ExtractMember("small", "/tmp/out/file", error_)); // shows at the end only
     EXPECT_EQ(error_, "cannot write /tmp/out/file");
@@ -173,34 +147,14 @@ TEST_F(ZipArchiveTest, WritesTheSameBytesForTheSameInput)
     EXPECT_LT(archive.Members()[1].packedSize, 1000U);
 }
 
-TEST_F(ZipArchiveTest, EndsWithItsFileClosed)
-{
-    // The lowest free number is the next one to be given out.
-    const auto nextDescriptor = [] {
-        const int descriptor = dup(0);
-        close(descriptor);
-        return descriptor;
-    };
-    WriteFile(PATH, ZipBuilder().Add("one", "first").Build());
-    const int before = nextDescriptor();
-    ASSERT_TRUE(ZipArchive::Open(PATH, error_)) << error_;
-    EXPECT_EQ(nextDescriptor(), before);
-    ASSERT_TRUE(ZipWriter("/tmp/b.zip").Add("one", "first", 0, error_)) << error_;
-    EXPECT_EQ(nextDescriptor(), before);
-}
-
 TEST_F(ZipArchiveTest, TheWriterTellsWhatItCannotDo)
 {
     ZipWriter nowhere("/none/a.zip");
     EXPECT_FALSE(nowhere.Add("text", "", 0, error_));
-    EXPECT_EQ(error_, "cannot write /none/a.zip");
-    error_.clear();
     EXPECT_FALSE(nowhere.Close(error_));
     EXPECT_EQ(error_, "cannot write /none/a.zip");
-
-    ZipWriter writer(PATH);
     for (const char* source : {"/tmp/none", "/tmp"}) { // a directory opens, and cannot be read
-        EXPECT_FALSE(writer.AddFile("file", source, 0, error_));
+        EXPECT_FALSE(ZipWriter(PATH).AddFile("file", source, 0, error_));
         EXPECT_EQ(error_, std::string("cannot read ") + source);
     }
     WriteFile("/tmp/source", std::string(300000, 'x'));
@@ -208,9 +162,7 @@ TEST_F(ZipArchiveTest, TheWriterTellsWhatItCannotDo)
     ZipWriter full("/tmp/full.zip");
     EXPECT_FALSE(full.Add("text", std::string(300000, 'x'), 0, error_));
     EXPECT_EQ(error_, "cannot write /tmp/full.zip");
-    ZipWriter fullToo("/tmp/full2.zip");
-    EXPECT_FALSE(fullToo.AddFile("file", "/tmp/source", 0, error_));
-    EXPECT_EQ(error_, "cannot write /tmp/full2.zip");
+    EXPECT_FALSE(ZipWriter("/tmp/full2.zip").AddFile("file", "/tmp/source", 0, error_));
 }
 } // namespace
 } // namespace ORVX::Formats
