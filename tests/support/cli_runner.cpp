@@ -1,49 +1,37 @@
 #include "tests/support/cli_runner.h"
 
-#include <cstdlib>
+#include <cstdio>
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
+#include <memory>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace ORVX::TavomendTest {
 namespace {
-// A file for one of the program's streams, read and removed afterwards.
-class StreamFile {
-public:
-    StreamFile() : descriptor_(mkstemp(path_)) { EXPECT_GE(descriptor_, 0); }
-    ~StreamFile()
-    {
-        close(descriptor_);
-        unlink(path_);
-    }
-    StreamFile(const StreamFile&) = delete;
-    StreamFile& operator=(const StreamFile&) = delete;
-    [[nodiscard]] int Get() const { return descriptor_; }
-    [[nodiscard]] std::string Read() const
-    {
-        std::ifstream in(path_, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
+using StreamFile = std::unique_ptr<FILE, int (*)(FILE*)>;
 
-private:
-    char path_[32] = "/tmp/tavomendXXXXXX";
-    int descriptor_;
-};
+std::string ReadAll(FILE* file)
+{
+    rewind(file);
+    std::string text;
+    for (int byte = getc(file); byte != EOF; byte = getc(file)) {
+        text += static_cast<char>(byte);
+    }
+    return text;
+}
 } // namespace
 
 CliResult RunProgram(const std::vector<std::string>& command)
 {
-    const StreamFile out;
-    const StreamFile err;
+    const StreamFile out(tmpfile(), fclose);
+    const StreamFile err(tmpfile(), fclose);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, out.Get(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, err.Get(), STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, fileno(out.get()), STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, fileno(err.get()), STDERR_FILENO);
     std::vector<char*> arguments;
     for (const auto& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));
@@ -58,8 +46,8 @@ CliResult RunProgram(const std::vector<std::string>& command)
     if (spawned == 0 && waitpid(child, &status, 0) == child && WIFEXITED(status)) {
         result.exitCode = WEXITSTATUS(status);
     }
-    result.out = out.Read();
-    result.err = err.Read();
+    result.out = ReadAll(out.get());
+    result.err = ReadAll(err.get());
     return result;
 }
 } // namespace ORVX::TavomendTest

@@ -1,11 +1,10 @@
-// Bundle services for tests: a fake that can be told to misbehave, and a wrapper around a real one.
+// A bundle service for tests that can be told to misbehave.
 #ifndef TAVOMEND_TESTS_SUPPORT_FAKE_BUNDLE_MGR_H
 #define TAVOMEND_TESTS_SUPPORT_FAKE_BUNDLE_MGR_H
 
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -79,48 +78,6 @@ public:
         return Verdict(receiver, 0, "");
     };
     sptr<Installer> installer;
-};
-
-// Everything goes to the real service, but for the installs that `onInstall` takes: it returns false to pass one on.
-class ForwardingBundleMgr : public IRemoteStub<IBundleMgr> {
-public:
-    using OnInstall = std::function<bool(int, const sptr<IStatusReceiver>&)>;
-
-    ForwardingBundleMgr(sptr<IBundleMgr> real, OnInstall onInstall)
-        : real_(std::move(real)), installer_(MakeSptr<Installer>(real_->GetBundleInstaller(), std::move(onInstall)))
-    {
-    }
-    bool GetBundleInfo(const std::string& name, int32_t flags, BundleInfo& info, int32_t userId) override
-    {
-        return real_->GetBundleInfo(name, flags, info, userId);
-    }
-    int32_t GetDependentBundleInfo(const std::string& name, BundleInfo& info, int32_t flag) override
-    {
-        return real_->GetDependentBundleInfo(name, info, flag);
-    }
-    sptr<IBundleInstaller> GetBundleInstaller() override { return installer_; }
-
-private:
-    class Installer : public IRemoteStub<IBundleInstaller> {
-    public:
-        Installer(sptr<IBundleInstaller> real, OnInstall onInstall)
-            : real_(std::move(real)), onInstall_(std::move(onInstall))
-        {
-        }
-        int32_t Install(const std::vector<std::string>& paths, const InstallParam& param,
-                        const sptr<IStatusReceiver>& receiver) override
-        {
-            return onInstall_(++count_, receiver) ? 0 : real_->Install(paths, param, receiver);
-        }
-
-    private:
-        sptr<IBundleInstaller> real_;
-        OnInstall onInstall_;
-        int count_ = 0;
-    };
-
-    sptr<IBundleMgr> real_;
-    sptr<Installer> installer_;
 };
 
 inline void RegisterBundleMgr(const sptr<IRemoteObject>& service)

@@ -2,11 +2,13 @@
 #ifndef TAVOMEND_TESTS_SUPPORT_FAULTY_FILE_LAYER_H
 #define TAVOMEND_TESTS_SUPPORT_FAULTY_FILE_LAYER_H
 
+#include <algorithm>
+#include <cerrno>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "handles/unique_descriptor.h"
 #include "platform/utility/file_layer.h"
 
 namespace ORVX::TavomendTest {
@@ -19,11 +21,11 @@ public:
     ~FaultyFileLayer() override;
 
     // The n-th call from now on fails, once, and does nothing (but close, which closes all the same).
-    void FailCall(size_t n, int error);
+    void FailCall(size_t n, int error) { faults_.push_back({"", n, error, false}); }
     // The same for the n-th call of a kind, such as "rename".
-    void FailCall(const std::string& kind, size_t n, int error);
+    void FailCall(const std::string& kind, size_t n, int error) { faults_.push_back({kind, n, error, false}); }
     // The power goes at the n-th call from now on: that one and all behind it do nothing. CutPower ends it.
-    void FailFrom(size_t n);
+    void FailFrom(size_t n) { faults_.push_back({"", n, EIO, true}); }
     // Read and write move so many bytes at most.
     void LimitBytes(size_t size) { bytesMax_ = size; }
     // Everything below the root is again as it was flushed.
@@ -34,50 +36,68 @@ public:
     void Forget();
 
     int Open(const std::string& path, int flags, mode_t mode) override;
-    ssize_t Read(int file, void* room, size_t size) override;
-    ssize_t Write(int file, const void* bytes, size_t size) override;
+    ssize_t Read(int file, void* room, size_t size) override
+    {
+        return Fails("read", PathOf(file)) ? -1 : real_.Read(file, room, std::min(size, bytesMax_));
+    }
+    ssize_t Write(int file, const void* bytes, size_t size) override
+    {
+        return Fails("write", PathOf(file)) ? -1 : real_.Write(file, bytes, std::min(size, bytesMax_));
+    }
     int Fsync(int file) override;
     int Close(int file) override;
-    int Fchmod(int file, mode_t mode) override;
-    int Fstat(int file, struct stat& status) override;
-    int Stat(const std::string& path, struct stat& status) override;
-    int Lstat(const std::string& path, struct stat& status) override;
-    int Statvfs(const std::string& path, struct statvfs& status) override;
-    int Lchown(const std::string& path, uid_t user, gid_t group) override;
-    int Rename(const std::string& from, const std::string& to) override;
-    int RenameNoReplace(const std::string& from, const std::string& to) override;
-    int Unlink(const std::string& path) override;
-    int Mkdir(const std::string& path, mode_t mode) override;
-    int Rmdir(const std::string& path) override;
+    int Fchmod(int file, mode_t mode) override { return Fails("fchmod", PathOf(file)) ? -1 : real_.Fchmod(file, mode); }
+    int Fstat(int file, struct stat& status) override
+    {
+        return Fails("fstat", PathOf(file)) ? -1 : real_.Fstat(file, status);
+    }
+    int Stat(const std::string& path, struct stat& status) override
+    {
+        return Fails("stat", path) ? -1 : real_.Stat(path, status);
+    }
+    int Lstat(const std::string& path, struct stat& status) override
+    {
+        return Fails("lstat", path) ? -1 : real_.Lstat(path, status);
+    }
+    int Statvfs(const std::string& path, struct statvfs& status) override
+    {
+        return Fails("statvfs", path) ? -1 : real_.Statvfs(path, status);
+    }
+    int Lchown(const std::string& path, uid_t user, gid_t group) override
+    {
+        return Fails("lchown", path) ? -1 : real_.Lchown(path, user, group);
+    }
+    int Rename(const std::string& from, const std::string& to) override
+    {
+        return Fails("rename", from + " " + to) ? -1 : real_.Rename(from, to);
+    }
+    int RenameNoReplace(const std::string& from, const std::string& to) override
+    {
+        return Fails("rename_no_replace", from + " " + to) ? -1 : real_.RenameNoReplace(from, to);
+    }
+    int Unlink(const std::string& path) override { return Fails("unlink", path) ? -1 : real_.Unlink(path); }
+    int Mkdir(const std::string& path, mode_t mode) override
+    {
+        return Fails("mkdir", path) ? -1 : real_.Mkdir(path, mode);
+    }
+    int Rmdir(const std::string& path) override { return Fails("rmdir", path) ? -1 : real_.Rmdir(path); }
     int ListDir(const std::string& path, std::vector<std::string>& names) override;
 
 private:
-    struct Node;
-    using Names = std::map<std::string, std::shared_ptr<Node>>;
+    // What the disk holds of one file, directory or link.
     struct State {
+        Handles::UniqueDescriptor holder;
         mode_t mode = 0;
         std::string content; // of a file, or where a link leads to
-        Names names;         // in a directory
+        std::map<std::string, ino_t> names;
     };
-    struct Node {
-        State now;
-        State flushed;
-    };
-    struct OpenFile {
-        std::string path;
-        std::shared_ptr<Node> node; // null outside of the root
-        size_t position = 0;
-    };
+    enum class Depth { NAME, SELF, TREE };
 
     [[nodiscard]] bool Fails(const std::string& kind, const std::string& what);
     [[nodiscard]] const std::string& PathOf(int file) const;
-    [[nodiscard]] std::shared_ptr<Node> Scan(const std::string& path) const;
-    [[nodiscard]] std::shared_ptr<Node> Find(const std::string& path) const;
-    // The names of the directory that a path lies in; null when that is outside of the root.
-    [[nodiscard]] Names* NamesAround(const std::string& path) const;
-    void Restore(const std::string& path, const Node& node) const;
-    void Move(const std::string& from, const std::string& to);
-    int Removed(int result, const std::string& path);
+    // Takes what is there now as flushed; of what has only its name on the disk that it exists. Gives its number.
+    ino_t Flush(const std::string& path, Depth depth);
+    void Restore(const std::string& path, const State& state) const;
 
     struct Fault {
         std::string kind; // empty: any
@@ -88,8 +108,9 @@ private:
 
     TavomendEngine::FileLayer& real_;
     std::string root_;
-    std::shared_ptr<Node> tree_;
-    std::map<int, OpenFile> files_;
+    ino_t rootNumber_;
+    std::map<ino_t, State> flushed_;
+    std::map<int, std::string> files_; // the paths that descriptors were opened by
     std::vector<std::string> calls_;
     std::vector<Fault> faults_;
     size_t bytesMax_ = SIZE_MAX;

@@ -11,7 +11,6 @@
 #include "platform/utility/sys_utils.h"
 #include "platform/utility/tavomend_kalog_wrapper.h"
 #include "ports/host/host_platform.h"
-#include "ports/host/system_ability_registry.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/fake_bundle_mgr.h"
 #include "tests/support/patch_builder.h"
@@ -78,27 +77,24 @@ protected:
         std::filesystem::remove_all(Formats::PACKAGE_DIR);
         std::filesystem::create_directory(Formats::PACKAGE_DIR);
     }
+    static std::unique_ptr<TavomendStatusRecord> OpenRecord()
+    {
+        auto record = std::make_unique<TavomendStatusRecord>();
+        record->InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
+        return record;
+    }
     static void WriteRecord(const std::string& version, const std::string& status)
     {
-        TavomendStatusRecord record;
-        record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
-        ASSERT_TRUE(record.SetStatus(version, status, "1|1:34"));
+        ASSERT_TRUE(OpenRecord()->SetStatus(version, status, "1|1:34"));
     }
     // The record on disk: "VERSION STATUS".
     [[nodiscard]] static std::string OnDisk()
     {
-        TavomendStatusRecord record;
-        record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
         std::string version;
-        const std::string status = record.GetStatus(version);
+        const std::string status = OpenRecord()->GetStatus(version);
         return version + " " + status;
     }
-    [[nodiscard]] static std::string Detail()
-    {
-        TavomendStatusRecord record;
-        record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
-        return record.GetStatusFromFile();
-    }
+    [[nodiscard]] static std::string Detail() { return OpenRecord()->GetStatusFromFile(); }
     [[nodiscard]] std::vector<uint32_t> Versions() const
     {
         std::vector<uint32_t> versions;
@@ -122,16 +118,17 @@ TEST_F(EngineAppImplTest, LoadsAppliesAnswersAndRevokes)
     EXPECT_EQ(engine.RevokeTavomend({}), -2);
     EXPECT_EQ(engine.RevokeTavomend({"com.a"}), -1);
     EXPECT_EQ(engine.LoadTavomend(), 0);
-    EXPECT_EQ(Detail(), "1|0:47");
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    EXPECT_EQ(Detail(), "1|0:47;1|0:47");
     EXPECT_TRUE(client->statuses.empty());
     EXPECT_EQ(engine.ApplyTavomend(), 0);
-    EXPECT_EQ(Detail(), "1|0:47;1|1:34");
+    EXPECT_EQ(Detail(), "1|0:47;1|0:47;1|1:34");
     EXPECT_EQ(client->statuses, std::vector<std::string>{"101 activites"});
     EXPECT_EQ(client->progress, (std::vector<std::pair<int32_t, int32_t>>{{0, 2}, {1, 2}}));
     EXPECT_EQ(Versions(), (std::vector<uint32_t>{2, 2}));
     EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
     EXPECT_EQ(engine.GetTavomendStatus(), "activites");
-    EXPECT_EQ(engine.GetTavomendInfo(), (Infos{{"com.a", PATCH_FIXED}, {"com.b", PATCH_FIXED}}));
+    EXPECT_EQ(engine.GetTavomendInfo(), fixed_);
     EXPECT_EQ(engine.TestTavomend(), "\"Vab\": \"com.a:2:true,com.b:2:true\"");
 
     EXPECT_EQ(engine.ApplyTavomend(), 0); // in force already: only reported
@@ -147,30 +144,12 @@ TEST_F(EngineAppImplTest, LoadsAppliesAnswersAndRevokes)
     platform_ = HostPlatform::Start(ServiceStart::SCAN, error);
     EXPECT_EQ(Versions(), (std::vector<uint32_t>{1, 2}));
     engine.Reset();
-    EXPECT_EQ(engine.GetTavomendInfo(), (Infos{{"com.a", PATCH_FIXED}, {"com.b", PATCH_FIXED}}));
+    EXPECT_EQ(engine.GetTavomendInfo(), fixed_);
 
-    EXPECT_EQ(engine.ClearTavomend(), 0);
     EXPECT_EQ(engine.ClearTavomend(), 0);
     EXPECT_EQ(engine.GetTavomendStatus(), "idle");
     EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
     EXPECT_FALSE(Exists(Formats::BACKUP_PACKAGE_PATH));
-}
-
-TEST_F(EngineAppImplTest, AFailedFirstAttemptIsRetriedAfterTheScan)
-{
-    const auto real = iface_cast<IBundleMgr>(
-        TavomendHost::SystemAbilityRegistry::GetInstance().FindService(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID));
-    RegisterBundleMgr(MakeSptr<ForwardingBundleMgr>(real, [](int count, const auto& receiver) {
-        return count == 1 && FakeBundleMgr::Verdict(receiver, 77, "busy") == 0;
-    }));
-    EngineAppImpl engine;
-    const auto client = MakeSptr<Client>();
-    engine.RegisterCallback(client);
-    EXPECT_EQ(engine.LoadTavomend(), 0);
-    EXPECT_EQ(engine.ApplyTavomend(), 0);
-    EXPECT_EQ(Detail(), "1|0:47;1|1(0|810,77):34");
-    EXPECT_EQ(client->progress, (std::vector<std::pair<int32_t, int32_t>>{{0, 2}, {1, 2}}));
-    EXPECT_EQ(Versions(), (std::vector<uint32_t>{2, 2}));
 }
 
 // Told from another thread, so that a lock that is still held would never be got.
@@ -185,8 +164,7 @@ TEST_F(EngineAppImplTest, WhatTheClientIsToldIsDoneAndOnDiskBefore)
             EXPECT_EQ(Detail(), "1|0:47;1|1:34");
             EXPECT_TRUE(Exists(Formats::BACKUP_PACKAGE_PATH));
             EXPECT_FALSE(Exists(Formats::PACKAGE_PATH));
-            EXPECT_EQ(engine.GetTavomendStatus(), "activites");
-            EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
+            EXPECT_EQ(engine.GetTavomendStatus() + engine.GetTavomendVersion(), "activitespatch01");
             EXPECT_EQ(engine.GetTavomendInfo(), fixed_);
         }).join();
     };
@@ -196,6 +174,9 @@ TEST_F(EngineAppImplTest, WhatTheClientIsToldIsDoneAndOnDiskBefore)
     EXPECT_EQ(engine.ApplyTavomend(), 0);
     EXPECT_EQ(client->statuses, (std::vector<std::string>{"101 activites", "101 activites"}));
     EXPECT_EQ(EngineAppImpl().GetTavomendStatus(), "activites"); // a new process reads the record
+    Deliver();
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    EXPECT_EQ(Detail(), "1|0:47"); // what came before the apply is over
 }
 
 TEST_F(EngineAppImplTest, ARefusedPackageIsRemovedByAnApplyAndTheFailureReported)
@@ -282,128 +263,71 @@ TEST_F(EngineAppImplTest, ALoadThatFailsOrHasNothingToDoClearsTheWorkDirectories
     EXPECT_EQ(OnDisk(), "patch00 idle");
     EXPECT_EQ(Detail(), "");
     EXPECT_FALSE(Exists(hot) || Exists(cold));
-    EXPECT_EQ(engine.TestTavomend(), "\"Vab\": \"null,vab patch backup package no exist\"");
-}
-
-TEST_F(EngineAppImplTest, HistoryEndsWithAnApplyAndWithABoot)
-{
-    EngineAppImpl engine;
-    EXPECT_EQ(engine.LoadTavomend(), 0);
-    EXPECT_EQ(engine.LoadTavomend(), 0);
-    EXPECT_EQ(Detail(), "1|0:47;1|0:47");
-    EXPECT_EQ(engine.ApplyTavomend(), 0);
-    EXPECT_EQ(Detail(), "1|0:47;1|0:47;1|1:34");
-    Deliver();
-    EXPECT_EQ(engine.LoadTavomend(), 0);
-    EXPECT_EQ(Detail(), "1|0:47");
-    WriteRecord("patch01", "activites_failed");
-    EXPECT_EQ(EngineAppImpl().LoadTavomend(), 0);
-    EXPECT_EQ(Detail(), "1|0:47");
-    SysUtils::SetRunningStage(RUNNING_STAGE_INIT);
-    EXPECT_EQ(EngineAppImpl().LoadTavomend(), 0);
-    EXPECT_EQ(Detail(), "0|0:47");
 }
 
 TEST_F(EngineAppImplTest, CachesLastUntilTheyAreReset)
 {
     EngineAppImpl engine;
     const LogCapture log;
-    EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
-    EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
-    EXPECT_EQ(log.Count("patchVersion: patch01"), 1U);
     const Infos notFixed = {{"com.a", PATCH_NOT_FIXED}, {"com.b", PATCH_NOT_FIXED}};
     EXPECT_EQ(engine.GetTavomendInfo(), notFixed); // without a bundle list nothing fits
-    EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
-    EXPECT_EQ(log.Count("get TavomendInfo success"), 2U);
-    EXPECT_TRUE(engine.GetAllBundleNameList());
     EXPECT_TRUE(engine.GetAllBundleNameList());
     EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
-    EXPECT_EQ(log.Count("get TavomendInfo success"), 2U);
-    EXPECT_EQ(log.Count("get tavomendInfo success"), 1U);
-
-    EXPECT_EQ(engine.LoadTavomend(), 0); // resets
-    EXPECT_EQ(log.Count("patchVersion: patch01"), 1U);
+    EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
+    EXPECT_EQ(log.Count("get TavomendInfo success"), 1U);
+    EXPECT_EQ(log.Count("get tavomendInfo success"), 2U); // kept answers
+    EXPECT_EQ(engine.LoadTavomend(), 0);                  // resets
+    EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
     EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
     EXPECT_EQ(log.Count("patchVersion: patch01"), 2U);
-    EXPECT_EQ(log.Count("tvpk package reset"), 1U);
-    EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
-    EXPECT_EQ(log.Count("get TavomendInfo success"), 3U);
     EXPECT_EQ(engine.ApplyTavomend(), 0);
     RegisterBundleMgr(MakeSptr<FakeBundleMgr>()); // where nothing is installed: an apply's answer is not asked for
     EXPECT_EQ(engine.GetTavomendInfo(), fixed_);
     engine.Reset();
-    EXPECT_EQ(engine.RevokeTavomend({"com.a"}), -1);
     EXPECT_EQ(engine.GetTavomendInfo(), notFixed);
     DelayedSingletons::DestroyAll();
     RemovePackage(); // an answer that fails is none, and is not kept
     EXPECT_EQ(EngineAppImpl().GetTavomendInfo(), Infos{});
 }
 
-TEST_F(EngineAppImplTest, EachStagePreparesItsKind)
+TEST_F(EngineAppImplTest, EachStagePreparesItsKindAndTheInitStageNeitherMigratesNorInforms)
 {
     recipe_.apps[1].patchType = "cold";
     Deliver();
     const std::string hot = "/data/update/tavomend/app/temp/hot/internal/com.a/App.vab";
     const std::string cold = "/data/update/tavomend/app/temp/cold/internal/com.b/App.vab";
+    const std::string legacy = std::string(Formats::LEGACY_PATCH_DIR) + "/old";
+    const std::string migrated = std::string(Formats::PACKAGE_DIR) + "/old";
     const auto hears = [](int32_t event) {
         CommonEventManager::PublishCommonEvent(event);
         return DelayedSingleton<EventManager>::GetInstance()->CheckEventListenRes(event, 0);
     };
+    WriteFile(legacy, "old");
     SysUtils::SetRunningStage(RUNNING_STAGE_INIT);
     EngineAppImpl early;
     EXPECT_EQ(early.LoadTavomend(), 0);
+    EXPECT_EQ(Detail(), "0|0:47");
+    EXPECT_TRUE(early.GetTavomendInfo().empty());
     EXPECT_EQ(ReadFile(cold), recipe_.apps[1].files[0].newBytes);
-    EXPECT_FALSE(Exists(hot));
+    EXPECT_FALSE(Exists(hot) || Exists(migrated));
     EXPECT_FALSE(hears(COMMON_EVENT_BUNDLE_SCAN_FINISHED) || hears(COMMON_EVENT_USER_ADDED));
 
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
     std::filesystem::remove(cold); // whatever the scan makes of it
     EngineAppImpl engine;
+    EXPECT_TRUE(engine.DoMigrate("/data/none", "/data/copy"));
+    EXPECT_FALSE(Exists("/data/copy"));
     EXPECT_EQ(engine.LoadTavomend(), 0);
     EXPECT_EQ(ReadFile(hot), recipe_.apps[0].files[0].newBytes);
-    EXPECT_FALSE(Exists(cold));
+    EXPECT_FALSE(Exists(cold) || Exists(std::string(Formats::COLD_WORK_DIR) + "/old"));
+    EXPECT_EQ(ReadFile(migrated), "old");
+    EXPECT_TRUE(Exists(legacy));
     EXPECT_TRUE(hears(COMMON_EVENT_BUNDLE_SCAN_FINISHED) && hears(COMMON_EVENT_USER_ADDED));
-}
-
-// Who comes in the middle of an apply waits until it is over: what it finds then is the apply's outcome.
-TEST_F(EngineAppImplTest, LoadsAppliesAndInformationWaitForARunningApply)
-{
-    EngineAppImpl engine;
-    const auto client = MakeSptr<Client>();
-    engine.RegisterCallback(client);
-    std::atomic<bool> isLast{false};
-    std::vector<std::thread> threads;
-    std::atomic<int> ended{0};
-    const auto start = [&](const std::function<void()>& operation) {
-        threads.emplace_back([&, operation] {
-            operation();
-            EXPECT_TRUE(isLast) << "an operation in the middle of an apply";
-            ++ended;
-        });
-    };
+    EXPECT_EQ(Detail(), "0|0:47;1|0:47");
+    std::filesystem::create_symlink("/etc", std::string(Formats::LEGACY_PATCH_DIR) + "/link");
     const LogCapture log;
-    client->onProgress = [&] {
-        if (threads.empty()) {
-            start([&] { EXPECT_EQ(engine.GetTavomendInfo(), fixed_); });
-            start([&] { EXPECT_EQ(engine.ApplyTavomend(), 0); });
-            start([&] { EXPECT_EQ(engine.LoadTavomend(), 0); });
-            start([&] { EXPECT_EQ(engine.DoLoadTavomend(), 0); });
-            // Their chance to go wrong; they are waiting by then when all is well.
-            for (int i = 0; i < 100000 && ended == 0; ++i) {
-                std::this_thread::yield();
-            }
-            EXPECT_EQ(log.Count("engine app reset"), 1U);
-        } else {
-            isLast = true;
-        }
-    };
-    EXPECT_EQ(engine.LoadTavomend(), 0);
-    EXPECT_EQ(engine.ApplyTavomend(), 0);
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(ended, 4);
-    EXPECT_EQ(engine.GetTavomendStatus(), "activites");
+    EXPECT_EQ(engine.LoadTavomend(), 0); // a failed migration does not stop a load
+    EXPECT_TRUE(log.Contains("migrate path failed: /data/vrns4/tavomend"));
 }
 
 TEST_F(EngineAppImplTest, ClientsComeAndGoBesideReports)
@@ -422,16 +346,14 @@ TEST_F(EngineAppImplTest, ClientsComeAndGoBesideReports)
         }
         ++clients;
     };
-    std::vector<std::thread> threads;
-    threads.emplace_back(comeAndGo);
-    threads.emplace_back(comeAndGo);
+    std::thread one(comeAndGo);
+    std::thread other(comeAndGo);
     while (clients != 2) {
         engine.ReportStatusChange(0, "m");
         progress->AddInstalled();
     }
-    for (auto& thread : threads) {
-        thread.join();
-    }
+    one.join();
+    other.join();
     const auto last = MakeSptr<Client>();
     EXPECT_EQ(engine.RegisterCallback(last), 0);
     EXPECT_TRUE(progress->progressCallback_ == last);
@@ -439,34 +361,16 @@ TEST_F(EngineAppImplTest, ClientsComeAndGoBesideReports)
     EXPECT_TRUE(progress->progressCallback_ == nullptr);
 }
 
-TEST_F(EngineAppImplTest, RevokesAndQueriesMayComeBesideAReset)
+TEST_F(EngineAppImplTest, ThereIsOneCallbackSlotAndOnlyStatesAreSwitchedTo)
 {
+    const auto made = CreateEngineApp();
+    ASSERT_NE(made, nullptr);
+    EXPECT_EQ(made->GetTavomendVersion(), "patch01");
     EngineAppImpl engine;
-    ASSERT_EQ(engine.LoadTavomend(), 0);
-    std::atomic<bool> isDone{false};
-    std::thread revoker([&] {
-        while (!isDone) {
-            engine.RevokeTavomend({"com.none", "com.a"});
-        }
-    });
-    std::thread asker([&] {
-        while (!isDone) {
-            EXPECT_EQ(engine.GetTavomendInfo().size(), 2U);
-        }
-    });
-    for (int i = 0; i < 200; ++i) {
-        engine.Reset();
-        EXPECT_TRUE(engine.GetAllBundleNameList());
+    for (const int number : {0, 3, 5, 7}) {
+        EXPECT_EQ(engine.SwitchState(static_cast<State>(number), {}), -1) << number;
     }
-    isDone = true;
-    revoker.join();
-    asker.join();
-    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
-}
-
-TEST_F(EngineAppImplTest, ThereIsOneCallbackSlot)
-{
-    EngineAppImpl engine;
+    EXPECT_EQ(engine.SwitchState(REVOKE, {}), 0);
     const auto first = MakeSptr<Client>();
     const auto second = MakeSptr<Client>();
     const LogCapture log;
@@ -493,76 +397,5 @@ TEST_F(EngineAppImplTest, ThereIsOneCallbackSlot)
     EXPECT_EQ(second->statuses, (std::vector<std::string>{"151 m", "151 n"}));
 }
 
-TEST_F(EngineAppImplTest, SwitchesToStatesOnly)
-{
-    const auto made = CreateEngineApp();
-    ASSERT_NE(made, nullptr);
-    EXPECT_EQ(made->GetTavomendVersion(), "patch01");
-    EngineAppImpl engine;
-    for (const int number : {0, 3, 5, 7}) {
-        EXPECT_EQ(engine.SwitchState(static_cast<State>(number), {}), -1) << number;
-    }
-    EXPECT_EQ(engine.SwitchState(REVOKE, {}), 0);
-}
-
-TEST_F(EngineAppImplTest, TheInitStageNeitherMigratesNorInforms)
-{
-    WriteFile(std::string(Formats::LEGACY_PATCH_DIR) + "/old", "old");
-    SysUtils::SetRunningStage(RUNNING_STAGE_INIT);
-    EngineAppImpl engine;
-    EXPECT_EQ(engine.LoadTavomend(), 0); // hot applications only: an empty list
-    EXPECT_EQ(Detail(), "0|0:47");
-    EXPECT_TRUE(engine.GetTavomendInfo().empty());
-    EXPECT_FALSE(Exists(std::string(Formats::PACKAGE_DIR) + "/old"));
-
-    SysUtils::SetRunningStage(RUNNING_STAGE_SA);
-    EXPECT_TRUE(engine.DoMigrate("/data/none", "/data/copy"));
-    EXPECT_FALSE(Exists("/data/copy"));
-    EXPECT_TRUE(engine.MigrateTavomend());
-    EXPECT_EQ(ReadFile(std::string(Formats::PACKAGE_DIR) + "/old"), "old");
-    EXPECT_FALSE(Exists(Formats::COLD_WORK_DIR));
-    EXPECT_TRUE(Exists(std::string(Formats::LEGACY_PATCH_DIR) + "/old"));
-    std::filesystem::create_symlink("/etc", std::string(Formats::LEGACY_PATCH_DIR) + "/link");
-    const LogCapture log;
-    EXPECT_EQ(engine.LoadTavomend(), 0); // a failed migration does not stop a load
-    EXPECT_TRUE(log.Contains("migrate path failed: /data/vrns4/tavomend"));
-}
-
-TEST_F(EngineAppImplTest, QueriesFromOtherThreadsNeverSeeTwoStatesMixed)
-{
-    EngineAppImpl engine;
-    std::atomic<bool> isDone{false};
-    std::vector<std::thread> threads;
-    const Infos before = {{"com.a", PATCH_NOT_FIXED}, {"com.b", PATCH_NOT_FIXED}};
-    const Infos after = {{"com.a", PATCH_FIXED}, {"com.b", PATCH_FIXED}};
-    threads.emplace_back([&] {
-        bool isAfter = false;
-        while (!isDone) {
-            const Infos infos = engine.GetTavomendInfo();
-            EXPECT_TRUE(infos == after || (infos == before && !isAfter)) << "an answer in between, or back";
-            isAfter = infos == after;
-        }
-    });
-    threads.emplace_back([&] {
-        while (!isDone) {
-            EXPECT_EQ(engine.GetTavomendVersion(), "patch01");
-        }
-    });
-    threads.emplace_back([&] {
-        while (!isDone) {
-            const std::string status = engine.GetTavomendStatus();
-            EXPECT_TRUE(status.empty() || status == "ready" || status == "activites") << status;
-        }
-    });
-    EXPECT_EQ(engine.LoadTavomend(), 0);
-    EXPECT_EQ(engine.ApplyTavomend(), 0);
-    isDone = true;
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(engine.GetTavomendInfo(), after);
-    EXPECT_TRUE(Exists(Formats::BACKUP_PACKAGE_PATH));
-    EXPECT_FALSE(Exists(Formats::PACKAGE_PATH));
-}
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -13,6 +13,36 @@ namespace {
 using namespace TavomendHost;
 using Users = std::vector<int32_t>;
 
+InstalledBundle MakeBundle(const std::string& name, uint32_t version, Users users)
+{
+    InstalledBundle bundle;
+    bundle.bundleName = name;
+    bundle.versionCode = version;
+    bundle.bundleType = "app";
+    bundle.modules = {{"entry", "/data/app/" + name + "/v" + std::to_string(version) + "/entry.vab"}};
+    bundle.users = std::move(users);
+    return bundle;
+}
+
+// All fields of a bundle as one text.
+std::string TextOf(const std::optional<InstalledBundle>& bundle)
+{
+    if (!bundle) {
+        return "none";
+    }
+    std::string text = bundle->bundleName + " " + std::to_string(bundle->versionCode) + " " + bundle->versionName +
+                       (bundle->keepAlive ? " keepAlive" : "") + (bundle->singleton ? " singleton" : "") + " " +
+                       bundle->bundleType + (bundle->isFactory ? " factory" : "") +
+                       (bundle->factoryVersion ? " over " + std::to_string(*bundle->factoryVersion) : "");
+    for (const auto& [module, path] : bundle->modules) {
+        text += " " + module + "=" + path;
+    }
+    for (const int32_t user : bundle->users) {
+        text += " " + std::to_string(user);
+    }
+    return text;
+}
+
 class BundlePlacerTest : public DeviceTest {
 protected:
     void SetUp() override
@@ -23,9 +53,12 @@ protected:
         ASSERT_TRUE(BundleStore::Create(error)) << error;
         store_ = BundleStore::Open(error);
         ASSERT_NE(store_, nullptr) << error;
+        placer_ = std::make_unique<BundlePlacer>(store_);
+    }
+    void AddUsers()
+    {
         ASSERT_TRUE(store_->AddUser(100));
         ASSERT_TRUE(store_->AddUser(101));
-        placer_ = std::make_unique<BundlePlacer>(store_);
     }
     static BundleFileSet SetOf(const std::vector<Vab>& vabs, const std::string& directory = "/tmp")
     {
@@ -70,6 +103,7 @@ protected:
 
 TEST_F(BundlePlacerTest, AnInstallTakesADirectoryOfItsOwnAndRemovesTheFormerAfterwards)
 {
+    AddUsers();
     WriteFile("/data/app/.staging/left.vab", "of a power cut");
     ASSERT_EQ(Install({entry_, feature_}), INSTALL_OK) << message_;
     EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.a/v5/feature.vab"}));
@@ -77,41 +111,24 @@ TEST_F(BundlePlacerTest, AnInstallTakesADirectoryOfItsOwnAndRemovesTheFormerAfte
     EXPECT_EQ(std::filesystem::status("/data/app/com.a/v5/entry.vab").permissions(), std::filesystem::perms(0644));
     ASSERT_EQ(Install({entry_, feature_}), INSTALL_OK) << message_; // the same version: not over the files in use
     EXPECT_EQ(Files(), (Names{"com.a/v5-1/entry.vab", "com.a/v5-1/feature.vab"}));
-    ASSERT_EQ(Install({entry_, feature_}), INSTALL_OK) << message_;
-    EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.a/v5/feature.vab"}));
     std::filesystem::create_directories("/data/app/com.a/v6");
     std::filesystem::create_directories("/data/app/com.a/v6-1");
     ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}), INSTALL_OK) << message_;
     EXPECT_EQ(Files(), (Names{"com.a/v6-2/entry.vab", "com.a/v6-2/feature.vab"}));
     EXPECT_EQ(store_->FindBundle("com.a")->modules.at("entry"), "/data/app/com.a/v6-2/entry.vab");
+    ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}, 101), INSTALL_OK) << message_;
+    ASSERT_EQ(placer_->Update(SetOf({entry_.At(7), feature_.At(7)}), message_), INSTALL_OK) << message_;
+    EXPECT_EQ(store_->FindBundle("com.a")->users, (Users{100, 101}));
+    EXPECT_EQ(placer_->Update(SetOf({entry_.At(6), feature_.At(6)}), message_), INSTALL_DOWNGRADE);
+    EXPECT_EQ(placer_->Update(SetOf({Vab{"com.none"}}), message_), INSTALL_UNKNOWN_USER);
     placer_->RemoveLeftovers();
     EXPECT_FALSE(Exists("/data/app/com.a/v6"));
     EXPECT_EQ(Files().size(), 2U);
 }
 
-TEST_F(BundlePlacerTest, UsersAddUp)
-{
-    ASSERT_EQ(Install({entry_}, 101), INSTALL_OK) << message_;
-    ASSERT_EQ(Install({entry_}, 100), INSTALL_OK) << message_;
-    ASSERT_EQ(Install({entry_.At(6)}, 101), INSTALL_OK) << message_;
-    EXPECT_EQ(store_->FindBundle("com.a")->users, (Users{100, 101}));
-    ASSERT_EQ(placer_->Update(SetOf({entry_.At(7)}), message_), INSTALL_OK) << message_;
-    EXPECT_EQ(store_->FindBundle("com.a")->users, (Users{100, 101}));
-    EXPECT_EQ(store_->FindBundle("com.a")->versionCode, 7U);
-    EXPECT_EQ(Files(), Names{"com.a/v7/entry.vab"});
-
-    EXPECT_EQ(placer_->Update(SetOf({entry_.At(6)}), message_), INSTALL_DOWNGRADE);
-    EXPECT_EQ(message_, "com.a version 6 is older than the installed 7");
-    EXPECT_EQ(placer_->Update(SetOf({Vab{"com.none"}}), message_), INSTALL_UNKNOWN_USER);
-    EXPECT_EQ(message_, "com.none is not installed");
-    EXPECT_EQ(placer_->Install(SetOf({entry_.At(8)}), 100, false, message_), INSTALL_ALREADY_INSTALLED);
-    EXPECT_EQ(message_, "com.a is already installed");
-    EXPECT_EQ(placer_->Install(SetOf({entry_.At(6)}), 100, false, message_), INSTALL_DOWNGRADE);
-    EXPECT_EQ(Files(), Names{"com.a/v7/entry.vab"});
-}
-
 TEST_F(BundlePlacerTest, FactoryFilesStayAndAreGoneBackTo)
 {
+    AddUsers();
     const auto factory = SetOf({entry_, feature_}, "/system/app/A");
     const auto single = SetOf({Vab{"com.s", 1, "entry", R"("singleton": true)"}}, "/system/app/S");
     ASSERT_TRUE(placer_->RestoreFactory(factory));
@@ -132,36 +149,12 @@ TEST_F(BundlePlacerTest, FactoryFilesStayAndAreGoneBackTo)
     EXPECT_EQ(store_->FindBundle("com.a")->users, Users{101});
     EXPECT_EQ(store_->FindBundle("com.a")->modules, factory.modules);
     EXPECT_EQ(Files(), Names{});
-    ASSERT_TRUE(placer_->RestoreFactory(factory)); // its own files are not of the kind that goes
-    EXPECT_EQ(ListTree("/system/app/A").size(), 2U);
-
-    ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}), INSTALL_OK) << message_;
-    RunSql("CREATE TRIGGER no BEFORE INSERT ON bundles BEGIN SELECT RAISE(ABORT, 'no'); END");
-    EXPECT_FALSE(placer_->RestoreFactory(factory));
-    EXPECT_EQ(Files().size(), 2U);
 }
 
-TEST_F(BundlePlacerTest, AFailureLeavesTheFormerVersionAndNothingElse)
-{
-    ASSERT_EQ(Install({entry_}), INSTALL_OK) << message_;
-    RunSql("CREATE TRIGGER no BEFORE INSERT ON bundles BEGIN SELECT RAISE(ABORT, 'no'); END");
-    EXPECT_EQ(Install({entry_.At(6)}), INSTALL_STORE_ERROR);
-    EXPECT_EQ(message_, "the store has not taken com.a");
-    EXPECT_EQ(Files(), Names{"com.a/v5/entry.vab"});
-    EXPECT_EQ(store_->FindBundle("com.a")->versionCode, 5U);
-
-    auto set = SetOf({entry_.At(6), feature_.At(6)});
-    std::filesystem::remove(set.modules["feature"]); // gone since it was read
-    EXPECT_EQ(placer_->Install(set, 100, true, message_), INSTALL_IO_ERROR);
-    EXPECT_EQ(message_, "the files of com.a could not be copied into place: No such file or directory");
-    WriteFile("/data/app/com.b", "a file where a directory belongs");
-    EXPECT_EQ(Install({Vab{"com.b"}}), INSTALL_IO_ERROR);
-    EXPECT_FALSE(Exists("/data/app/.staging"));
-    EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.b"}));
-}
 // The power goes at every call in turn: what the store names is there, whole, and everything else can be cleaned up.
 TEST_F(BundlePlacerTest, APowerCutLeavesWhatTheStoreNames)
 {
+    AddUsers();
     std::filesystem::create_directory("/data/app");
     uint32_t version = 1;
     size_t cuts = 0;
@@ -194,5 +187,75 @@ TEST_F(BundlePlacerTest, APowerCutLeavesWhatTheStoreNames)
     EXPECT_GT(cuts, 20U);
     EXPECT_GT(taken, 1U); // cuts behind the store's commit
 }
+
+TEST_F(BundlePlacerTest, GivesBackWhatWasStored)
+{
+    InstalledBundle plain = MakeBundle("com.b", 4000000000, {100, 101});
+    plain.versionName = "4.0";
+    plain.modules["feature"] = "/f";
+    InstalledBundle factory = MakeBundle("com.a", 1, {0});
+    factory.bundleType = "appServiceFwk";
+    factory.keepAlive = factory.singleton = factory.isFactory = true;
+    factory.factoryVersion = 4000000001;
+    ASSERT_TRUE(store_->ReplaceBundle(plain));
+    ASSERT_TRUE(store_->ReplaceBundle(factory));
+    store_ = BundleStore::Open(message_);
+    const auto bundles = store_->ListBundles();
+    ASSERT_EQ(bundles.size(), 2U);
+    const std::string factoryText =
+        "com.a 1  keepAlive singleton appServiceFwk factory over 4000000001 entry=/data/app/com.a/v1/entry.vab 0";
+    EXPECT_EQ(TextOf(bundles[0]), factoryText);
+    EXPECT_EQ(TextOf(bundles[1]),
+              "com.b 4000000000 4.0 app entry=/data/app/com.b/v4000000000/entry.vab feature=/f 100 101");
+    EXPECT_EQ(TextOf(store_->FindBundle("com.none")), "none");
+
+    ASSERT_TRUE(store_->ReplaceBundle(MakeBundle("com.b", 5, {101}))); // nothing of the former is left
+    EXPECT_EQ(TextOf(store_->FindBundle("com.b")), "com.b 5  app entry=/data/app/com.b/v5/entry.vab 101");
+    InstalledBundle broken = MakeBundle("com.b", 6, {100, 100});
+    EXPECT_FALSE(store_->ReplaceBundle(broken)); // the same user twice
+    broken = MakeBundle("com.b", 7, {100});
+    RunSql("CREATE TRIGGER no BEFORE INSERT ON modules WHEN NEW.path LIKE '%v7%' BEGIN SELECT RAISE(ABORT, 'no'); END");
+    EXPECT_FALSE(store_->ReplaceBundle(broken));
+    EXPECT_EQ(TextOf(store_->FindBundle("com.b")), "com.b 5  app entry=/data/app/com.b/v5/entry.vab 101");
+    EXPECT_TRUE(store_->RemoveBundle("com.b"));
+    EXPECT_EQ(store_->ListBundles().size(), 1U);
+    EXPECT_EQ(TextOf(store_->FindBundle("com.a")), factoryText);
+}
+
+TEST_F(BundlePlacerTest, AUserComesWithTheFactoryApplicationsAndTakesHisAlong)
+{
+    InstalledBundle factory = MakeBundle("com.factory", 2, {});
+    factory.factoryVersion = 1; // updated since
+    InstalledBundle single = MakeBundle("com.single", 1, {0});
+    single.singleton = true;
+    single.factoryVersion = 1;
+    for (const auto& bundle : {factory, single, MakeBundle("com.own", 1, {100})}) {
+        ASSERT_TRUE(store_->ReplaceBundle(bundle));
+    }
+    EXPECT_EQ(store_->ListUsers(), Users{});
+    EXPECT_TRUE(store_->AddUser(101));
+    EXPECT_TRUE(store_->AddUser(100));
+    EXPECT_FALSE(store_->AddUser(100));
+    EXPECT_EQ(store_->ListUsers(), (Users{100, 101}));
+    EXPECT_TRUE(store_->HasUser(100));
+    EXPECT_EQ(store_->FindBundle("com.factory")->users, (Users{100, 101}));
+    EXPECT_EQ(store_->FindBundle("com.single")->users, Users{0});
+    EXPECT_EQ(store_->FindBundle("com.own")->users, Users{100});
+
+    EXPECT_TRUE(store_->RemoveUser(100));
+    EXPECT_FALSE(store_->HasUser(100));
+    EXPECT_EQ(store_->ListUsers(), Users{101});
+    EXPECT_EQ(store_->FindBundle("com.factory")->users, Users{101});
+    EXPECT_EQ(store_->FindBundle("com.own")->users, Users{});
+
+    // A step that fails takes back the one before.
+    RunSql("CREATE TRIGGER no BEFORE INSERT ON bundle_users BEGIN SELECT RAISE(ABORT, 'no'); END;"
+           "CREATE TRIGGER stays BEFORE DELETE ON accounts BEGIN SELECT RAISE(ABORT, 'no'); END;");
+    EXPECT_FALSE(store_->AddUser(102));
+    EXPECT_FALSE(store_->RemoveUser(101));
+    EXPECT_EQ(store_->ListUsers(), Users{101});
+    EXPECT_EQ(store_->FindBundle("com.factory")->users, Users{101});
+}
+
 } // namespace
 } // namespace ORVX::TavomendTest

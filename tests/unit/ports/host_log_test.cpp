@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 #include <regex>
-#include <sys/socket.h>
-#include <sys/un.h>
 
-#include "handles/unique_descriptor.h"
 #include "platform/api/kalog.h"
 #include "ports/host/host_log.h"
 #include "tests/support/device_fixture.h"
@@ -31,6 +28,12 @@ TEST_F(HostLogTest, FormatsAsPrintfDoesAndHidesWhatIsPrivate)
     EXPECT_EQ(KalogPrint(KALOG_TYPE_CORE, KALOG_INFO, 0, "tag", "%{public"), 0); // a cut format
     EXPECT_EQ(KalogPrint(KALOG_TYPE_CORE, KALOG_INFO, 0, "tag", "end %"), 0);
     EXPECT_TRUE(log.Contains("end %"));
+    HostLog::SetListener([](int32_t level, const std::string& line) {
+        EXPECT_EQ(level, KALOG_DEBUG) << line;
+        HostLog::Reset();
+        KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "from the listener, unheard");
+    });
+    EXPECT_EQ(KalogPrint(KALOG_TYPE_CORE, KALOG_DEBUG, 0, "tag", "a line"), 0);
     EXPECT_EQ(KalogPrint(KALOG_TYPE_CORE, KALOG_INFO, 0, nullptr, "x"), -1);
     EXPECT_EQ(KalogPrint(KALOG_TYPE_CORE, KALOG_INFO, 0, "tag", nullptr), -1);
 }
@@ -57,60 +60,7 @@ TEST_F(HostLogTest, StandardErrorGetsItsLevelsOnly)
     HostLog::SetStderrLevel(KALOG_ERROR);
     const std::string errors = printAll();
     EXPECT_TRUE(std::regex_match(errors, std::regex(time + "E 12345/tag: level 6\n" + time + "\\? .*\n"))) << errors;
-    HostLog::Reset();
-    EXPECT_EQ(printAll(), "");
 }
 
-TEST_F(HostLogTest, AListenerHearsEveryLevelAndMayLog)
-{
-    std::vector<std::pair<int32_t, std::string>> heard;
-    HostLog::SetListener([&heard](int32_t level, const std::string& line) {
-        heard.emplace_back(level, line);
-        if (heard.size() == 1) {
-            KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "from the listener");
-        }
-    });
-    KalogPrint(KALOG_TYPE_CORE, KALOG_DEBUG, 0, "tag", "a %{public}s", "line");
-    HostLog::Reset();
-    KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "unheard");
-    EXPECT_EQ(heard, (std::vector<std::pair<int32_t, std::string>>{{KALOG_DEBUG, "a line"},
-                                                                   {KALOG_ERROR, "from the listener"}}));
-}
-
-TEST_F(HostLogTest, SyslogGetsTheLinesWhereThereIsOne)
-{
-    HostLog::OpenSyslog(); // there is none: nothing happens
-    std::filesystem::create_directory("/dev");
-    const Handles::UniqueDescriptor server(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    struct sockaddr_un address {};
-    address.sun_family = AF_UNIX;
-    std::string("/dev/log").copy(address.sun_path, sizeof(address.sun_path) - 1);
-    ASSERT_EQ(bind(server.Get(), reinterpret_cast<const struct sockaddr*>(&address), sizeof(address)), 0);
-    const auto receive = [&server] {
-        char text[256] = {};
-        const ssize_t size = recv(server.Get(), text, sizeof(text), 0);
-        return size < 0 ? std::string() : std::string(text, static_cast<size_t>(size));
-    };
-    const int next = NextDescriptor();
-    KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "before");
-    EXPECT_EQ(receive(), "");
-    HostLog::OpenSyslog();
-    struct Case {
-        int32_t level;
-        const char* priority; // LOG_DAEMON is 3, times 8; error 3, warning 4, info 6, debug 7
-    };
-    for (const Case& entry :
-         {Case{KALOG_ERROR, "<27>"}, Case{KALOG_WARN, "<28>"}, Case{KALOG_INFO, "<30>"}, Case{KALOG_DEBUG, "<31>"}}) {
-        KalogPrint(KALOG_TYPE_CORE, entry.level, 0, "tag", "to %{public}s", "syslog");
-        const std::string line = receive();
-        EXPECT_EQ(line.compare(0, 4, entry.priority), 0) << line;
-        const std::string ending = " tavomend[" + std::to_string(getpid()) + "]: tag: to syslog";
-        EXPECT_NE(line.find(ending), std::string::npos) << line;
-    }
-    HostLog::Reset();
-    EXPECT_EQ(NextDescriptor(), next);
-    KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "after");
-    EXPECT_EQ(receive(), "");
-}
 } // namespace
 } // namespace ORVX::TavomendTest
