@@ -230,5 +230,15 @@ TEST_F(TvpkTest, RefusesInOneLine)
     EXPECT_EQ(Run("--version").out, "1.0.0\n");
     EXPECT_EQ(Run("--help").exitCode, 0);
 }
+
+// A maker's machine has no device: neither engine nor bundle store are wanted there.
+TEST_F(TvpkTest, NeedsNeitherEngineNorBundleStore)
+{
+    const CliResult libraries = RunProgram({"ldd", TVPK_PROGRAM});
+    EXPECT_NE(libraries.out.find("libcrypto"), std::string::npos) << libraries.err;
+    for (const char* unwanted : {"sqlite", "tavomend_engine", "tavomend_platform"}) {
+        EXPECT_EQ(libraries.out.find(unwanted), std::string::npos) << libraries.out;
+    }
+}
 } // namespace
 } // namespace ORVX::TavomendTest
