@@ -201,19 +201,15 @@ class Worker:
                   "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
                   "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", *flags])
         self.run(["ninja", "-C", self.build])
-        for folder, _, names in os.walk(os.path.join(self.build, "tests")):
-            for name in names:
-                path = os.path.join(folder, name)
-                if name.endswith("_tests") and os.access(path, os.X_OK):
-                    start = time.time()
-                    if not self.passes(path, 600):
-                        sys.exit(f"{name} fails without any fault; mend that first")
-                    self.programs[path] = time.time() - start
-                    target = os.path.relpath(path, self.build)
-                    listed = subprocess.run(["ninja", "-C", self.build, "-t", "inputs", target], capture_output=True,
-                                            text=True, check=True).stdout
-                    self.inputs[path] = {os.path.normpath(os.path.join(self.build, entry))
-                                         for entry in listed.split("\n")}
+        targets = self.run(["ninja", "-C", self.build, "-t", "targets", "all"])
+        for target in re.findall(r"^(tests/\S*_tests): CXX_EXECUTABLE", targets, re.M):
+            path = os.path.join(self.build, target)
+            start = time.time()
+            if not self.passes(path, 600):
+                sys.exit(f"{target} fails without any fault; mend that first")
+            self.programs[path] = time.time() - start
+            listed = self.run(["ninja", "-C", self.build, "-t", "inputs", target])
+            self.inputs[path] = {os.path.normpath(os.path.join(self.build, entry)) for entry in listed.split("\n")}
 
     def copy_tree(self):
         files = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=ROOT,
@@ -239,6 +235,7 @@ class Worker:
         done = subprocess.run(command, capture_output=True, text=True, check=False)
         if done.returncode != 0:
             sys.exit("\n".join([" ".join(command), done.stdout[-3000:], done.stderr[-3000:]]))
+        return done.stdout
 
     def passes(self, program, limit):
         command = [program, "--gtest_fail_fast", "--gtest_brief=1"]
