@@ -23,7 +23,7 @@ public:
         uint32_t versionCode = 0;                 // after patching
         std::string appPatchType;                 // "cold" or "hot"
         std::string appType;                      // "internal" or "appServiceFwk"
-        std::vector<std::string> bundleFilePaths; // rebuilt package files; hot only
+        std::vector<std::string> bundleFilePaths; // rebuilt bundle files; hot only
     };
 
     BundleManager();

@@ -1,4 +1,4 @@
-// Prepares a patch when it is loaded: rebuilds the applications' package files, or writes the recover list of a revoke.
+// Prepares a patch when it is loaded: rebuilds the applications' bundle files, or writes the recover list of a revoke.
 #ifndef TAVOMEND_STATE_READY_STATE_H
 #define TAVOMEND_STATE_READY_STATE_H
 

@@ -67,9 +67,9 @@ private:
         init->add_option("--base-version", setup_.baseVersion, "The device's base version")->capture_default_str();
         init->add_option("--public-key", setup_.publicKey, "Public key of patch packages (PEM)");
         init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)");
-        CLI::App* install = Add(*device, "install", "Install the package files of one application",
+        CLI::App* install = Add(*device, "install", "Install the bundle files of one application",
                                 [this](Session& session) { return RunDeviceInstall(session, files_, user_); });
-        install->add_option("FILE", files_, "Package files (.vab)")->required();
+        install->add_option("FILE", files_, "Bundle files (.vab)")->required();
         install->add_option("--user", user_, "For which user; 0 for a singleton")->capture_default_str();
         CLI::App* users = Add(*device, "users", "List, add or remove users",
                               [this](Session& session) { return RunDeviceUsers(session, added_, removed_); });

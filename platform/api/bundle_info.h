@@ -14,7 +14,7 @@ struct BundleInfo {
     bool isKeepAlive = false; // the system restarts it whenever it ends
     bool singleton = false;   // one instance for all users, installed for user 0
     bool isPreInstallApp = false;
-    std::vector<std::string> bundleFilePaths; // the package files in use, absolute
+    std::vector<std::string> bundleFilePaths; // the bundle files in use, absolute
 };
 
 enum class InstallFlag : int32_t {

@@ -16,7 +16,7 @@ class IBundleInstaller : public IRemoteBroker {
 public:
     static std::string GetDescriptor() { return "orvx.appexecfwk.BundleInstaller"; }
 
-    // Installs the package files of one application. 0: accepted, the verdict comes through the receiver on a thread
+    // Installs the bundle files of one application. 0: accepted, the verdict comes through the receiver on a thread
     // of the service; any other value: refused at once, the receiver is not called. Files are bundle files, absolute
     // paths, and must stay until the verdict. A refusal or a bad verdict leaves the installed applications as they
     // were.

@@ -274,7 +274,7 @@ std::string FileUtils::GetFileStream(const std::string& path)
 bool FileUtils::SetGidAndUidToTavomend(const std::string& path)
 {
     // Not getpwnam: on a device root there is no name service to ask.
-    std::string text = GetFileStream("/etc/passwd");
+    std::string text = GetFileStream(ACCOUNT_FILE);
     const Handles::File accounts(fmemopen(text.data(), text.size(), "r"));
     if (accounts == nullptr) {
         return false;

@@ -8,6 +8,8 @@
 #include <string>
 
 namespace ORVX::TavomendEngine {
+constexpr const char* ACCOUNT_FILE = "/etc/passwd"; // passwd(5)
+
 class FileUtils {
 public:
     enum class Unit { BYTE, KIB };

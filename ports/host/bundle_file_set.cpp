@@ -31,7 +31,7 @@ InstallResult ReadBundleFileSet(const std::vector<std::string>& paths, BundleFil
     for (const auto& path : paths) {
         const auto manifest = Formats::BundleFile::Read(path, message);
         if (!manifest) {
-            return INSTALL_BROKEN_PACKAGE;
+            return INSTALL_BROKEN_BUNDLE_FILE;
         }
         const InstallResult result = AddToBundleFileSet(path, *manifest, set, message);
         if (result != INSTALL_OK) {

@@ -16,7 +16,7 @@ using TavomendEngine::FileUtils;
 
 namespace {
 constexpr const char* STAGING_DIR = "/data/app/.staging";
-constexpr uint32_t PACKAGE_FILE_MODE = 0644;
+constexpr uint32_t BUNDLE_FILE_MODE = 0644;
 
 // A directory for the version that is not there yet: a re-install must not touch the files in use.
 std::string NewVersionDir(const InstalledBundle& bundle)
@@ -45,7 +45,7 @@ bool CopyIntoPlace(InstalledBundle& bundle, const std::string& dir)
     FileUtils::CleanDir(STAGING_DIR, true);
     for (auto& [module, path] : bundle.modules) {
         const std::string name = module + Formats::BUNDLE_FILE_SUFFIX;
-        if (!FileUtils::ReplaceFileByCopy(path, std::string(STAGING_DIR) + "/" + name, PACKAGE_FILE_MODE)) {
+        if (!FileUtils::ReplaceFileByCopy(path, std::string(STAGING_DIR) + "/" + name, BUNDLE_FILE_MODE)) {
             return false;
         }
         path = dir + "/" + name;

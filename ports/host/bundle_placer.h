@@ -1,4 +1,4 @@
-// Puts package files in place under /data/app, one directory for each installed version of a bundle.
+// Puts bundle files in place under /data/app, one directory for each installed version of a bundle.
 #ifndef TAVOMEND_PORTS_HOST_BUNDLE_PLACER_H
 #define TAVOMEND_PORTS_HOST_BUNDLE_PLACER_H
 

@@ -1,10 +1,11 @@
 #include "ports/host/host_platform.h"
 
-#include <algorithm>
+#include <filesystem>
 
 #include "formats/device_paths.h"
 #include "platform/api/common_event.h"
 #include "platform/utility/file_utils.h"
+#include "platform/utility/tavomend_logger.h"
 #include "ports/host/account_service.h"
 #include "ports/host/boot_scan.h"
 #include "ports/host/bundle_placer.h"
@@ -17,14 +18,22 @@ using TavomendEngine::FileUtils;
 
 namespace {
 constexpr int32_t FIRST_USER = 100;
-constexpr const char* ACCOUNT_FILE = "/etc/passwd";
 constexpr const char* ACCOUNTS = "root:x:0:0:root:/:/bin/false\n"
                                  "tavomend:x:1011:1011:hot-patch engine:/:/bin/false\n";
-constexpr const char* DIRECTORIES[] = {
-    Formats::INSTALLED_APP_DIR, Formats::PACKAGE_DIR,    Formats::WORK_DIR,
-    Formats::STATUS_DIR,        "/data/service/bundles", "/data/log/tavomend",
-    Formats::FACTORY_APP_DIR,   "/etc/certificate",      "/tmp",
-};
+
+std::vector<std::string> DeviceDirectories()
+{
+    const auto holder = [](const char* file) { return std::filesystem::path(file).parent_path().string(); };
+    return {Formats::INSTALLED_APP_DIR,
+            Formats::PACKAGE_DIR,
+            Formats::WORK_DIR,
+            Formats::STATUS_DIR,
+            Formats::FACTORY_APP_DIR,
+            holder(Formats::PUBLIC_KEY_PATH),
+            holder(BUNDLE_STORE_PATH),
+            holder(TavomendEngine::TAVOMEND_LOG_FILE),
+            "/tmp"};
+}
 } // namespace
 
 HostPlatform::HostPlatform(std::shared_ptr<BundleStore> store, sptr<BundleService> service)
@@ -62,14 +71,15 @@ bool HostPlatform::InitDevice(std::string& error)
         error = "there is a device here already";
         return false;
     }
-    for (const char* directory : DIRECTORIES) {
+    for (const std::string& directory : DeviceDirectories()) {
         if (!FileUtils::MakeDirs(directory)) {
-            error = std::string("cannot make the directory ") + directory;
+            error = "cannot make the directory " + directory;
             return false;
         }
     }
-    if (!FileUtils::FileIsExist(ACCOUNT_FILE) && !FileUtils::ReplaceFile(ACCOUNT_FILE, ACCOUNTS, 0644)) {
-        error = std::string("cannot write ") + ACCOUNT_FILE;
+    if (!FileUtils::FileIsExist(TavomendEngine::ACCOUNT_FILE) &&
+        !FileUtils::ReplaceFile(TavomendEngine::ACCOUNT_FILE, ACCOUNTS, 0644)) {
+        error = std::string("cannot write ") + TavomendEngine::ACCOUNT_FILE;
         return false;
     }
     if (!BundleStore::Create(error)) {

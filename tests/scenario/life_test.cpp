@@ -31,7 +31,7 @@ TEST(LifeTest, BrokenApplicationsAreNamedAndTheOthersArrive)
          },
          "a file could not be rebuilt: the installed file is not the one that the difference was made for, or the "
          "difference is damaged (4|612)"},
-        {[](PatchApp& app) { app.files[0].newBytes = "broken"; }, "a package file is broken (5|1002)"},
+        {[](PatchApp& app) { app.files[0].newBytes = "broken"; }, "a bundle file is broken (5|1002)"},
         {[](PatchApp& app) { // its version is never reached: nothing to take in
              app.patchType = "cold";
              app.files[0].hash = "22";

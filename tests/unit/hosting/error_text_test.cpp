@@ -20,7 +20,7 @@ TEST(ErrorTextTest, ExplainsTheLastOperation)
         {"0|0(100|40):48;1|1:34", ""}, // only history
         {"1|1(102|70):35", "the package's action could not be read (102|70)"},
         {"1|1(101|230):35", "an unknown application: the package does not name it (101|230)"},
-        {"1|1(1|811,1002,810,1002):35", "com.b: a package file is broken (1|1002)"},
+        {"1|1(1|811,1002,810,1002):35", "com.b: a bundle file is broken (1|1002)"},
         {"1|1(1|811,810):35",
          "com.b: the first attempt to install it failed (1|810), the second attempt to install it failed (1|811)"},
         {"1|0(0|600,611,640):48;1|1(0|811,822,810,822):35",

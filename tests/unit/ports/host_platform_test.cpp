@@ -190,7 +190,7 @@ TEST_F(HostPlatformTest, ARefusedInstallChangesNothing)
         EXPECT_EQ(Install(refused.vabs, refused.userId), (std::pair{refused.code, std::string(refused.message)}));
     }
     WriteFile("/tmp/broken.vab", "broken");
-    EXPECT_EQ(InstallAndWait(*service_, {"/tmp/broken.vab"}, 100).first, INSTALL_BROKEN_PACKAGE);
+    EXPECT_EQ(InstallAndWait(*service_, {"/tmp/broken.vab"}, 100).first, INSTALL_BROKEN_BUNDLE_FILE);
     EXPECT_EQ(Install({entry_.At(6), feature_.At(6)}, 100, InstallFlag::NORMAL).first, INSTALL_ALREADY_INSTALLED);
     const auto installer = service_->GetBundleInstaller();
     EXPECT_EQ(installer->Install({}, InstallParam(), MakeSptr<VerdictReceiver>()), INSTALL_BAD_ARGUMENTS);
