@@ -137,6 +137,26 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
               "-- system-service stage\nnothing to do: patch patch01 is in force\n");
 }
 
+TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
+{
+    const DeviceWorld world;
+    world.Deliver(DeviceWorld::BaselinePatch());
+    for (const size_t most : {0, 1, 2, 3}) { // -v shows warnings and errors, -vv information too
+        const std::string log =
+            world.Tavomend("--json" + (most == 0 ? "" : " -" + std::string(most, 'v')) + " test").err;
+        EXPECT_EQ(log.find(" I 02E03/TavomendEngineApp: ") != std::string::npos, most > 1) << log;
+        EXPECT_EQ(log.find(" E 02E03/TavomendEngineApp: ") != std::string::npos, most > 0) << log;
+    }
+    const std::string line = std::string(TAVOMEND_PROGRAM) + " --root " + world.At("dev") + " boot";
+    const std::string shown = RunProgram({"script", "-qec", line, "/dev/null"}).out;
+    const std::string third(10, '#');
+    const std::string rest(10, '.');
+    EXPECT_NE(shown.find("\r[" + third + rest + rest + "] installed 1 of 3\r[" + third + third + rest +
+                         "] installed 2 of 3\r[" + third + third + third + "] installed 3 of 3\r\n"),
+              std::string::npos)
+        << shown;
+}
+
 const char* const FAILED_APPLY = R"-({"schema":1,"event":"progress","step":"installed","done":1,"total":1}
 {"schema":1,"event":"status","status":151,"message":"activites_failed"}
 {"schema":1,"event":"result","done":false,"status":"activites_failed","version":"patch01",)-"

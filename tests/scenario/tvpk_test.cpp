@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 
 #include "tests/support/cli_runner.h"
@@ -177,6 +178,48 @@ TEST_F(TvpkTest, TellsWhatItMakes)
     const auto told = Json::parse(Run("inspect out/app.tvpk --json").out)["configuration"];
     EXPECT_EQ(told["data_kept"], true);
     EXPECT_EQ(told["need_reboot"], false);
+}
+
+TEST_F(TvpkTest, MakesADifferenceAndTheFileFromIt)
+{
+    const auto made = Json::parse(Run("diff a1.vab a2.vab d --json").out);
+    EXPECT_EQ(made["oldSize"], fs::file_size(At("a1.vab")));
+    EXPECT_EQ(made["newSize"], fs::file_size(At("a2.vab")));
+    EXPECT_EQ(made["diffSize"], fs::file_size(At("d")));
+    EXPECT_EQ(made["entries"], 2);
+    char share[16];
+    snprintf(share, sizeof(share), "%.1f", 100 * made["diffSize"].get<double>() / made["newSize"].get<double>());
+    const std::string told = "archive: " + Size("d") + " bytes for a file of " + Size("a2.vab") + " (" + share +
+                             " %); plain zstd: " + std::to_string(made["plainSize"].get<int>());
+    const CliResult again = Run("diff a1.vab a2.vab d");
+    EXPECT_EQ(again.out, told + "\n");
+    EXPECT_EQ(again.err, ""); // steps are shown on a terminal only
+    const std::string line = std::string(TVPK_PROGRAM) + " diff " + At("a1.vab") + " " + At("a2.vab") + " " + At("d");
+    const std::string shown = RunProgram({"script", "-qec", line, "/dev/null"}).out;
+    const std::string step = "\r\\w+ +\\d+/\\d+\x1b\\[K";
+    EXPECT_TRUE(std::regex_match(shown.substr(0, shown.find("archive")),
+                                 std::regex("(" + step + "){3,}\rverify   1/1\x1b\\[K\r\x1b\\[K")))
+        << shown;
+    EXPECT_EQ(shown.substr(shown.find("archive")), told + "\r\n");
+
+    EXPECT_EQ(Run("patch d a1.vab made.vab").out,
+              "tvdf: " + Size("d") + " bytes brought forth " + Size("a2.vab") + "\n");
+    EXPECT_EQ(ReadFile(At("made.vab")), ReadFile(At("a2.vab")));
+    EXPECT_EQ(Json::parse(Run("patch d a1.vab made.vab --json").out), (Json{{"schema", 1},
+                                                                            {"command", "patch"},
+                                                                            {"code", 0},
+                                                                            {"text", "the file was rebuilt"},
+                                                                            {"format", "tvdf"},
+                                                                            {"diffSize", fs::file_size(At("d"))},
+                                                                            {"newSize", fs::file_size(At("a2.vab"))}}));
+    ASSERT_EQ(RunProgram({"zstd", "-q", "--patch-from", At("a1.vab"), At("a2.vab"), "-o", At("z")}).exitCode, 0);
+    EXPECT_EQ(Run("patch z a1.vab made.vab").out,
+              "zstd: " + Size("z") + " bytes brought forth " + Size("a2.vab") + "\n");
+    const CliResult wrong = Run("patch d b1.vab made.vab --json");
+    EXPECT_EQ(wrong.exitCode, 1);
+    const std::string why = "the old file is not the one that the difference was made for";
+    EXPECT_EQ(Json::parse(wrong.out), (Json{{"schema", 1}, {"command", "patch"}, {"code", 14}, {"text", why}}));
+    EXPECT_EQ(wrong.err, "tvpk: " + why + " (code 14)\n");
 }
 
 TEST_F(TvpkTest, RefusesInOneLine)

@@ -25,6 +25,8 @@ TEST(ErrorTextTest, ExplainsTheLastOperation)
          "com.b: the first attempt to install it failed (1|810), the second attempt to install it failed (1|811)"},
         {"1|0(0|600,611,640):48;1|1(0|811,822,810,822):35",
          "com.a: a rebuilt file does not have the stated hash (0|640)"},
+        {"1|1(0|200,400,430,600,611,810,811,812,813,814,822,820):35",
+         "com.a: the bundle service has no installer (0|820)"},
         {"1|1(7|9568391,811):35", "application 7: the bundle service died during the install (7|9568391)"},
         {"1|1(0|424242):35", "com.a: code 424242 (0|424242)"},
         {"11,810);0|0:47;1|1(100|10):35", // cut at the front

@@ -42,6 +42,22 @@ TEST_F(LogTest, WritesEveryMessageToTheFileAndToThePlatformLogWhatTheLevelAllows
                                       "\\[file\\.cpp\\(Function\\):42\\] a \\{\\} text with 5% and %s\n"));
 }
 
+TEST_F(LogTest, ALineFitsItsBufferOrIsLeftOut)
+{
+    char text[4] = "old";
+    EXPECT_EQ(TavomendEngine::sprintf_s(nullptr, 4, "x"), -1);
+    EXPECT_EQ(TavomendEngine::sprintf_s(text, 0, "x"), -1);
+    EXPECT_STREQ(text, "old");
+    EXPECT_EQ(TavomendEngine::sprintf_s(text, 4, "%d", 123), 3);
+    EXPECT_STREQ(text, "123");
+    EXPECT_EQ(TavomendEngine::sprintf_s(text, 4, "%d", 1234), -1);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(TavomendEngine::sprintf_s(text, 1, "%s", ""), 0);
+    text[0] = 'x';
+    EXPECT_EQ(TavomendEngine::sprintf_s(text, 4, nullptr), -1);
+    EXPECT_STREQ(text, "");
+}
+
 TEST_F(LogTest, TheFileIsRotatedAndThreeOldOnesStay)
 {
     TavomendLogger logger;
