@@ -188,8 +188,7 @@ void ParseZipTool::Reset()
 {
     TAVOMEND_LOG_I("reset unZipDir");
     if (unzHandle_ != nullptr) {
-        unzClose(unzHandle_);
-        unzHandle_ = nullptr;
+        unzClose(std::exchange(unzHandle_, nullptr));
     }
 }
 } // namespace ORVX::TavomendEngine

@@ -35,9 +35,9 @@ std::string FileNameOf(const std::string& path)
 // The work beside the output; removed with everything in it unless the package was moved out.
 class WorkDir {
 public:
-    explicit WorkDir(const std::string& outDir) : path_(outDir + "/.tvpk-XXXXXX")
+    explicit WorkDir(const std::string& outDir)
+        : path_(outDir + "/.tvpk-XXXXXX"), isMade_(FileUtils::MakeDirs(outDir) && mkdtemp(path_.data()) != nullptr)
     {
-        isMade_ = FileUtils::MakeDirs(outDir) && mkdtemp(path_.data()) != nullptr;
     }
     ~WorkDir()
     {
@@ -52,7 +52,7 @@ public:
 
 private:
     std::string path_;
-    bool isMade_ = false;
+    const bool isMade_;
 };
 
 bool CheckBase(const std::string& base, std::string& error)

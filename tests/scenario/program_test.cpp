@@ -141,9 +141,10 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
 {
     const DeviceWorld world;
     world.Deliver(DeviceWorld::BaselinePatch());
-    for (const size_t most : {0, 1, 2, 3}) { // -v shows warnings and errors, -vv information too
+    for (const size_t most : {0, 1, 2, 3}) { // -v shows warnings and errors, -vv information too, -vvv everything
         const std::string log =
-            world.Tavomend("--json" + (most == 0 ? "" : " -" + std::string(most, 'v')) + " test").err;
+            world.Tavomend("--json" + (most == 0 ? "" : " -" + std::string(most, 'v')) + " load --stage init").err;
+        EXPECT_EQ(log.find(" D 02E03/TavomendEngineApp: ") != std::string::npos, most > 2) << log;
         EXPECT_EQ(log.find(" I 02E03/TavomendEngineApp: ") != std::string::npos, most > 1) << log;
         EXPECT_EQ(log.find(" E 02E03/TavomendEngineApp: ") != std::string::npos, most > 0) << log;
     }
@@ -262,7 +263,12 @@ TEST(ProgramTest, TellsWrongUsageFromFailure)
         EXPECT_EQ(result.out, "") << arguments;
         EXPECT_EQ(result.err.substr(0, std::string(says).size()), says) << arguments;
     }
-    EXPECT_EQ(world.Tavomend("--help").exitCode, 0);
+    const CliResult help = world.Tavomend("--help");
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(std::regex_search(help.out, std::regex("device .*\n *deliver .*\n *apply .*\n *load .*\n *boot .*\n *"
+                                                       "revoke .*\n *clear .*\n *test .*\n *version .*\n *status "
+                                                       ".*\n *info .*\n")))
+        << help.out;
     EXPECT_EQ(world.Tavomend("--version").out, "1.0.0\n");
 }
 

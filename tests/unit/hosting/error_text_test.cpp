@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <set>
 
 #include "hosting/error_text.h"
 #include "ports/host/host_port.h"
@@ -38,6 +39,27 @@ TEST(ErrorTextTest, ExplainsTheLastOperation)
         EXPECT_EQ(ExplainDetail(TavomendHost::HostPort(), entry.detail, {"com.a", "com.b"}), entry.text)
             << entry.detail;
     }
+}
+
+// Whatever the engine records of an application is told in words.
+TEST(ErrorTextTest, KnowsEveryCodeThatIsRecorded)
+{
+    const std::set<int32_t> recorded = {200, 210, 220, 230, 400, 410, 420, 430, 431,     440,    600, 610,
+                                        611, 612, 613, 620, 640, 802, 803, 805, 810,     811,    812, 813,
+                                        814, 815, 816, 818, 819, 820, 821, 822, 9568391, 9568392};
+    for (const int32_t start : {0, 9568300}) {
+        for (int32_t code = start; code < start + 1000; ++code) {
+            const std::string number = std::to_string(code);
+            const std::string text = ExplainDetail(TavomendHost::HostPort(), "1|1(0|" + number + "):35", {"com.a"});
+            EXPECT_EQ(text != "com.a: code " + number + " (0|" + number + ")", recorded.count(code) != 0) << text;
+        }
+    }
+    EXPECT_EQ(ExplainDetail(TavomendHost::HostPort(), "1|1(102|50):35", {}), "a state refused the switch (102|50)");
+    EXPECT_EQ(ExplainDetail(TavomendHost::HostPort(), "1|1(102|60):35", {}),
+              "a state was asked for another state's work (102|60)");
+    EXPECT_EQ(ExplainDetail(TavomendHost::HostPort(), "1|1(100|0,10,30):35", {}),
+              "the package's configuration is missing or not valid (100|30), there is not enough free space for the "
+              "rebuilt applications (100|10), the package or its signature file is missing (100|0)");
 }
 } // namespace
 } // namespace ORVX::TavomendHosting

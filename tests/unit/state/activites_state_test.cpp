@@ -90,6 +90,8 @@ TEST_F(ActivitesStateTest, ASecondFailureIsFinalAndCountsForTheProgress)
     EXPECT_FALSE(Switch({"com.a"}));
     EXPECT_EQ(TakeCodes(), "(0|811,1002,810,1002)");
     EXPECT_EQ(client_->reports, (Reports{{0, 2}, {1, 1}})); // the second that is counted in this process
+    EXPECT_FALSE(Switch({"com.none"}));
+    EXPECT_EQ(TakeCodes(), "(101|811,230,812,230,230,810,230,812,230,230)");
 }
 
 TEST_F(ActivitesStateTest, ARevokeAsksForNothingInTheInitStageOrWithoutAStatus)
