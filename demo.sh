@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The main job from end to end: two versions of an application, a signed patch between them, a device that takes it.
 #   ./demo.sh                    with a sample application of several MB
-#   ./demo.sh OLD.vab NEW.vab    with your own application packages
+#   ./demo.sh OLD.vab NEW.vab    with your own bundle files
 # Exit status 0 only if the device runs the new version at the end.
 set -euo pipefail
 start_dir=$PWD

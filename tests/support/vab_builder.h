@@ -1,4 +1,4 @@
-// Application packages for tests.
+// Bundle files for tests.
 #ifndef TAVOMEND_TESTS_SUPPORT_VAB_BUILDER_H
 #define TAVOMEND_TESTS_SUPPORT_VAB_BUILDER_H
 
