@@ -94,6 +94,28 @@ TEST_F(ActivitesStateTest, ASecondFailureIsFinalAndCountsForTheProgress)
     EXPECT_EQ(TakeCodes(), "(101|811,230,812,230,230,810,230,812,230,230)");
 }
 
+TEST_F(ActivitesStateTest, OnlyWhatWasPreparedIsInstalled)
+{
+    EXPECT_FALSE(Switch({"com.none"})); // no package has passed the gate
+    EXPECT_EQ(TakeCodes(), "(102|70)");
+    PatchRecipe recipe = Enable({"com.none", "com.bad", "com.done"});
+    recipe.apps[0].isMemberMissing = true;
+    recipe.apps[1].files[0].hash = std::string(64, '0');
+    service_->Add("com.done", 8);
+    Deliver(recipe);
+    for (const char* name : {"com.none", "com.bad", "com.done"}) {
+        static_cast<void>(Packages()->ExactAPatch(name) && Packages()->RestoreAPatch(name));
+    }
+    TakeCodes();
+    const LogCapture log;
+    EXPECT_FALSE(Switch({"com.none", "com.bad", "com.done"}));
+    EXPECT_EQ(TakeCodes(), "(1|810,822)(0|810,813)");
+    EXPECT_TRUE(log.Contains("app is exact failed") && log.Contains("app is restore failed"));
+    EXPECT_TRUE(log.Contains("app is fix, skip"));
+    EXPECT_TRUE(service_->installs.empty());
+    EXPECT_EQ(client_->reports, (Reports{{0, 3}}));
+}
+
 TEST_F(ActivitesStateTest, ARevokeAsksForNothingInTheInitStageOrWithoutAStatus)
 {
     DeliverRevoke();

@@ -104,6 +104,14 @@ TEST_F(StatesTest, ReadyWritesTheRecoverListInTheInitStageOnly)
     EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.a\", \"com.b\"]\n}");
     std::filesystem::remove(Formats::BACKUP_SIGN_PATH); // gone since: the gate that has passed does not count
     EXPECT_FALSE(ready.SwitchState(READY, {}));
+
+    DelayedSingleton<TvpkBakPackageManager>::DestroyInstance();
+    PatchRecipe broken;
+    broken.configText = "{}";
+    WriteFile(Formats::BACKUP_PACKAGE_PATH, PatchBuilder(broken).Package());
+    WriteFile(Formats::BACKUP_SIGN_PATH, key_.Sign(ReadFile(Formats::BACKUP_PACKAGE_PATH)));
+    EXPECT_FALSE(ReadyState().SwitchState(READY, {}));
+    EXPECT_TRUE(log.Contains("parse app_tavomend_config.json failed") && log.Contains("GetPackageInfo failed"));
     EXPECT_EQ(TakeCodes(), "");
 }
 } // namespace
