@@ -57,8 +57,9 @@ TEST(ErrorTextTest, KnowsEveryCodeThatIsRecorded)
     EXPECT_EQ(ExplainDetail(TavomendHost::HostPort(), "1|1(102|50):35", {}), "a state refused the switch (102|50)");
     EXPECT_EQ(ExplainDetail(TavomendHost::HostPort(), "1|1(102|60):35", {}),
               "a state was asked for another state's work (102|60)");
-    EXPECT_EQ(ExplainDetail(TavomendHost::HostPort(), "1|1(100|0,10,30):35", {}),
-              "the package's configuration is missing or not valid (100|30), there is not enough free space for the "
+    EXPECT_EQ(ExplainDetail(TavomendHost::HostPort(), "1|1(100|0,10,30,40):35", {}),
+              "the package is not made for this device's base version (100|40), the package's configuration is missing "
+              "or not valid (100|30), there is not enough free space for the "
               "rebuilt applications (100|10), the package or its signature file is missing (100|0)");
 }
 } // namespace
