@@ -12,17 +12,6 @@ constexpr uint64_t MAX_MANIFEST_SIZE = 64 * 1024;
 constexpr size_t MAX_NAME_SIZE = 199;
 constexpr double MAX_VERSION_CODE = 2147483647.0;
 
-// A text ends at its first NUL for whoever reads it here, and later for somebody else.
-bool HasNul(const std::string& text)
-{
-    for (size_t at = text.find('\\'); at != std::string::npos; at = text.find('\\', at + 2)) {
-        if (text.compare(at, 6, "\\u0000") == 0) {
-            return true;
-        }
-    }
-    return text.find('\0') != std::string::npos;
-}
-
 bool ReadText(const cJSON* root, const char* key, std::string& value)
 {
     const cJSON* member = cJSON_GetObjectItemCaseSensitive(root, key);
@@ -81,7 +70,7 @@ std::optional<BundleManifest> BundleFile::Read(const std::string& path, std::str
 
 std::optional<BundleManifest> BundleFile::ParseManifest(const std::string& text, std::string& error)
 {
-    const Handles::JsonRoot root(HasNul(text) ? nullptr : TavomendEngine::JsonTool().ParseJson(text));
+    const Handles::JsonRoot root(TavomendEngine::JsonTool().ParseJson(text));
     if (root == nullptr || cJSON_IsObject(root.get()) == 0) {
         error = "manifest.json is not a JSON object, or has a NUL in it";
         return std::nullopt;

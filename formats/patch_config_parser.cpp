@@ -29,7 +29,7 @@ bool PatchConfigParser::ParseConfig(cJSON* root)
 bool PatchConfigParser::ParseProduct(cJSON* root)
 {
     if (root == nullptr) {
-        return Refuse(__func__, "root is null", "the configuration is not JSON");
+        return Refuse(__func__, "root is null", "the configuration is not JSON, or has a NUL in it");
     }
     const cJSON* product = jsonTool_.GetObject(root, "product");
     if (product == nullptr) {
@@ -71,7 +71,7 @@ bool PatchConfigParser::ParseAppFileHash(cJSON* array, AppInfo& info)
 bool PatchConfigParser::ParseApps(cJSON* root)
 {
     if (root == nullptr) {
-        return Refuse(__func__, "root is null", "the configuration is not JSON");
+        return Refuse(__func__, "root is null", "the configuration is not JSON, or has a NUL in it");
     }
     const cJSON* apps = jsonTool_.GetObject(root, "apps");
     if (apps == nullptr) {

@@ -8,6 +8,16 @@ const cJSON* Member(const cJSON* node, const std::string& key)
 {
     return cJSON_GetObjectItemCaseSensitive(node, key.c_str());
 }
+// A text would end at its first NUL for whoever reads it here, and later for somebody else.
+bool HasNul(const std::string& text)
+{
+    for (size_t at = text.find('\\'); at != std::string::npos; at = text.find('\\', at + 2)) {
+        if (text.compare(at, 6, "\\u0000") == 0) {
+            return true;
+        }
+    }
+    return text.find('\0') != std::string::npos;
+}
 } // namespace
 
 cJSON* JsonTool::ParseJsonFromFile(const std::string& path) const
@@ -18,7 +28,8 @@ cJSON* JsonTool::ParseJsonFromFile(const std::string& path) const
 cJSON* JsonTool::ParseJson(const std::string& text) const
 {
     constexpr cJSON_bool WANT_NOTHING_BEHIND = 1;
-    return cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, nullptr, WANT_NOTHING_BEHIND);
+    return HasNul(text) ? nullptr
+                        : cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, nullptr, WANT_NOTHING_BEHIND);
 }
 
 int JsonTool::GetInt(const cJSON* node, const std::string& key, int defaultValue) const

@@ -9,7 +9,8 @@ namespace ORVX::TavomendEngine {
 // Without state; nothing throws. The documents are cJSON's and follow its rules for threads: one at a time for each.
 class JsonTool {
 public:
-    // The document's root, to be freed with cJSON_Delete; null when the file cannot be read or is not one JSON value.
+    // The document's root, to be freed with cJSON_Delete; null when the file cannot be read, is not one
+    // JSON value, or has a NUL in it, also a written one: names and texts would be cut there.
     [[nodiscard]] cJSON* ParseJsonFromFile(const std::string& path) const;
     // The same for a text.
     [[nodiscard]] cJSON* ParseJson(const std::string& text) const;

@@ -60,7 +60,7 @@ TEST(PatchConfigTest, NamesEveryBrokenRuleBehindWhatIsKnown)
                             "com.b: \"file_num\", \"base_path\", \"diff_path\" and \"apps_hash\" differ in number"));
     problems.clear();
     EXPECT_FALSE(ParsePatchConfig("{", problems));
-    EXPECT_THAT(problems, ElementsAre("the configuration is not JSON"));
+    EXPECT_THAT(problems, ElementsAre("the configuration is not JSON, or has a NUL in it"));
 }
 
 TEST(PatchConfigTest, WritesWhatItHasRead)
@@ -93,7 +93,7 @@ TEST(PatchConfigTest, StepsRefuseWhatIsNotThere)
     EXPECT_THAT(steps.refusals, ElementsAre("ParseProduct: root is null", "ParseApps: root is null",
                                             "ParseAppInfo: ParseAppInfo failed", "GetAppType: root is null"));
     EXPECT_FALSE(steps.ParseConfig(nullptr));
-    EXPECT_THAT(steps.Problems(), ElementsAre("the configuration is not JSON")); // the earlier ones are gone
+    EXPECT_THAT(steps.Problems(), ElementsAre("the configuration is not JSON, or has a NUL in it")); // the earlier ones are gone
 }
 
 TEST(PatchPathsTest, TakesPathsApart)
