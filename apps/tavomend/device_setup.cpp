@@ -1,5 +1,6 @@
 #include "apps/tavomend/device_setup.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <future>
 #include <map>
@@ -12,6 +13,7 @@
 #include "platform/api/system_ability_manager.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
+#include "ports/host/bundle_file_set.h"
 #include "ports/host/bundle_store.h"
 #include "ports/host/host_platform.h"
 
@@ -22,6 +24,7 @@ using TavomendEngine::FileUtils;
 namespace {
 constexpr const char* INSTALL_STAGING_DIR = "/data/app/incoming";
 constexpr uint32_t FILE_MODE = 0644;
+constexpr const char* CANNOT_READ_STORE = "the bundle store cannot be read";
 
 // Hands the installer's verdict over to the waiting command.
 class Verdict : public StatusReceiverHost {
@@ -48,24 +51,92 @@ public:
 
     [[nodiscard]] bool Add(const std::string& file)
     {
+        files_.push_back(file);
         paths_.push_back(INSTALL_STAGING_DIR + ("/" + std::to_string(paths_.size())) + ".vab");
         return FileUtils::ReplaceFileByCopy(file, deviceFolder_ + paths_.back(), FILE_MODE);
     }
     // From now on the process is on the device root.
     void EnterDevice() { deviceFolder_.clear(); }
     [[nodiscard]] const std::vector<std::string>& Paths() const { return paths_; }
+    // A message about a copy, as one about the file that was given.
+    [[nodiscard]] std::string InUsersWords(std::string message) const
+    {
+        for (size_t i = 0; i < paths_.size(); ++i) {
+            const size_t at = message.find(paths_[i]);
+            if (at != std::string::npos) {
+                return message.replace(at, paths_[i].size(), files_[i]);
+            }
+        }
+        return message;
+    }
 
 private:
     std::string deviceFolder_;
+    std::vector<std::string> files_; // as they were given, one for each path
     std::vector<std::string> paths_;
 };
 
+// What a device init makes: taken back again, unless it is kept.
+class MadePaths {
+public:
+    MadePaths() = default;
+    ~MadePaths()
+    {
+        for (auto path = made_.rbegin(); path != made_.rend(); ++path) {
+            FileUtils::CleanDir(*path, true);
+        }
+        for (const auto& [path, content] : former_) {
+            static_cast<void>(FileUtils::ReplaceFile(path, content, FILE_MODE));
+        }
+    }
+    MadePaths(const MadePaths&) = delete;
+    MadePaths& operator=(const MadePaths&) = delete;
+
+    // Before a directory or file is made there, or written over.
+    void Watch(const std::string& path)
+    {
+        std::string content = FileUtils::GetFileStream(path);
+        if (!content.empty()) {
+            former_.emplace(path, std::move(content));
+        }
+        for (fs::path at = path; !IsThere(at); at = at.parent_path()) {
+            if (IsThere(at.parent_path())) {
+                made_.push_back(at.string());
+            }
+        }
+    }
+    void Keep()
+    {
+        made_.clear();
+        former_.clear();
+    }
+
+private:
+    static bool IsThere(const fs::path& path)
+    {
+        std::error_code error;
+        return fs::symlink_status(path, error).type() != fs::file_type::not_found;
+    }
+
+    std::vector<std::string> made_; // with all that will be below
+    std::map<std::string, std::string> former_;
+};
+
+bool IsBaseVersion(const std::string& text)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char letter) {
+        return letter >= ' ' && letter <= '~' && std::string("\"'\\$`").find(letter) == std::string::npos;
+    });
+}
+
 // Where on the device each factory file goes: an application's directory is named after its first file. Nothing for a
-// file that is no bundle file.
+// file that is no bundle file, does not go with the others of its application, or would take another one's place.
 std::optional<std::map<std::string, std::string>> PlaceFactoryFiles(const std::vector<std::string>& files,
                                                                     std::string& error)
 {
     std::map<std::string, std::string> dirs; // by bundle name
+    std::map<std::string, TavomendHost::BundleFileSet> sets;
+    std::map<std::string, std::string> sources; // by target
     std::map<std::string, std::string> targets;
     for (const auto& file : files) {
         const auto manifest = Formats::BundleFile::Read(file, error);
@@ -75,15 +146,29 @@ std::optional<std::map<std::string, std::string>> PlaceFactoryFiles(const std::v
         const bool isFwk = manifest->bundleType == Formats::BUNDLE_TYPE_SERVICE_FWK;
         const std::string name = fs::path(file).stem().string();
         const std::string dir = std::string(Formats::FACTORY_APP_DIR) + (isFwk ? "/appServiceFwk/" : "/") + name;
-        targets[file] =
+        const std::string target =
             dirs.emplace(manifest->bundleName, dir).first->second + "/" + name + Formats::BUNDLE_FILE_SUFFIX;
+        const auto [former, isFree] = sources.emplace(target, file);
+        if (!isFree) {
+            error =
+                former->second + " and " + file + " would both become " + target + ": give one of them another name";
+            return std::nullopt;
+        }
+        if (AddToBundleFileSet(file, *manifest, sets[manifest->bundleName], error) != TavomendHost::INSTALL_OK) {
+            return std::nullopt;
+        }
+        targets[file] = target;
     }
     return targets;
 }
 
 // What can be refused is refused before anything is written.
-bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string& error)
+bool LayOutFiles(const std::string& root, const DeviceSetup& setup, MadePaths& made, std::string& error)
 {
+    if (!IsBaseVersion(setup.baseVersion)) {
+        error = "a base version is one line of printable characters, without quotes, backslashes, \"$\" and \"`\"";
+        return false;
+    }
     const bool hasKey = !setup.publicKey.empty();
     if (hasKey && FileUtils::GetFileStream(setup.publicKey).find("BEGIN PUBLIC KEY") == std::string::npos) {
         error = setup.publicKey + " is no PEM public key";
@@ -92,6 +177,11 @@ bool LayOutFiles(const std::string& root, const DeviceSetup& setup, std::string&
     const auto factoryFiles = PlaceFactoryFiles(setup.factoryFiles, error);
     if (!factoryFiles) {
         return false;
+    }
+    made.Watch(root + TavomendEngine::OS_RELEASE_PATH);
+    made.Watch(root + Formats::PUBLIC_KEY_PATH);
+    for (const auto& entry : *factoryFiles) {
+        made.Watch(root + entry.second);
     }
     const std::string release = "NAME=\"Device\"\nVERSION_ID=\"" + setup.baseVersion + "\"\n";
     if (!FileUtils::ReplaceFile(root + TavomendEngine::OS_RELEASE_PATH, release, FILE_MODE)) {
@@ -142,6 +232,16 @@ std::vector<std::string> FilesOf(const InstalledBundle& bundle)
     return files;
 }
 
+// Nothing, shown, when they cannot be read.
+std::optional<std::vector<InstalledBundle>> ListBundles(const Session& session, const IDevicePlatform& platform)
+{
+    auto bundles = platform.ListBundles();
+    if (!bundles) {
+        session.Out().Fail(CANNOT_READ_STORE);
+    }
+    return bundles;
+}
+
 std::string JoinUsers(const std::vector<int32_t>& users)
 {
     std::string text;
@@ -150,23 +250,14 @@ std::string JoinUsers(const std::vector<int32_t>& users)
     }
     return text;
 }
-} // namespace
 
-int RunDeviceInit(Session& session, const DeviceSetup& setup)
+int MakeDevice(Session& session, const std::string& root, const DeviceSetup& setup, MadePaths& made)
 {
-    const std::string root = session.DeviceFolder();
     std::string error;
-    if (root.empty()) {
-        return session.Out().Fail("`device init` wants --root DIR: it does not turn this machine into a device");
+    for (const auto& path : TavomendHost::HostPlatform::InitPaths()) {
+        made.Watch(root + path);
     }
-    if (FileUtils::FileIsExist(root + TavomendHost::BUNDLE_STORE_PATH)) {
-        return session.Out().Fail("there is a device in " + root + " already");
-    }
-    const std::string absolute = fs::absolute(root).lexically_normal().string();
-    if (!FileUtils::MakeDirs(absolute)) {
-        return session.Out().Fail("cannot make the directory " + root);
-    }
-    if (!LayOutFiles(absolute, setup, error)) {
+    if (!LayOutFiles(root, setup, made, error)) {
         return session.Out().Fail(error);
     }
     if (!session.EnterRoot()) {
@@ -175,14 +266,39 @@ int RunDeviceInit(Session& session, const DeviceSetup& setup)
     if (!TavomendHost::HostPlatform::InitDevice(error)) {
         return session.Out().Fail(error);
     }
-    const auto platform = session.StartPlatform(ServiceStart::SCAN);
-    if (platform == nullptr) {
+    const auto platform = session.StartPlatform(ServiceStart::ATTACH);
+    const auto bundles = platform == nullptr ? std::nullopt : ListBundles(session, *platform);
+    if (!bundles) {
         return EXIT_FAILED;
     }
-    session.Out().Say("a device at base version " + setup.baseVersion + " with " +
-                      std::to_string(platform->ListBundles().size()) + " factory applications, user 100");
-    session.Out().Emit({{"baseVersion", setup.baseVersion}, {"applications", platform->ListBundles().size()}});
+    session.Out().Say("a device at base version " + setup.baseVersion + " with " + std::to_string(bundles->size()) +
+                      " factory applications, user 100");
+    session.Out().Emit({{"baseVersion", setup.baseVersion}, {"applications", bundles->size()}});
     return EXIT_DONE;
+}
+} // namespace
+
+int RunDeviceInit(Session& session, const DeviceSetup& setup)
+{
+    const std::string root = session.DeviceFolder();
+    if (root.empty()) {
+        return session.Out().Fail("`device init` wants --root DIR: it does not turn this machine into a device");
+    }
+    if (FileUtils::FileIsExist(root + TavomendHost::BUNDLE_STORE_PATH)) {
+        return session.Out().Fail("there is a device in " + root + " already");
+    }
+    const std::string absolute = fs::absolute(root).lexically_normal().string();
+    MadePaths made;
+    made.Watch(absolute);
+    if (!FileUtils::MakeDirs(absolute)) {
+        return session.Out().Fail("cannot make the directory " + root);
+    }
+    const int result = MakeDevice(session, absolute, setup, made);
+    session.LeaveRoot();
+    if (result == EXIT_DONE) {
+        made.Keep();
+    }
+    return result;
 }
 
 int RunDeviceInstall(Session& session, const std::vector<std::string>& files, int32_t userId)
@@ -208,7 +324,8 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
     if (!RequestInstall(incoming.Paths(), userId, verdict)) {
         return session.Out().Fail("the bundle service refused the request");
     }
-    const auto [code, message] = verdict->Wait();
+    auto [code, message] = verdict->Wait();
+    message = incoming.InUsersWords(message);
     session.Out().Emit({{"code", code}, {"message", message}});
     if (code != 0) {
         return session.Out().Fail(message);
@@ -234,20 +351,25 @@ int RunDeviceUsers(Session& session, const std::vector<int32_t>& added, const st
             return session.Out().Fail(error);
         }
     }
-    session.Out().Emit({{"users", platform->ListUsers()}});
-    session.Out().Say("users: " + JoinUsers(platform->ListUsers()));
+    const auto users = platform->ListUsers();
+    if (!users) {
+        return session.Out().Fail(CANNOT_READ_STORE);
+    }
+    session.Out().Emit({{"users", *users}});
+    session.Out().Say("users: " + JoinUsers(*users));
     return EXIT_DONE;
 }
 
 int RunDeviceList(Session& session)
 {
     const auto platform = session.EnterDevice() ? session.StartPlatform(ServiceStart::ATTACH) : nullptr;
-    if (platform == nullptr) {
+    const auto bundles = platform == nullptr ? std::nullopt : ListBundles(session, *platform);
+    if (!bundles) {
         return EXIT_FAILED;
     }
     Cli::TextTable table({"BUNDLE", "USERS", "VERSION", "NAME", "STATE", "FLAGS"});
     auto rows = nlohmann::ordered_json::array();
-    for (const auto& bundle : platform->ListBundles()) {
+    for (const auto& bundle : *bundles) {
         const char* state = !bundle.isFactory ? "updated" : "factory";
         table.Add({bundle.bundleName, JoinUsers(bundle.users), std::to_string(bundle.versionCode), bundle.versionName,
                    state, FlagsOf(bundle)});

@@ -33,6 +33,8 @@ public:
     [[nodiscard]] bool EnterDevice();
     // The same, without the check, for a folder that is to become a device.
     [[nodiscard]] bool EnterRoot();
+    // Back out of the device root, where one was entered.
+    void LeaveRoot() { root_.reset(); }
     // The port's services, on the device root, for commands that ask them and not the engine. Null, shown, on failure.
     [[nodiscard]] std::unique_ptr<IDevicePlatform> StartPlatform(ServiceStart start) const;
 

@@ -24,6 +24,7 @@ struct ScanReport {
         uint32_t versionCode = 0; // after the action
     };
     std::vector<Entry> entries;
+    std::string storeRebuilt; // one line when the record of what is installed was damaged and has been made anew
 };
 
 // One application as the bundle service has it installed.
@@ -48,8 +49,10 @@ public:
 
     // Of the scan at the start; empty after ATTACH.
     [[nodiscard]] virtual const ScanReport& GetScanReport() const = 0;
-    [[nodiscard]] virtual std::vector<InstalledBundle> ListBundles() const = 0;
-    [[nodiscard]] virtual std::vector<int32_t> ListUsers() const = 0;
+    // By name; nothing when that cannot be read, which is not the same as an empty list.
+    [[nodiscard]] virtual std::optional<std::vector<InstalledBundle>> ListBundles() const = 0;
+    // By id; nothing when that cannot be read.
+    [[nodiscard]] virtual std::optional<std::vector<int32_t>> ListUsers() const = 0;
     // Creates an account and publishes event 2. False with one line for people when it exists or the id is not above 0.
     [[nodiscard]] virtual bool AddUser(int32_t userId, std::string& error) = 0;
     // Takes the user's bundles along. False with one line for people.

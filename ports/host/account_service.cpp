@@ -41,7 +41,7 @@ std::shared_ptr<BundleStore> AccountService::FindStore()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     auto store = served_.lock();
-    std::string error;
-    return store == nullptr ? BundleStore::Open(error) : store;
+    StoreFault fault;
+    return store == nullptr ? BundleStore::Open(BUNDLE_STORE_PATH, fault) : store;
 }
 } // namespace ORVX::TavomendHost

@@ -15,19 +15,35 @@ using Formats::RecoverList;
 using TavomendEngine::FileUtils;
 
 namespace {
-// Sorted, so that a scan does the same in the same order every time.
-std::vector<std::string> ListBundleFiles(const std::string& directory)
+constexpr const char* CANNOT_READ_STORE = "the bundle store cannot be read";
+
+// The bundle files below a directory, and the directories that could not be listed.
+void ListBundleFiles(const fs::path& directory, std::vector<std::string>& paths, std::vector<std::string>& unlisted)
 {
-    std::vector<std::string> paths;
     std::error_code error;
-    for (fs::recursive_directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
+    for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
         std::error_code inner;
-        if (fs::is_regular_file(at->symlink_status(inner)) && at->path().extension() == Formats::BUNDLE_FILE_SUFFIX) {
+        const auto type = at->symlink_status(inner).type();
+        if (type == fs::file_type::directory) {
+            ListBundleFiles(at->path(), paths, unlisted);
+        } else if (type == fs::file_type::regular && at->path().extension() == Formats::BUNDLE_FILE_SUFFIX) {
             paths.push_back(at->path().string());
         }
     }
-    std::sort(paths.begin(), paths.end());
-    return paths;
+    if (error && error != std::errc::no_such_file_or_directory) {
+        unlisted.push_back(directory.string());
+    }
+}
+
+std::string ParentOf(const std::string& path)
+{
+    return fs::path(path).parent_path().string();
+}
+
+bool IsGone(const std::string& path)
+{
+    std::error_code error;
+    return fs::symlink_status(path, error).type() == fs::file_type::not_found;
 }
 } // namespace
 
@@ -38,16 +54,21 @@ BootScan::BootScan(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePla
 
 ScanReport BootScan::Run()
 {
-    placer_->RemoveLeftovers();
+    if (!placer_->RemoveLeftovers()) {
+        Skip("", std::string(CANNOT_READ_STORE) + ": nothing is cleaned up");
+    }
     RegisterFactoryApps();
     RestoreRevokedApps();
     TakeInColdBundles();
+    if (!placer_->RefreshNotes()) {
+        Skip("", "the notes beside installed applications cannot be written");
+    }
     return std::move(report_);
 }
 
 void BootScan::RegisterFactoryApps()
 {
-    factoryApps_ = CollectSets(Formats::FACTORY_APP_DIR);
+    factoryApps_ = CollectSets(Formats::FACTORY_APP_DIR, isFactoryWhole_);
     for (const auto& factory : factoryApps_) {
         RegisterFactoryApp(factory.second);
     }
@@ -56,7 +77,10 @@ void BootScan::RegisterFactoryApps()
 
 void BootScan::RegisterFactoryApp(const BundleFileSet& factory)
 {
-    auto installed = store_->FindBundle(factory.manifest.bundleName);
+    std::optional<InstalledBundle> installed;
+    if (!Find(factory.manifest.bundleName, installed)) {
+        return;
+    }
     const uint32_t version = factory.manifest.versionCode;
     if (installed && installed->isFactory && installed->versionCode == version &&
         installed->modules == factory.modules) {
@@ -78,8 +102,13 @@ void BootScan::RegisterFactoryApp(const BundleFileSet& factory)
 
 void BootScan::ForgetMissingFactoryApps()
 {
-    for (auto& bundle : store_->ListBundles()) {
-        if (!bundle.factoryVersion || factoryApps_.count(bundle.bundleName) != 0) {
+    auto bundles = store_->ListBundles();
+    if (!bundles) {
+        Skip("", std::string(CANNOT_READ_STORE) + ": no application is forgotten");
+        return;
+    }
+    for (auto& bundle : *bundles) {
+        if (!bundle.factoryVersion || factoryApps_.count(bundle.bundleName) != 0 || StaysWithout(bundle)) {
             continue;
         }
         if (bundle.isFactory) {
@@ -90,6 +119,19 @@ void BootScan::ForgetMissingFactoryApps()
             static_cast<void>(store_->ReplaceBundle(bundle));
         }
     }
+}
+
+bool BootScan::StaysWithout(const InstalledBundle& bundle)
+{
+    if (!bundle.isFactory) {
+        return !isFactoryWhole_;
+    }
+    const auto isGone = [](const auto& module) { return IsGone(module.second); };
+    if (std::all_of(bundle.modules.begin(), bundle.modules.end(), isGone)) {
+        return false;
+    }
+    Skip(bundle.bundleName, "its factory files could not be read; it stays as it is");
+    return true;
 }
 
 void BootScan::RestoreRevokedApps()
@@ -104,9 +146,9 @@ void BootScan::RestoreRevokedApps()
         return;
     }
     for (const auto& name : list.names) {
-        const auto installed = store_->FindBundle(name);
+        std::optional<InstalledBundle> installed;
         const auto factory = factoryApps_.find(name);
-        if (!installed || installed->isFactory) {
+        if (!Find(name, installed) || !installed || installed->isFactory) {
             continue;
         }
         if (factory == factoryApps_.end()) {
@@ -121,8 +163,12 @@ void BootScan::RestoreRevokedApps()
 
 void BootScan::TakeInColdBundles()
 {
-    for (const auto& [name, set] : CollectSets(Formats::COLD_WORK_DIR)) {
-        const auto installed = store_->FindBundle(name);
+    bool isWhole = true;
+    for (const auto& [name, set] : CollectSets(Formats::COLD_WORK_DIR, isWhole)) {
+        std::optional<InstalledBundle> installed;
+        if (!Find(name, installed)) {
+            continue;
+        }
         if (installed && installed->versionCode >= set.manifest.versionCode) {
             continue; // taken in by an earlier scan, or overtaken
         }
@@ -135,15 +181,23 @@ void BootScan::TakeInColdBundles()
     }
 }
 
-BootScan::Sets BootScan::CollectSets(const std::string& directory)
+BootScan::Sets BootScan::CollectSets(const std::string& directory, bool& isWhole)
 {
     Sets sets;
     std::set<std::string> refused;
-    for (const auto& path : ListBundleFiles(directory)) {
+    std::vector<std::string> paths;
+    std::vector<std::string> unread; // directories that hold more than was read
+    ListBundleFiles(directory, paths, unread);
+    for (const auto& unlisted : unread) {
+        Skip("", "cannot read " + unlisted);
+    }
+    std::sort(paths.begin(), paths.end()); // so that a scan does the same in the same order every time
+    for (const auto& path : paths) {
         std::string message;
         const auto manifest = Formats::BundleFile::Read(path, message);
         if (!manifest) {
             Skip("", message);
+            unread.push_back(ParentOf(path));
             continue;
         }
         if (AddToBundleFileSet(path, *manifest, sets[manifest->bundleName], message) != INSTALL_OK) {
@@ -151,10 +205,29 @@ BootScan::Sets BootScan::CollectSets(const std::string& directory)
             refused.insert(manifest->bundleName);
         }
     }
+    for (const auto& [name, set] : sets) {
+        const auto isInDoubt = [&unread](const auto& module) {
+            return std::find(unread.begin(), unread.end(), ParentOf(module.second)) != unread.end();
+        };
+        if (refused.count(name) == 0 && std::any_of(set.modules.begin(), set.modules.end(), isInDoubt)) {
+            Skip(name, "a file beside its own could not be read");
+            refused.insert(name);
+        }
+    }
     for (const auto& name : refused) {
         sets.erase(name);
     }
+    isWhole = refused.empty() && unread.empty();
     return sets;
+}
+
+bool BootScan::Find(const std::string& bundleName, std::optional<InstalledBundle>& installed)
+{
+    const bool isRead = store_->FindBundle(bundleName, installed);
+    if (!isRead) {
+        Skip(bundleName, CANNOT_READ_STORE);
+    }
+    return isRead;
 }
 
 void BootScan::Report(const std::string& bundleName, const char* action, uint32_t versionCode)

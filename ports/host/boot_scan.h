@@ -4,6 +4,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,8 @@
 namespace ORVX::TavomendHost {
 // Factory applications first; then every bundle of the recover list goes back to its factory version; then the rebuilt
 // bundle files under the cold work directory are taken in. Each step looks at what is there, so that a scan that was
-// cut short and runs again ends the same.
+// cut short and runs again ends the same. What cannot be read, in the store or among the files, is not taken for gone:
+// nothing is removed or forgotten for its sake.
 class BootScan {
 public:
     // The store is open and shared with the service; nobody installs while the scan runs.
@@ -30,14 +32,20 @@ private:
     void ForgetMissingFactoryApps();
     void RestoreRevokedApps();
     void TakeInColdBundles();
-    // The whole bundle files below a directory, by bundle; what cannot be used is reported.
-    [[nodiscard]] Sets CollectSets(const std::string& directory);
+    // The whole bundle files below a directory, by bundle; what cannot be used is reported. isWhole becomes false when
+    // not everything there could be read and used: then a missing bundle need not be gone.
+    [[nodiscard]] Sets CollectSets(const std::string& directory, bool& isWhole);
+    // What the store has of it; false, reported, when that cannot be read.
+    [[nodiscard]] bool Find(const std::string& bundleName, std::optional<InstalledBundle>& installed);
+    // Whether a bundle without a factory set stays: its factory files may be there and only not be read. Reported.
+    [[nodiscard]] bool StaysWithout(const InstalledBundle& bundle);
     void Report(const std::string& bundleName, const char* action, uint32_t versionCode);
     void Skip(const std::string& bundleName, const std::string& reason);
 
     std::shared_ptr<BundleStore> store_;
     std::shared_ptr<BundlePlacer> placer_;
     Sets factoryApps_;
+    bool isFactoryWhole_ = true;
     ScanReport report_;
 };
 } // namespace ORVX::TavomendHost

@@ -8,6 +8,7 @@
 
 #include "formats/device_paths.h"
 #include "platform/utility/file_utils.h"
+#include "ports/host/installed_notes.h"
 
 namespace ORVX::TavomendHost {
 namespace fs = std::filesystem;
@@ -16,7 +17,9 @@ using TavomendEngine::FileUtils;
 
 namespace {
 constexpr const char* STAGING_DIR = "/data/app/.staging";
+constexpr const char* REMOVED_DIR = "/data/app/.removed";
 constexpr uint32_t BUNDLE_FILE_MODE = 0644;
+constexpr const char* CANNOT_READ_STORE = "the bundle store cannot be read";
 
 // A directory for the version that is not there yet: a re-install must not touch the files in use.
 std::string NewVersionDir(const InstalledBundle& bundle)
@@ -39,6 +42,24 @@ std::set<std::string> DirsOf(const InstalledBundle& bundle)
     return dirs;
 }
 
+// Out of the way in one step: what stands in a version's place is always whole.
+void RemoveVersion(const std::string& dir)
+{
+    FileUtils::CleanDir(REMOVED_DIR, true);
+    if (FileUtils::RenameFile(dir, REMOVED_DIR)) {
+        FileUtils::CleanDir(REMOVED_DIR, true);
+    }
+}
+
+void RemoveFormer(const std::optional<InstalledBundle>& installed)
+{
+    if (installed && !installed->isFactory) {
+        for (const auto& old : DirsOf(*installed)) {
+            RemoveVersion(old);
+        }
+    }
+}
+
 // Copies the files to staging and from there, in one rename, to `dir`; the bundle's paths become those in `dir`.
 bool CopyIntoPlace(InstalledBundle& bundle, const std::string& dir)
 {
@@ -51,8 +72,9 @@ bool CopyIntoPlace(InstalledBundle& bundle, const std::string& dir)
         path = dir + "/" + name;
     }
     const std::string parent = fs::path(dir).parent_path().string();
-    return FileUtils::MakeDirs(parent) && FileUtils::SyncDir(INSTALLED_APP_DIR) &&
-           FileUtils::RenameFile(STAGING_DIR, dir) && FileUtils::SyncDir(parent);
+    return WriteVersionNote(STAGING_DIR, bundle) && FileUtils::MakeDirs(parent) &&
+           FileUtils::SyncDir(INSTALLED_APP_DIR) && FileUtils::RenameFile(STAGING_DIR, dir) &&
+           FileUtils::SyncDir(parent);
 }
 } // namespace
 
@@ -60,7 +82,13 @@ BundlePlacer::BundlePlacer(std::shared_ptr<BundleStore> store) : store_(std::mov
 
 InstallResult BundlePlacer::CheckUser(const Formats::BundleManifest& manifest, int32_t userId, std::string& message)
 {
-    const bool isKnown = manifest.singleton ? userId == SYSTEM_USER : store_->HasUser(userId);
+    const auto users = store_->ListUsers();
+    if (!users) {
+        message = CANNOT_READ_STORE;
+        return INSTALL_STORE_ERROR;
+    }
+    const bool isKnown =
+        manifest.singleton ? userId == SYSTEM_USER : std::find(users->begin(), users->end(), userId) != users->end();
     if (!isKnown) {
         message = manifest.bundleName + " cannot be installed for user " + std::to_string(userId) +
                   (manifest.singleton ? ": a singleton belongs to user 0" : ": no such account");
@@ -73,7 +101,11 @@ InstallResult BundlePlacer::Install(const BundleFileSet& set, int32_t userId, bo
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     InstallResult result = CheckUser(set.manifest, userId, message);
-    const auto installed = store_->FindBundle(set.manifest.bundleName);
+    std::optional<InstalledBundle> installed;
+    if (result == INSTALL_OK && !store_->FindBundle(set.manifest.bundleName, installed)) {
+        message = CANNOT_READ_STORE;
+        result = INSTALL_STORE_ERROR;
+    }
     if (result == INSTALL_OK && installed) {
         result = CheckUpdate(set, *installed, message);
         if (result == INSTALL_OK && !mayReplace) {
@@ -97,7 +129,11 @@ InstallResult BundlePlacer::Install(const BundleFileSet& set, int32_t userId, bo
 InstallResult BundlePlacer::Update(const BundleFileSet& set, std::string& message)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto installed = store_->FindBundle(set.manifest.bundleName);
+    std::optional<InstalledBundle> installed;
+    if (!store_->FindBundle(set.manifest.bundleName, installed)) {
+        message = CANNOT_READ_STORE;
+        return INSTALL_STORE_ERROR;
+    }
     if (!installed) {
         message = set.manifest.bundleName + " is not installed";
         return INSTALL_UNKNOWN_USER;
@@ -125,21 +161,20 @@ InstallResult BundlePlacer::Place(InstalledBundle bundle, const std::optional<In
     }
     if (!store_->ReplaceBundle(bundle)) {
         message = "the store has not taken " + bundle.bundleName;
-        FileUtils::CleanDir(dir, true);
         return INSTALL_STORE_ERROR;
     }
-    if (installed && !installed->isFactory) {
-        for (const auto& old : DirsOf(*installed)) {
-            FileUtils::CleanDir(old, true);
-        }
-    }
+    RemoveFormer(installed);
     return INSTALL_OK;
 }
 
 bool BundlePlacer::RestoreFactory(const BundleFileSet& factory)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto installed = store_->FindBundle(factory.manifest.bundleName);
+    std::optional<InstalledBundle> installed;
+    auto users = store_->ListUsers();
+    if (!users || !store_->FindBundle(factory.manifest.bundleName, installed)) {
+        return false;
+    }
     InstalledBundle bundle = MakeInstalledBundle(factory);
     bundle.isFactory = true;
     bundle.factoryVersion = bundle.versionCode;
@@ -147,38 +182,61 @@ bool BundlePlacer::RestoreFactory(const BundleFileSet& factory)
         bundle.users = installed->users;
     } else if (bundle.singleton) {
         bundle.users = {SYSTEM_USER};
-    } else if (auto users = store_->ListUsers()) {
+    } else {
         bundle.users = std::move(*users);
     }
     if (!store_->ReplaceBundle(bundle)) {
         return false;
     }
-    if (installed && !installed->isFactory) {
-        for (const auto& old : DirsOf(*installed)) {
-            FileUtils::CleanDir(old, true);
-        }
-    }
+    RemoveFormer(installed);
     return true;
 }
 
-void BundlePlacer::RemoveLeftovers()
+bool BundlePlacer::RemoveLeftovers()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
+    const auto bundles = store_->ListBundles();
+    if (!bundles) {
+        return false;
+    }
     std::set<std::string> used;
-    for (const auto& bundle : store_->ListBundles()) {
+    for (const auto& bundle : *bundles) {
         used.merge(DirsOf(bundle));
     }
     std::error_code error;
     for (fs::directory_iterator bundle(INSTALLED_APP_DIR, error), end; !error && bundle != end;
          bundle.increment(error)) {
         std::error_code inner;
+        if (bundle->path() == STAGING_DIR || bundle->path() == REMOVED_DIR) {
+            continue;
+        }
         for (fs::directory_iterator version(bundle->path(), inner); !inner && version != end;
              version.increment(inner)) {
             if (used.count(version->path().string()) == 0) {
-                FileUtils::CleanDir(version->path().string(), true);
+                RemoveVersion(version->path().string());
             }
         }
         fs::remove(bundle->path(), inner); // goes when it is empty
     }
+    FileUtils::CleanDir(STAGING_DIR, true);
+    FileUtils::CleanDir(REMOVED_DIR, true);
+    return true;
+}
+
+bool BundlePlacer::RefreshNotes()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto users = store_->ListUsers();
+    const auto bundles = store_->ListBundles();
+    if (!users || !bundles) {
+        return false;
+    }
+    bool isFresh = WriteAccountNote(*users);
+    for (const auto& bundle : *bundles) {
+        for (const auto& dir : DirsOf(bundle)) {
+            isFresh = (bundle.isFactory || !FileUtils::DirIsExist(dir) || WriteVersionNote(dir, bundle)) && isFresh;
+        }
+    }
+    return isFresh;
 }
 } // namespace ORVX::TavomendHost

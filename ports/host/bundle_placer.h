@@ -10,22 +10,28 @@
 #include "ports/host/bundle_store.h"
 
 namespace ORVX::TavomendHost {
-// Files are staged, flushed and renamed into a new directory; then the store's one transaction makes the new version
-// the installed one; then the old directory goes. A power cut at any point leaves the old version or the new one, and
-// leftovers that the next scan removes. Used by the installer's threads and by the boot scan.
+// Files are staged with a note of what the store will know, flushed and renamed into a new directory; then the store's
+// one transaction makes the new version the installed one; then the old directory goes. A power cut at any point leaves
+// the old version or the new one, and leftovers that the next scan removes; so does a store that fails, since only the
+// store itself, asked later, knows whether it has taken the new one. Used by the installer's threads and by the boot
+// scan.
 class BundlePlacer {
 public:
     explicit BundlePlacer(std::shared_ptr<BundleStore> store);
 
-    // Installs for one user more, keeping those that have the bundle already. On failure nothing has changed.
+    // Installs for one user more, keeping those that have the bundle already. On failure the installed version is the
+    // former one.
     [[nodiscard]] InstallResult Install(const BundleFileSet& set, int32_t userId, bool mayReplace,
                                         std::string& message);
     // Takes a newer version in for the users who have the bundle.
     [[nodiscard]] InstallResult Update(const BundleFileSet& set, std::string& message);
-    // Back to the factory files, for the users who have the bundle. False when the store cannot be written.
+    // Back to the factory files, for the users who have the bundle. False when the store cannot be read or written.
     [[nodiscard]] bool RestoreFactory(const BundleFileSet& factory);
-    // Removes what no stored bundle uses.
-    void RemoveLeftovers();
+    // Removes what no stored bundle uses. False, and nothing is removed, when the store cannot be read.
+    [[nodiscard]] bool RemoveLeftovers();
+    // Brings the notes beside installed versions, and of the accounts, up to the store's. False when one could not be
+    // written or the store cannot be read; the next scan tries again.
+    bool RefreshNotes();
 
 private:
     [[nodiscard]] InstallResult CheckUser(const Formats::BundleManifest& manifest, int32_t userId,

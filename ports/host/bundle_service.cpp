@@ -26,13 +26,14 @@ BundleService::BundleService(std::shared_ptr<BundleStore> store, std::shared_ptr
 bool BundleService::GetBundleInfo(const std::string& bundleName, int32_t /*flags*/, BundleInfo& bundleInfo,
                                   int32_t userId)
 {
-    const auto bundle = store_->FindBundle(bundleName);
-    if (!bundle) {
+    std::optional<InstalledBundle> bundle;
+    const auto accounts = store_->ListUsers();
+    if (!accounts || !store_->FindBundle(bundleName, bundle) || !bundle) {
         return false;
     }
-    const bool isThere = bundle->singleton
-                             ? userId == SYSTEM_USER || store_->HasUser(userId)
-                             : std::find(bundle->users.begin(), bundle->users.end(), userId) != bundle->users.end();
+    const auto& users = bundle->singleton ? *accounts : bundle->users;
+    const bool isThere =
+        (bundle->singleton && userId == SYSTEM_USER) || std::find(users.begin(), users.end(), userId) != users.end();
     if (isThere) {
         bundleInfo = MakeBundleInfo(*bundle);
     }
@@ -42,8 +43,9 @@ bool BundleService::GetBundleInfo(const std::string& bundleName, int32_t /*flags
 int32_t BundleService::GetDependentBundleInfo(const std::string& sharedBundleName, BundleInfo& bundleInfo,
                                               int32_t /*flag*/)
 {
-    const auto bundle = store_->FindBundle(sharedBundleName);
-    if (!bundle || bundle->bundleType != Formats::BUNDLE_TYPE_SERVICE_FWK) {
+    std::optional<InstalledBundle> bundle;
+    if (!store_->FindBundle(sharedBundleName, bundle) || !bundle ||
+        bundle->bundleType != Formats::BUNDLE_TYPE_SERVICE_FWK) {
         return NO_SERVICE_FRAMEWORK;
     }
     bundleInfo = MakeBundleInfo(*bundle);

@@ -1,29 +1,37 @@
 #include "ports/host/bundle_store.h"
 
+#include <algorithm>
+#include <iterator>
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::TavomendHost {
 namespace {
-constexpr int SCHEMA_VERSION = 1;
 constexpr int BUSY_TIMEOUT_MS = 10000;
-constexpr const char* SETTINGS = "PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;";
-constexpr const char* SCHEMA = R"(
-BEGIN;
-CREATE TABLE bundles (
-    name TEXT PRIMARY KEY, version_code INTEGER NOT NULL, version_name TEXT NOT NULL, keep_alive INTEGER NOT NULL,
-    singleton INTEGER NOT NULL, type TEXT NOT NULL, is_factory INTEGER NOT NULL, factory_version INTEGER);
-CREATE TABLE modules (
-    bundle TEXT NOT NULL REFERENCES bundles(name) ON DELETE CASCADE, module TEXT NOT NULL, path TEXT NOT NULL,
-    PRIMARY KEY (bundle, module));
-CREATE TABLE accounts (id INTEGER PRIMARY KEY);
-CREATE TABLE bundle_users (
-    bundle TEXT NOT NULL REFERENCES bundles(name) ON DELETE CASCADE, user INTEGER NOT NULL,
-    PRIMARY KEY (bundle, user));
-PRAGMA user_version = 1;
-COMMIT;
-)";
+// EXTRA: a commit must outlive a power cut, since the files of the former version go right after it.
+constexpr const char* SETTINGS = "PRAGMA synchronous = EXTRA; PRAGMA foreign_keys = ON;";
+// Each fact stands in a table and in an index, so that the integrity check misses no damaged byte of it. INT and not
+// INTEGER: the latter would make the key the row's number, which has no index.
+constexpr const char* SCHEMA[] = {
+    "CREATE TABLE bundles (name TEXT PRIMARY KEY, version_code INT NOT NULL, version_name TEXT NOT NULL, "
+    "keep_alive INT NOT NULL, singleton INT NOT NULL, type TEXT NOT NULL, is_factory INT NOT NULL, "
+    "factory_version INT)",
+    "CREATE TABLE modules (bundle TEXT NOT NULL REFERENCES bundles(name) ON DELETE CASCADE, module TEXT NOT NULL, "
+    "path TEXT NOT NULL, PRIMARY KEY (bundle, module))",
+    "CREATE TABLE accounts (id INT PRIMARY KEY)",
+    "CREATE TABLE bundle_users (bundle TEXT NOT NULL REFERENCES bundles(name) ON DELETE CASCADE, user INT NOT NULL, "
+    "PRIMARY KEY (bundle, user))",
+    "CREATE INDEX bundle_copies ON bundles (name, version_code, version_name, keep_alive, singleton, type, "
+    "is_factory, factory_version)",
+    "CREATE INDEX module_copies ON modules (bundle, module, path)",
+    "PRAGMA user_version = 1"};
+
+bool Execute(sqlite3* database, const char* text)
+{
+    return sqlite3_exec(database, text, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
 
 // One prepared statement, values bound in order.
 class Statement {
@@ -78,52 +86,49 @@ private:
 // Rolled back unless it is committed.
 class Transaction {
 public:
-    explicit Transaction(sqlite3* database) : database_(database), isOpen_(Run("BEGIN IMMEDIATE")) {}
+    explicit Transaction(sqlite3* database) : database_(database) {}
     ~Transaction()
     {
         if (isOpen_) {
-            Run("ROLLBACK");
+            Execute(database_, "ROLLBACK");
         }
     }
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
-    [[nodiscard]] bool IsOpen() const { return isOpen_; }
+    [[nodiscard]] bool Begin()
+    {
+        isOpen_ = Execute(database_, "BEGIN IMMEDIATE");
+        return isOpen_;
+    }
     [[nodiscard]] bool Commit()
     {
-        if (!isOpen_ || !Run("COMMIT")) {
-            return false;
-        }
-        isOpen_ = false;
-        return true;
+        isOpen_ = !Execute(database_, "COMMIT");
+        return !isOpen_;
     }
 
 private:
-    bool Run(const char* text) { return sqlite3_exec(database_, text, nullptr, nullptr, nullptr) == SQLITE_OK; }
-
     sqlite3* database_;
-    bool isOpen_;
+    bool isOpen_ = false;
 };
 
-std::map<std::string, std::string> ReadModules(sqlite3* database, const std::string& bundleName)
+bool ReadModules(sqlite3* database, const std::string& bundleName, std::map<std::string, std::string>& modules)
 {
-    std::map<std::string, std::string> modules;
     Statement select(database, "SELECT module, path FROM modules WHERE bundle = ?");
     select.Bind(bundleName);
     while (select.Next()) {
         modules[select.Text(0)] = select.Text(1);
     }
-    return modules;
+    return select.IsDone();
 }
 
-std::vector<int32_t> ReadUsers(sqlite3* database, const std::string& bundleName)
+bool ReadUsers(sqlite3* database, const std::string& bundleName, std::vector<int32_t>& users)
 {
-    std::vector<int32_t> users;
     Statement select(database, "SELECT user FROM bundle_users WHERE bundle = ? ORDER BY user");
     select.Bind(bundleName);
     while (select.Next()) {
         users.push_back(static_cast<int32_t>(select.Number(0)));
     }
-    return users;
+    return select.IsDone();
 }
 
 bool WriteParts(sqlite3* database, const InstalledBundle& bundle)
@@ -142,46 +147,77 @@ bool WriteParts(sqlite3* database, const InstalledBundle& bundle)
     }
     return true;
 }
-} // namespace
-
-bool BundleStore::Create(std::string& error)
+// Failures that are no fault of the file's content.
+bool MayPass(int code)
 {
-    if (TavomendEngine::FileUtils::FileIsExist(BUNDLE_STORE_PATH)) {
-        error = "there is a device here already";
+    switch (code & 0xff) {
+    case SQLITE_PERM:
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_NOMEM:
+    case SQLITE_READONLY:
+    case SQLITE_INTERRUPT:
+    case SQLITE_IOERR:
+    case SQLITE_FULL:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PROTOCOL:
+        return true;
+    default:
         return false;
     }
+}
+
+// The first row's text of a query about one value. After a failure the connection's error code is the query's own.
+bool Gives(sqlite3* database, const char* query, const std::string& value)
+{
+    Statement select(database, query);
+    return select.Bind(value).Next() && select.Text(0) == value;
+}
+
+bool IsWhole(sqlite3* database)
+{
+    return Gives(database, "SELECT * FROM pragma_integrity_check WHERE ? <> ''", "ok") &&
+           Gives(database, "SELECT * FROM pragma_user_version WHERE ? <> ''", "1") &&
+           std::all_of(std::begin(SCHEMA), std::end(SCHEMA) - 1, [database](const char* text) {
+               return Gives(database, "SELECT sql FROM sqlite_master WHERE sql = ?", text);
+           });
+}
+} // namespace
+
+std::shared_ptr<BundleStore> BundleStore::Create(const std::string& path, std::string& error)
+{
+    if (TavomendEngine::FileUtils::FileIsExist(path)) {
+        error = "there is a device here already";
+        return nullptr;
+    }
     sqlite3* database = nullptr;
-    bool isMade = sqlite3_open_v2(BUNDLE_STORE_PATH, &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) ==
-                      SQLITE_OK &&
-                  sqlite3_exec(database, SETTINGS, nullptr, nullptr, nullptr) == SQLITE_OK &&
-                  sqlite3_exec(database, SCHEMA, nullptr, nullptr, nullptr) == SQLITE_OK;
+    const int result = sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    std::shared_ptr<BundleStore> store(new BundleStore(database));
+    Transaction transaction(database);
+    const bool isMade = result == SQLITE_OK && Execute(database, SETTINGS) && transaction.Begin() &&
+                        std::all_of(std::begin(SCHEMA), std::end(SCHEMA),
+                                    [database](const char* text) { return Execute(database, text); }) &&
+                        transaction.Commit();
     if (!isMade) {
         error = std::string("the bundle store cannot be made: ") + sqlite3_errmsg(database);
     }
-    sqlite3_close(database);
-    return isMade;
+    return isMade ? store : nullptr;
 }
 
-std::shared_ptr<BundleStore> BundleStore::Open(std::string& error)
+std::shared_ptr<BundleStore> BundleStore::Open(const std::string& path, StoreFault& fault)
 {
-    if (!TavomendEngine::FileUtils::FileIsExist(BUNDLE_STORE_PATH)) {
-        error = "there is no device here";
+    if (!TavomendEngine::FileUtils::FileIsExist(path)) {
+        fault.text = "there is no device here";
         return nullptr;
     }
     sqlite3* database = nullptr;
-    const int result = sqlite3_open_v2(BUNDLE_STORE_PATH, &database, SQLITE_OPEN_READWRITE, nullptr);
+    const int result = sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READWRITE, nullptr);
     std::shared_ptr<BundleStore> store(new BundleStore(database));
-    if (result != SQLITE_OK || sqlite3_busy_timeout(database, BUSY_TIMEOUT_MS) != SQLITE_OK ||
-        sqlite3_exec(database, SETTINGS, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        error = std::string("the bundle store cannot be opened: ") + sqlite3_errmsg(database);
+    if (result != SQLITE_OK || sqlite3_busy_timeout(database, BUSY_TIMEOUT_MS) != SQLITE_OK) {
+        fault.text = std::string("the bundle store cannot be opened: ") + sqlite3_errmsg(database);
         return nullptr;
     }
-    Statement version(database, "PRAGMA user_version");
-    if (!version.Next() || version.Number(0) != SCHEMA_VERSION) {
-        error = "the bundle store is damaged or of another version";
-        return nullptr;
-    }
-    return store;
+    return store->Check(path, fault) ? store : nullptr;
 }
 
 BundleStore::BundleStore(sqlite3* database) : database_(database) {}
@@ -191,39 +227,64 @@ BundleStore::~BundleStore()
     sqlite3_close_v2(database_);
 }
 
-std::optional<InstalledBundle> BundleStore::FindBundle(const std::string& bundleName)
+bool BundleStore::Check(const std::string& path, StoreFault& fault)
+{
+    const bool isWhole = Execute(database_, SETTINGS) && IsWhole(database_);
+    const int code = isWhole ? SQLITE_OK : sqlite3_errcode(database_);
+    // The header can forbid writing to a file that may be written.
+    const bool isForbidden = sqlite3_db_readonly(database_, nullptr) != 0 && access(path.c_str(), W_OK) == 0;
+    if (isWhole && !isForbidden) {
+        return true;
+    }
+    const bool isError = code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE;
+    // The integrity check takes a page that could not be read for a damaged one.
+    fault.isDamaged = !MayPass(code) && !TavomendEngine::FileUtils::GetFileStream(path).empty();
+    fault.text = std::string("the bundle store ") + (fault.isDamaged ? "is damaged: " : "cannot be read: ") +
+                 (isError ? sqlite3_errmsg(database_) : "it does not pass its check");
+    return false;
+}
+
+bool BundleStore::FindBundle(const std::string& bundleName, std::optional<InstalledBundle>& bundle)
 {
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    bundle.reset();
     Statement select(database_, "SELECT version_code, version_name, keep_alive, singleton, type, is_factory, "
                                 "factory_version FROM bundles WHERE name = ?");
     if (!select.Bind(bundleName).Next()) {
-        return std::nullopt;
+        return select.IsDone();
     }
-    std::optional<uint32_t> factoryVersion;
+    InstalledBundle found;
+    found.bundleName = bundleName;
+    found.versionCode = static_cast<uint32_t>(select.Number(0));
+    found.versionName = select.Text(1);
+    found.keepAlive = select.Number(2) != 0;
+    found.singleton = select.Number(3) != 0;
+    found.bundleType = select.Text(4);
+    found.isFactory = select.Number(5) != 0;
     if (!select.IsNull(6)) {
-        factoryVersion = static_cast<uint32_t>(select.Number(6));
+        found.factoryVersion = static_cast<uint32_t>(select.Number(6));
     }
-    return InstalledBundle{bundleName,
-                           static_cast<uint32_t>(select.Number(0)),
-                           select.Text(1),
-                           select.Number(2) != 0,
-                           select.Number(3) != 0,
-                           select.Text(4),
-                           ReadModules(database_, bundleName),
-                           ReadUsers(database_, bundleName),
-                           select.Number(5) != 0,
-                           factoryVersion};
+    if (!ReadModules(database_, bundleName, found.modules) || !ReadUsers(database_, bundleName, found.users)) {
+        return false;
+    }
+    bundle = std::move(found);
+    return true;
 }
 
-std::vector<InstalledBundle> BundleStore::ListBundles()
+std::optional<std::vector<InstalledBundle>> BundleStore::ListBundles()
 {
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     std::vector<InstalledBundle> bundles;
     Statement names(database_, "SELECT name FROM bundles ORDER BY name");
     while (names.Next()) {
-        if (auto bundle = FindBundle(names.Text(0))) {
-            bundles.push_back(std::move(*bundle));
+        std::optional<InstalledBundle> bundle;
+        if (!FindBundle(names.Text(0), bundle) || !bundle) {
+            return std::nullopt;
         }
+        bundles.push_back(std::move(*bundle));
+    }
+    if (!names.IsDone()) {
+        return std::nullopt;
     }
     return bundles;
 }
@@ -232,7 +293,7 @@ bool BundleStore::ReplaceBundle(const InstalledBundle& bundle)
 {
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     Transaction transaction(database_);
-    if (!transaction.IsOpen()) {
+    if (!transaction.Begin()) {
         return false;
     }
     Statement remove(database_, "DELETE FROM bundles WHERE name = ?");
@@ -274,13 +335,6 @@ std::optional<std::vector<int32_t>> BundleStore::ListUsers()
     return users;
 }
 
-bool BundleStore::HasUser(int32_t userId)
-{
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    Statement select(database_, "SELECT 1 FROM accounts WHERE id = ?");
-    return select.Bind(userId).Next();
-}
-
 bool BundleStore::AddUser(int32_t userId)
 {
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
@@ -288,7 +342,7 @@ bool BundleStore::AddUser(int32_t userId)
     Statement account(database_, "INSERT INTO accounts VALUES (?)");
     Statement bundles(database_, "INSERT INTO bundle_users SELECT name, ? FROM bundles "
                                  "WHERE singleton = 0 AND factory_version IS NOT NULL");
-    return transaction.IsOpen() && account.Bind(userId).Run() && bundles.Bind(userId).Run() && transaction.Commit();
+    return transaction.Begin() && account.Bind(userId).Run() && bundles.Bind(userId).Run() && transaction.Commit();
 }
 
 bool BundleStore::RemoveUser(int32_t userId)
@@ -297,6 +351,6 @@ bool BundleStore::RemoveUser(int32_t userId)
     Transaction transaction(database_);
     Statement bundles(database_, "DELETE FROM bundle_users WHERE user = ?");
     Statement account(database_, "DELETE FROM accounts WHERE id = ?");
-    return transaction.IsOpen() && bundles.Bind(userId).Run() && account.Bind(userId).Run() && transaction.Commit();
+    return transaction.Begin() && bundles.Bind(userId).Run() && account.Bind(userId).Run() && transaction.Commit();
 }
 } // namespace ORVX::TavomendHost

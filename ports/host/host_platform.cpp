@@ -1,5 +1,6 @@
 #include "ports/host/host_platform.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "formats/device_paths.h"
@@ -11,13 +12,17 @@
 #include "ports/host/bundle_placer.h"
 #include "ports/host/bundle_service.h"
 #include "ports/host/bundle_store.h"
+#include "ports/host/host_message.h"
+#include "ports/host/installed_notes.h"
+#include "ports/host/store_rebuild.h"
 #include "ports/host/system_ability_registry.h"
 
 namespace ORVX::TavomendHost {
 using TavomendEngine::FileUtils;
 
 namespace {
-constexpr int32_t FIRST_USER = 100;
+constexpr const char* CANNOT_READ_STORE = "the bundle store cannot be read";
+constexpr const char* CANNOT_WRITE_STORE = "the bundle store cannot be written";
 constexpr const char* ACCOUNTS = "root:x:0:0:root:/:/bin/false\n"
                                  "tavomend:x:1011:1011:hot-patch engine:/:/bin/false\n";
 
@@ -36,24 +41,39 @@ std::vector<std::string> DeviceDirectories()
 }
 } // namespace
 
-HostPlatform::HostPlatform(std::shared_ptr<BundleStore> store, sptr<BundleService> service)
-    : store_(std::move(store)), service_(std::move(service))
+HostPlatform::HostPlatform(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer)
+    : store_(std::move(store)), placer_(std::move(placer)), service_(MakeSptr<BundleService>(store_, placer_))
 {
 }
 
 std::unique_ptr<HostPlatform> HostPlatform::Start(ServiceStart start, std::string& error)
 {
-    auto store = BundleStore::Open(error);
+    StoreFault fault;
+    std::string notice;
+    auto store = BundleStore::Open(BUNDLE_STORE_PATH, fault);
+    if (store == nullptr && fault.isDamaged) {
+        HostMessage(KALOG_ERROR, fault.text);
+        if (start == ServiceStart::SCAN) {
+            store = RebuildStore(fault, notice);
+        } else {
+            fault.text += "; the next boot makes it anew from what is installed";
+        }
+    }
     if (store == nullptr) {
+        error = fault.text;
         return nullptr;
     }
+    if (!notice.empty()) {
+        HostMessage(KALOG_WARN, notice);
+    }
     const auto placer = std::make_shared<BundlePlacer>(store);
-    const auto service = MakeSptr<BundleService>(store, placer);
-    std::unique_ptr<HostPlatform> platform(new HostPlatform(store, service));
+    std::unique_ptr<HostPlatform> platform(new HostPlatform(store, placer));
     AccountService::GetInstance().Serve(store);
-    SystemAbilityRegistry::GetInstance().AddSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID, service->AsObject());
+    SystemAbilityRegistry::GetInstance().AddSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID,
+                                                          platform->service_->AsObject());
     if (start == ServiceStart::SCAN) {
         platform->report_ = BootScan(store, placer).Run();
+        platform->report_.storeRebuilt = notice;
     }
     CommonEventManager::PublishCommonEvent(COMMON_EVENT_BUNDLE_SCAN_FINISHED);
     return platform;
@@ -63,6 +83,16 @@ HostPlatform::~HostPlatform()
 {
     service_->Stop();
     SystemAbilityRegistry::GetInstance().RemoveSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID, service_->AsObject());
+}
+
+std::vector<std::string> HostPlatform::InitPaths()
+{
+    auto paths = DeviceDirectories();
+    for (const auto& path : {std::string(TavomendEngine::ACCOUNT_FILE), std::string(ACCOUNT_NOTE_PATH),
+                             NEW_BUNDLE_STORE_PATH, std::string(BUNDLE_STORE_PATH)}) {
+        paths.push_back(path);
+    }
+    return paths;
 }
 
 bool HostPlatform::InitDevice(std::string& error)
@@ -82,11 +112,17 @@ bool HostPlatform::InitDevice(std::string& error)
         error = std::string("cannot write ") + TavomendEngine::ACCOUNT_FILE;
         return false;
     }
-    if (!BundleStore::Create(error)) {
+    auto store = BeginNewStore(error);
+    if (store == nullptr) {
         return false;
     }
-    const auto store = BundleStore::Open(error);
-    return store != nullptr && store->AddUser(FIRST_USER);
+    if (!WriteAccountNote({FIRST_USER}) || !store->AddUser(FIRST_USER)) {
+        error = CANNOT_WRITE_STORE;
+        return false;
+    }
+    static_cast<void>(BootScan(store, std::make_shared<BundlePlacer>(store)).Run()); // the next scan says it again
+    store.reset();
+    return PutNewStoreInPlace(error);
 }
 
 const ScanReport& HostPlatform::GetScanReport() const
@@ -94,14 +130,14 @@ const ScanReport& HostPlatform::GetScanReport() const
     return report_;
 }
 
-std::vector<InstalledBundle> HostPlatform::ListBundles() const
+std::optional<std::vector<InstalledBundle>> HostPlatform::ListBundles() const
 {
     return store_->ListBundles();
 }
 
-std::vector<int32_t> HostPlatform::ListUsers() const
+std::optional<std::vector<int32_t>> HostPlatform::ListUsers() const
 {
-    return store_->ListUsers().value_or(std::vector<int32_t>{});
+    return store_->ListUsers();
 }
 
 bool HostPlatform::AddUser(int32_t userId, std::string& error)
@@ -110,28 +146,42 @@ bool HostPlatform::AddUser(int32_t userId, std::string& error)
         error = "a user's number is above 0";
         return false;
     }
-    if (store_->HasUser(userId)) {
+    auto users = store_->ListUsers();
+    if (!users) {
+        error = CANNOT_READ_STORE;
+        return false;
+    }
+    const auto place = std::lower_bound(users->begin(), users->end(), userId);
+    if (place != users->end() && *place == userId) {
         error = "user " + std::to_string(userId) + " exists already";
         return false;
     }
-    if (!store_->AddUser(userId)) {
-        error = "the bundle store cannot be written";
+    users->insert(place, userId);
+    if (!WriteAccountNote(*users) || !store_->AddUser(userId)) {
+        error = CANNOT_WRITE_STORE;
         return false;
     }
+    placer_->RefreshNotes();
     CommonEventManager::PublishCommonEvent(COMMON_EVENT_USER_ADDED);
     return true;
 }
 
 bool HostPlatform::RemoveUser(int32_t userId, std::string& error)
 {
-    if (!store_->HasUser(userId)) {
+    const auto users = store_->ListUsers();
+    if (!users) {
+        error = CANNOT_READ_STORE;
+        return false;
+    }
+    if (!std::binary_search(users->begin(), users->end(), userId)) {
         error = "there is no user " + std::to_string(userId);
         return false;
     }
     if (!store_->RemoveUser(userId)) {
-        error = "the bundle store cannot be written";
+        error = CANNOT_WRITE_STORE;
         return false;
     }
+    placer_->RefreshNotes(); // behind the store: a user that is noted too long is not lost
     return true;
 }
 } // namespace ORVX::TavomendHost

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "platform/api/ref_base.h"
 
 namespace ORVX::TavomendHost {
+class BundlePlacer;
 class BundleService;
 class BundleStore;
 
@@ -21,29 +23,34 @@ class BundleStore;
 // one may be started before the last one is destroyed, and stands then. Operations are safe from any thread.
 class HostPlatform : public IDevicePlatform {
 public:
-    // Null on failure (no device here, a store that cannot be opened); error is one line for people and nothing is
-    // registered. Event 1 is published when the service answers.
+    // Null on failure (no device here, a store that cannot be read); error is one line for people and nothing is
+    // registered. A damaged store is made anew by a scan, which its report tells; a look fails on it. Event 1 is
+    // published when the service answers.
     [[nodiscard]] static std::unique_ptr<HostPlatform> Start(ServiceStart start, std::string& error);
     ~HostPlatform() override;
     HostPlatform(const HostPlatform&) = delete;
     HostPlatform& operator=(const HostPlatform&) = delete;
 
-    // Creates the store, with one account (100), and the directories of an empty device below the current root; an
-    // account file that is there stays. False with one line for people when there is a device already or it cannot be
-    // written; what was made until then stays, and the next call goes on from it.
+    // What InitDevice makes, where it is missing: directories and files.
+    [[nodiscard]] static std::vector<std::string> InitPaths();
+    // Makes the current root a device: its directories, an account file where there is none, and the store, with one
+    // account (100) and the factory applications. The store comes last and whole, so that a root is a device or is
+    // none. False with one line for people when there is a device already or it cannot be written; what was made until
+    // then stays, and the next call goes on from it.
     [[nodiscard]] static bool InitDevice(std::string& error);
 
     // IDevicePlatform
     [[nodiscard]] const ScanReport& GetScanReport() const override;
-    [[nodiscard]] std::vector<InstalledBundle> ListBundles() const override;
-    [[nodiscard]] std::vector<int32_t> ListUsers() const override;
+    [[nodiscard]] std::optional<std::vector<InstalledBundle>> ListBundles() const override;
+    [[nodiscard]] std::optional<std::vector<int32_t>> ListUsers() const override;
     [[nodiscard]] bool AddUser(int32_t userId, std::string& error) override;
     [[nodiscard]] bool RemoveUser(int32_t userId, std::string& error) override;
 
 private:
-    HostPlatform(std::shared_ptr<BundleStore> store, sptr<BundleService> service);
+    HostPlatform(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer);
 
     const std::shared_ptr<BundleStore> store_;
+    const std::shared_ptr<BundlePlacer> placer_;
     const sptr<BundleService> service_;
     ScanReport report_;
 };

@@ -21,7 +21,7 @@ std::string InstallResultText(int32_t code)
     case INSTALL_IO_ERROR:
         return "the bundle files could not be copied into place";
     case INSTALL_STORE_ERROR:
-        return "the bundle store could not be written";
+        return "the bundle store could not be read or written";
     case INSTALL_SERVICE_ENDED:
         return "the bundle service has ended";
     default:

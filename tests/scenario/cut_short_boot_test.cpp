@@ -89,7 +89,8 @@ protected:
         std::string error;
         std::string text;
         const auto platform = HostPlatform::Start(ServiceStart::ATTACH, error);
-        for (const auto& bundle : platform->ListBundles()) {
+        const auto bundles = platform->ListBundles().value();
+        for (const auto& bundle : bundles) {
             text += bundle.bundleName + " " + std::to_string(bundle.versionCode) + ", ";
         }
         const std::string record = ReadFile("/data/update/tavomend/app/status/app");

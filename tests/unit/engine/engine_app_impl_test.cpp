@@ -98,7 +98,8 @@ protected:
     [[nodiscard]] std::vector<uint32_t> Versions() const
     {
         std::vector<uint32_t> versions;
-        for (const auto& bundle : platform_->ListBundles()) {
+        const auto bundles = platform_->ListBundles().value();
+        for (const auto& bundle : bundles) {
             versions.push_back(bundle.versionCode);
         }
         return versions;

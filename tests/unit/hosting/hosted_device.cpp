@@ -92,7 +92,8 @@ std::string HostedDeviceTest::Versions()
 {
     std::string error;
     std::string text;
-    for (const auto& bundle : HostPlatform::Start(ServiceStart::ATTACH, error)->ListBundles()) {
+    const auto bundles = HostPlatform::Start(ServiceStart::ATTACH, error)->ListBundles().value();
+    for (const auto& bundle : bundles) {
         text += (text.empty() ? "" : ", ") + bundle.bundleName + " " + std::to_string(bundle.versionCode);
     }
     return text;

@@ -42,7 +42,8 @@ protected:
     }
     uint32_t VersionOf(const std::string& name)
     {
-        for (const auto& bundle : platform_->ListBundles()) {
+        const auto bundles = platform_->ListBundles().value();
+        for (const auto& bundle : bundles) {
             if (bundle.bundleName == name) {
                 return bundle.versionCode;
             }
@@ -106,7 +107,7 @@ TEST_F(BootScanTest, FollowsTheFactoryAndCleansUpWhatAPowerCutLeft)
     std::string error;
     platform_.reset();
     platform_ = HostPlatform::Start(ServiceStart::ATTACH, error);
-    EXPECT_EQ(ListTree("/data/app").size(), 2U);                 // a look at a device changes nothing
+    EXPECT_EQ(ListTree("/data/app").size(), 3U);                 // a look at a device changes nothing
     WriteFile("/data/app/com.b/v3/entry.vab", b_.At(3).Bytes()); // in place, and not in the store
     WriteFile("/data/app/com.gone/v1/entry.vab", "x");
     EXPECT_EQ(Scan(), "");

@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include "ports/host/bundle_placer.h"
+#include "ports/host/installed_notes.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/faulty_file_layer.h"
 #include "tests/support/vab_builder.h"
@@ -50,8 +51,7 @@ protected:
         DeviceTest::SetUp();
         std::filesystem::create_directories("/data/service/bundles");
         std::string error;
-        ASSERT_TRUE(BundleStore::Create(error)) << error;
-        store_ = BundleStore::Open(error);
+        store_ = BundleStore::Create(BUNDLE_STORE_PATH, error);
         ASSERT_NE(store_, nullptr) << error;
         placer_ = std::make_unique<BundlePlacer>(store_);
     }
@@ -76,6 +76,12 @@ protected:
     {
         return placer_->Install(SetOf(vabs), userId, true, message_);
     }
+    std::optional<InstalledBundle> Find(const std::string& name)
+    {
+        std::optional<InstalledBundle> bundle;
+        EXPECT_TRUE(store_->FindBundle(name, bundle));
+        return bundle;
+    }
     static void RunSql(const char* text)
     {
         sqlite3* database = nullptr;
@@ -83,12 +89,16 @@ protected:
         EXPECT_EQ(sqlite3_exec(database, text, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
         sqlite3_close(database);
     }
-    // The files under /data/app, without that prefix and their hashes.
+    // The bundle files under /data/app, without that prefix and their hashes; each version has its note beside them.
     static std::vector<std::string> Files()
     {
         std::vector<std::string> names;
         for (const auto& entry : ListTree("/data/app")) {
-            names.push_back(entry.substr(10, entry.find(' ') - 10));
+            const std::string name = entry.substr(10, entry.find(' ') - 10);
+            if (name.find(VERSION_NOTE_NAME) == std::string::npos) {
+                names.push_back(name);
+                EXPECT_TRUE(Exists("/data/app/" + name.substr(0, name.rfind('/')) + "/" + VERSION_NOTE_NAME)) << name;
+            }
         }
         return names;
     }
@@ -115,13 +125,13 @@ TEST_F(BundlePlacerTest, AnInstallTakesADirectoryOfItsOwnAndRemovesTheFormerAfte
     std::filesystem::create_directories("/data/app/com.a/v6-1");
     ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}), INSTALL_OK) << message_;
     EXPECT_EQ(Files(), (Names{"com.a/v6-2/entry.vab", "com.a/v6-2/feature.vab"}));
-    EXPECT_EQ(store_->FindBundle("com.a")->modules.at("entry"), "/data/app/com.a/v6-2/entry.vab");
+    EXPECT_EQ(Find("com.a")->modules.at("entry"), "/data/app/com.a/v6-2/entry.vab");
     ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}, 101), INSTALL_OK) << message_;
     ASSERT_EQ(placer_->Update(SetOf({entry_.At(7), feature_.At(7)}), message_), INSTALL_OK) << message_;
-    EXPECT_EQ(store_->FindBundle("com.a")->users, (Users{100, 101}));
+    EXPECT_EQ(Find("com.a")->users, (Users{100, 101}));
     EXPECT_EQ(placer_->Update(SetOf({entry_.At(6), feature_.At(6)}), message_), INSTALL_DOWNGRADE);
     EXPECT_EQ(placer_->Update(SetOf({Vab{"com.none"}}), message_), INSTALL_UNKNOWN_USER);
-    placer_->RemoveLeftovers();
+    EXPECT_TRUE(placer_->RemoveLeftovers());
     EXPECT_FALSE(Exists("/data/app/com.a/v6"));
     EXPECT_EQ(Files().size(), 2U);
 }
@@ -133,21 +143,21 @@ TEST_F(BundlePlacerTest, FactoryFilesStayAndAreGoneBackTo)
     const auto single = SetOf({Vab{"com.s", 1, "entry", R"("singleton": true)"}}, "/system/app/S");
     ASSERT_TRUE(placer_->RestoreFactory(factory));
     ASSERT_TRUE(placer_->RestoreFactory(single));
-    EXPECT_EQ(store_->FindBundle("com.a")->users, (Users{100, 101}));
-    EXPECT_EQ(store_->FindBundle("com.s")->users, Users{0});
-    EXPECT_TRUE(store_->FindBundle("com.a")->isFactory);
+    EXPECT_EQ(Find("com.a")->users, (Users{100, 101}));
+    EXPECT_EQ(Find("com.s")->users, Users{0});
+    EXPECT_TRUE(Find("com.a")->isFactory);
     EXPECT_EQ(Files(), Names{});
 
     ASSERT_EQ(Install({entry_.At(6), feature_.At(6)}), INSTALL_OK) << message_;
-    auto updated = *store_->FindBundle("com.a");
+    auto updated = *Find("com.a");
     EXPECT_FALSE(updated.isFactory);
     EXPECT_EQ(updated.factoryVersion, 5U);
     EXPECT_EQ(ListTree("/system/app/A").size(), 2U);
     updated.users = {101}; // the other one has removed it
     ASSERT_TRUE(store_->ReplaceBundle(updated));
     ASSERT_TRUE(placer_->RestoreFactory(factory));
-    EXPECT_EQ(store_->FindBundle("com.a")->users, Users{101});
-    EXPECT_EQ(store_->FindBundle("com.a")->modules, factory.modules);
+    EXPECT_EQ(Find("com.a")->users, Users{101});
+    EXPECT_EQ(Find("com.a")->modules, factory.modules);
     EXPECT_EQ(Files(), Names{});
 }
 
@@ -170,17 +180,18 @@ TEST_F(BundlePlacerTest, APowerCutLeavesWhatTheStoreNames)
             isWhole = files.Calls().size() < cuts;
             files.CutPower();
         }
-        const auto installed = store_->FindBundle(name);
+        const auto installed = Find(name);
         taken += installed && installed->versionCode == version ? 1 : 0;
         std::vector<std::string> named;
-        for (const auto& bundle : store_->ListBundles()) {
+        const auto bundles = store_->ListBundles().value();
+        for (const auto& bundle : bundles) {
             for (const auto& [module, path] : bundle.modules) {
                 ASSERT_TRUE(Exists(path)) << path << " after a cut at call " << cuts;
                 EXPECT_EQ(ReadFile(path), (Vab{bundle.bundleName, bundle.versionCode, module}).Bytes()) << cuts;
                 named.push_back(path.substr(10));
             }
         }
-        placer_->RemoveLeftovers();
+        EXPECT_TRUE(placer_->RemoveLeftovers());
         std::sort(named.begin(), named.end());
         ASSERT_EQ(Files(), named);
     }
@@ -199,27 +210,28 @@ TEST_F(BundlePlacerTest, GivesBackWhatWasStored)
     factory.factoryVersion = 4000000001;
     ASSERT_TRUE(store_->ReplaceBundle(plain));
     ASSERT_TRUE(store_->ReplaceBundle(factory));
-    store_ = BundleStore::Open(message_);
-    const auto bundles = store_->ListBundles();
+    StoreFault fault;
+    store_ = BundleStore::Open(BUNDLE_STORE_PATH, fault);
+    const auto bundles = store_->ListBundles().value();
     ASSERT_EQ(bundles.size(), 2U);
     const std::string factoryText =
         "com.a 1  keepAlive singleton appServiceFwk factory over 4000000001 entry=/data/app/com.a/v1/entry.vab 0";
     EXPECT_EQ(TextOf(bundles[0]), factoryText);
     EXPECT_EQ(TextOf(bundles[1]),
               "com.b 4000000000 4.0 app entry=/data/app/com.b/v4000000000/entry.vab feature=/f 100 101");
-    EXPECT_EQ(TextOf(store_->FindBundle("com.none")), "none");
+    EXPECT_EQ(TextOf(Find("com.none")), "none");
 
     ASSERT_TRUE(store_->ReplaceBundle(MakeBundle("com.b", 5, {101}))); // nothing of the former is left
-    EXPECT_EQ(TextOf(store_->FindBundle("com.b")), "com.b 5  app entry=/data/app/com.b/v5/entry.vab 101");
+    EXPECT_EQ(TextOf(Find("com.b")), "com.b 5  app entry=/data/app/com.b/v5/entry.vab 101");
     InstalledBundle broken = MakeBundle("com.b", 6, {100, 100});
     EXPECT_FALSE(store_->ReplaceBundle(broken)); // the same user twice
     broken = MakeBundle("com.b", 7, {100});
     RunSql("CREATE TRIGGER no BEFORE INSERT ON modules WHEN NEW.path LIKE '%v7%' BEGIN SELECT RAISE(ABORT, 'no'); END");
     EXPECT_FALSE(store_->ReplaceBundle(broken));
-    EXPECT_EQ(TextOf(store_->FindBundle("com.b")), "com.b 5  app entry=/data/app/com.b/v5/entry.vab 101");
+    EXPECT_EQ(TextOf(Find("com.b")), "com.b 5  app entry=/data/app/com.b/v5/entry.vab 101");
     EXPECT_TRUE(store_->RemoveBundle("com.b"));
-    EXPECT_EQ(store_->ListBundles().size(), 1U);
-    EXPECT_EQ(TextOf(store_->FindBundle("com.a")), factoryText);
+    EXPECT_EQ(store_->ListBundles()->size(), 1U);
+    EXPECT_EQ(TextOf(Find("com.a")), factoryText);
 }
 
 TEST_F(BundlePlacerTest, AUserComesWithTheFactoryApplicationsAndTakesHisAlong)
@@ -237,16 +249,14 @@ TEST_F(BundlePlacerTest, AUserComesWithTheFactoryApplicationsAndTakesHisAlong)
     EXPECT_TRUE(store_->AddUser(100));
     EXPECT_FALSE(store_->AddUser(100));
     EXPECT_EQ(store_->ListUsers(), (Users{100, 101}));
-    EXPECT_TRUE(store_->HasUser(100));
-    EXPECT_EQ(store_->FindBundle("com.factory")->users, (Users{100, 101}));
-    EXPECT_EQ(store_->FindBundle("com.single")->users, Users{0});
-    EXPECT_EQ(store_->FindBundle("com.own")->users, Users{100});
+    EXPECT_EQ(Find("com.factory")->users, (Users{100, 101}));
+    EXPECT_EQ(Find("com.single")->users, Users{0});
+    EXPECT_EQ(Find("com.own")->users, Users{100});
 
     EXPECT_TRUE(store_->RemoveUser(100));
-    EXPECT_FALSE(store_->HasUser(100));
     EXPECT_EQ(store_->ListUsers(), Users{101});
-    EXPECT_EQ(store_->FindBundle("com.factory")->users, Users{101});
-    EXPECT_EQ(store_->FindBundle("com.own")->users, Users{});
+    EXPECT_EQ(Find("com.factory")->users, Users{101});
+    EXPECT_EQ(Find("com.own")->users, Users{});
 
     // A step that fails takes back the one before.
     RunSql("CREATE TRIGGER no BEFORE INSERT ON bundle_users BEGIN SELECT RAISE(ABORT, 'no'); END;"
@@ -254,7 +264,7 @@ TEST_F(BundlePlacerTest, AUserComesWithTheFactoryApplicationsAndTakesHisAlong)
     EXPECT_FALSE(store_->AddUser(102));
     EXPECT_FALSE(store_->RemoveUser(101));
     EXPECT_EQ(store_->ListUsers(), Users{101});
-    EXPECT_EQ(store_->FindBundle("com.factory")->users, Users{101});
+    EXPECT_EQ(Find("com.factory")->users, Users{101});
 }
 
 } // namespace

@@ -109,7 +109,7 @@ TEST_F(HostPlatformTest, EndsAfterItsInstallsAndTellsWhoIsLeft)
     for (const auto& receiver : receivers) {
         EXPECT_EQ(receiver->Wait().first, 0);
     }
-    EXPECT_EQ(ListTree("/data/app").size(), 8U);
+    EXPECT_EQ(ListTree("/data/app").size(), 16U); // each with its note
     EXPECT_EQ(FindBundleMgr(), nullptr);
     EXPECT_EQ(service_->GetBundleInstaller(), nullptr);
     EXPECT_TRUE(installer->AsObject()->IsObjectDead());
@@ -196,8 +196,8 @@ TEST_F(HostPlatformTest, ARefusedInstallChangesNothing)
     EXPECT_EQ(installer->Install({}, InstallParam(), MakeSptr<VerdictReceiver>()), INSTALL_BAD_ARGUMENTS);
     EXPECT_EQ(installer->Install({"/tmp/0.vab"}, InstallParam(), nullptr), INSTALL_BAD_ARGUMENTS);
     EXPECT_EQ(ListTree("/data/app"), filesBefore);
-    ASSERT_EQ(platform_->ListBundles().size(), 1U);
-    EXPECT_EQ(platform_->ListBundles()[0].versionCode, 5U);
+    ASSERT_EQ(platform_->ListBundles()->size(), 1U);
+    EXPECT_EQ(platform_->ListBundles()->at(0).versionCode, 5U);
 
     std::set<std::string> texts;
     for (int32_t code = INSTALL_BAD_ARGUMENTS; code <= INSTALL_SERVICE_ENDED; ++code) {
