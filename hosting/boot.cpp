@@ -17,6 +17,7 @@ PatchRunResult Scan(const IDevicePort& port, IHostObserver& observer)
     const auto platform = port.Start(ServiceStart::SCAN, result.reason);
     result.outcome = platform == nullptr ? Outcome::NO_PLATFORM : Outcome::DONE;
     if (platform != nullptr) {
+        TellOfStore(*platform, observer);
         observer.OnScanned(platform->GetScanReport());
     }
     return result;

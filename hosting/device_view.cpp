@@ -38,6 +38,7 @@ PackageFacts ReadPackageFacts()
     PackageFacts facts;
     if (config) {
         facts.needReboot = config->needReboot;
+        facts.apps = config->appsList;
         for (const auto& app : config->appsList) {
             facts.bundleNames.push_back(app.bundleName);
         }

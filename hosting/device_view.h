@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/patch_config.h"
 #include "platform/api/device_port.h"
 
 namespace ORVX::TavomendHosting {
@@ -17,6 +18,7 @@ namespace ORVX::TavomendHosting {
 [[nodiscard]] bool IsBackupThere();
 // What a host wants to know of a package's configuration.
 struct PackageFacts {
+    std::vector<Formats::AppInfo> apps;   // as the configuration has them
     std::vector<std::string> bundleNames; // by sequence number
     bool needReboot = false;              // the patch is complete only after another boot
 };

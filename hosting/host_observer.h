@@ -28,6 +28,9 @@ public:
     virtual void OnStageBegan(BootStage stage) = 0;
     // (stage) The scan has run; its entries in the order in which they happened.
     virtual void OnScanned(const ScanReport& report) = 0;
+    // (stage) The record of what is installed was damaged and has been made anew; one line for people. Before
+    // OnScanned.
+    virtual void OnStoreRebuilt(const std::string& /*line*/) {}
     // The load that goes before an apply is over; apply follows in either case.
     virtual void OnLoaded(bool isReady) = 0;
     // Another application of the apply is over, whatever became of it; done counts from 1 in each apply.

@@ -1,7 +1,10 @@
 #include "hosting/patch_run.h"
 
+#include <algorithm>
+
 #include "common/results.h"
 #include "engine/engine_factory.h"
+#include "formats/signature.h"
 #include "formats/status_words.h"
 #include "hosting/delivery.h"
 #include "platform/utility/sys_utils.h"
@@ -88,7 +91,45 @@ int32_t Apply(TavomendEngine::IEngineApp& engine, IHostObserver& observer)
     return applied;
 }
 
-PatchRunResult RunLoadAndApply(const IDevicePort& port, IHostObserver& observer)
+bool HasPatchFile(const InstalledBundle& bundle, const Formats::AppInfo& app)
+{
+    std::string ignored;
+    return std::any_of(bundle.modules.begin(), bundle.modules.end(), [&](const auto& module) {
+        const std::string hash = Formats::Sha256OfFile(module.second, ignored);
+        return std::any_of(app.appsHashs.begin(), app.appsHashs.end(),
+                           [&hash](const auto& stated) { return Formats::IsSameHash(hash, stated); });
+    });
+}
+
+// The application runs the promised version, or a higher one that is none of the patch's doing, or is not installed.
+bool RunsAsPromised(const std::vector<InstalledBundle>& bundles, const Formats::AppInfo& app, std::string& reason)
+{
+    const auto runs = std::find_if(bundles.begin(), bundles.end(),
+                                   [&app](const auto& bundle) { return bundle.bundleName == app.bundleName; });
+    if (runs == bundles.end() || runs->versionCode == app.version ||
+        (runs->versionCode > app.version && !HasPatchFile(*runs, app))) {
+        return true;
+    }
+    reason = "the patch is recorded as in force, but " + app.bundleName + " runs version " +
+             std::to_string(runs->versionCode) + " and not " + std::to_string(app.version);
+    return false;
+}
+
+void Judge(const IDevicePlatform& platform, const PackageFacts& facts, PatchRunResult& result)
+{
+    const auto bundles = platform.ListBundles();
+    if (!bundles) {
+        result.reason = "the patch is recorded as in force, but what is installed cannot be read";
+        return;
+    }
+    if (std::all_of(facts.apps.begin(), facts.apps.end(),
+                    [&](const auto& app) { return RunsAsPromised(*bundles, app, result.reason); })) {
+        result.outcome = Outcome::DONE;
+        result.needReboot = facts.needReboot;
+    }
+}
+
+PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& platform, IHostObserver& observer)
 {
     auto facts = ReadPackageFacts();
     const bool wasDelivered = IsPackageDelivered();
@@ -108,8 +149,7 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, IHostObserver& observer)
     const int32_t applied = Apply(*engine, observer);
     result.view = ReadStatus(port, facts.bundleNames);
     if (applied == RESULT_SUCCESS) {
-        result.outcome = Outcome::DONE;
-        result.needReboot = facts.needReboot;
+        Judge(platform, facts, result);
     } else {
         result.reason = WhyFailed(result.view);
     }
@@ -117,7 +157,15 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, IHostObserver& observer)
 }
 } // namespace
 
-PatchRunResult Load(const IDevicePort& port, int32_t runningStage)
+void TellOfStore(const IDevicePlatform& platform, IHostObserver& observer)
+{
+    const std::string& line = platform.GetScanReport().storeRebuilt;
+    if (!line.empty()) {
+        observer.OnStoreRebuilt(line);
+    }
+}
+
+PatchRunResult Load(const IDevicePort& port, int32_t runningStage, IHostObserver* observer)
 {
     MendDevice();
     SysUtils::SetRunningStage(runningStage);
@@ -126,6 +174,9 @@ PatchRunResult Load(const IDevicePort& port, int32_t runningStage)
     }
     std::string error;
     const auto platform = port.Start(ServiceStart::SCAN, error);
+    if (platform != nullptr && observer != nullptr) {
+        TellOfStore(*platform, *observer);
+    }
     return platform == nullptr ? NoPlatform(error) : RunLoad(port);
 }
 
@@ -135,7 +186,10 @@ PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer)
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
     std::string error;
     const auto platform = port.Start(ServiceStart::SCAN, error);
-    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, observer);
+    if (platform != nullptr) {
+        TellOfStore(*platform, observer);
+    }
+    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, *platform, observer);
 }
 
 PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer)
@@ -143,6 +197,6 @@ PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer)
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
     std::string error;
     const auto platform = port.Start(ServiceStart::ATTACH, error);
-    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, observer);
+    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, *platform, observer);
 }
 } // namespace ORVX::TavomendHosting

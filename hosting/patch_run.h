@@ -17,12 +17,18 @@ namespace ORVX::TavomendHosting {
 // Mends what an earlier operation left that was cut short, then loads the delivered package at one stage of a boot.
 // runningStage: RUNNING_STAGE_INIT, without a platform; or RUNNING_STAGE_SA, with one that scans and that is gone when
 // this returns. NOTHING when no package is delivered.
-[[nodiscard]] PatchRunResult Load(const IDevicePort& port, int32_t runningStage);
+// observer: told when the record of what is installed had to be made anew; nothing else.
+[[nodiscard]] PatchRunResult Load(const IDevicePort& port, int32_t runningStage, IHostObserver* observer = nullptr);
 
 // The same with a scan, then load at the system-service stage and apply, in this process, as an engine wants it: what
 // load made ready only this process knows. Apply runs also after a failed load, so that one broken application does not
-// keep the others back. NOTHING when no package is delivered; the reason then says what is in force.
+// keep the others back. NOTHING when no package is delivered; the reason then says what is in force. FAILED also when
+// the engine is done and an application does not run what the configuration promised: a set of another application, or
+// of another version than the configuration says, installs as well. The status record stays as the engine wrote it.
 [[nodiscard]] PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer);
+
+// Tells the observer when the platform's start has made the record of what is installed anew.
+void TellOfStore(const IDevicePlatform& platform, IHostObserver& observer);
 
 // The last stage of a boot: load and apply as above, on a device that has been mended and scanned.
 [[nodiscard]] PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer);

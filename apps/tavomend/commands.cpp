@@ -47,7 +47,8 @@ int RunLoad(Session& session, const std::string& stage)
     }
     const int32_t runningStage =
         stage == "init" ? TavomendEngine::RUNNING_STAGE_INIT : TavomendEngine::RUNNING_STAGE_SA;
-    return ShowLoad(session.Out(), Load(session.Port(), runningStage));
+    ConsoleObserver observer(session.Out());
+    return ShowLoad(session.Out(), Load(session.Port(), runningStage, &observer));
 }
 
 int RunBoot(Session& session)

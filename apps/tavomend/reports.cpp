@@ -90,6 +90,12 @@ void ConsoleObserver::OnScanned(const ScanReport& report)
     }
 }
 
+void ConsoleObserver::OnStoreRebuilt(const std::string& line)
+{
+    console_.Emit({{"event", "store"}, {"message", line}});
+    console_.Say(line);
+}
+
 void ConsoleObserver::OnLoaded(bool isReady)
 {
     console_.Say(isReady ? "load: ready" : "load: not everything is ready");

@@ -20,6 +20,7 @@ public:
 
     void OnStageBegan(TavomendHosting::BootStage stage) override;
     void OnScanned(const ScanReport& report) override;
+    void OnStoreRebuilt(const std::string& line) override;
     void OnLoaded(bool isReady) override;
     void OnProgress(int32_t done, int32_t total) override;
     void OnEngineStatus(int32_t status, const std::string& message) override;

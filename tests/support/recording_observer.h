@@ -41,6 +41,7 @@ public:
         }
         Record(line);
     }
+    void OnStoreRebuilt(const std::string& line) override { Record(line); }
     void OnLoaded(bool isReady) override { Record(isReady ? "loaded" : "not all loaded"); }
     void OnProgress(int32_t done, int32_t total) override
     {
