@@ -36,6 +36,13 @@ void DamageStore(const DeviceWorld& world)
     WriteFile(world.At("dev/data/service/bundles/store.db"), std::string(4096, 'x'));
 }
 
+// Damages the store as well: what is installed cannot be told.
+void BreakAnInstalledVersion(const DeviceWorld& world)
+{
+    DamageStore(world);
+    WriteFile(world.At("dev/data/app/com.odd/v1/entry.vab"), "broken");
+}
+
 PatchRecipe OneHotApplication()
 {
     PatchRecipe recipe = DeviceWorld::BaselinePatch();
@@ -46,7 +53,9 @@ PatchRecipe OneHotApplication()
 const char* const TAKE_BACK = "only the process that applied a patch can revoke single applications of it; to take the "
                               "patch back, make a revoke package (tvpk make with \"action\": \"revoke\"), deliver it "
                               "and boot";
-const char* const BAD_STORE = "the bundle store cannot be opened: file is not a database";
+const char* const BAD_STORE = "the bundle store is damaged: file is not a database";
+const char* const NO_NEW_STORE = "the bundle store is damaged: file is not a database, and cannot be made anew: "
+                                 "/data/app/com.odd/v1/entry.vab is no zip archive, or its end is missing";
 
 TEST(ProgramTest, SpeaksToPeople)
 {
@@ -72,6 +81,7 @@ TEST(ProgramTest, SpeaksToPeople)
           {"device init", 1, "", "there is a device in @/dev already"},
           {"device install none.vab", 1, "", "cannot copy none.vab to the device"},
           {"device install @/Hot.vab none.vab", 1, "", "cannot copy none.vab to the device"},
+          {"device install @/Hot.vab @/Cold.vab", 1, "", "@/Cold.vab does not belong to com.hot version 1"},
           {"device install @/Hot0.vab", 1, "", "com.hot version 0 is older than the installed 1"},
           {"device install @/Single2.vab --user 0", 0, "installed com.single version 2\n", ""},
           {"device users", 0, "users: 100\n", ""},
@@ -133,7 +143,8 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
               "-- init stage\nload: no package is delivered\n-- bundle scan\nscan:\n"
               "  skipped: /system/app/Single/Single.vab is no zip archive, or its end is missing\n  com.new factory at "
               "version 3\n"
-              "  com.keep skipped: its factory files are gone\n  com.single skipped: its factory files are gone\n"
+              "  com.keep skipped: its factory files are gone\n"
+              "  com.single skipped: its factory files could not be read; it stays as it is\n"
               "-- system-service stage\nnothing to do: patch patch01 is in force\n");
 }
 
@@ -167,7 +178,7 @@ const char* const FAILED_APPLY = R"-({"schema":1,"event":"progress","step":"inst
 )-";
 const char* const ENDED_BOOT = R"({"schema":1,"event":"result","done":false,"status":"activites_failed"}
 {"schema":1,"event":"stage","stage":"init stage","exit":3}
-{"schema":1,"event":"error","message":"the bundle store cannot be opened: file is not a database"}
+{"schema":1,"event":"error","message":"the bundle store is damaged: file is not a database, and cannot be made anew: /data/app/com.odd/v1/entry.vab is no zip archive, or its end is missing"}
 {"schema":1,"event":"stage","stage":"bundle scan","exit":1}
 {"schema":1,"event":"error","message":"the boot ends here: the bundle scan did not come to its end"}
 )";
@@ -200,12 +211,12 @@ TEST(ProgramTest, GivesScriptsJson)
         {"device users --add 7", R"({"schema":1,"users":[7,100]})"},
         {"device users --remove 8", R"({"schema":1,"event":"error","message":"there is no user 8"})"},
         {"device install @/broken.vab",
-         R"({"schema":1,"code":1002,"message":"/data/app/incoming/0.vab is no zip archive, or its end is missing"}
-{"schema":1,"event":"error","message":"/data/app/incoming/0.vab is no zip archive, or its end is missing"})"},
+         R"({"schema":1,"code":1002,"message":"@/broken.vab is no zip archive, or its end is missing"}
+{"schema":1,"event":"error","message":"@/broken.vab is no zip archive, or its end is missing"})"},
     };
     for (const auto& [arguments, out] : calls) {
         const CliResult result = world.Tavomend("--json " + InWorld(world, arguments));
-        EXPECT_EQ(result.out, out + "\n") << arguments << result.err;
+        EXPECT_EQ(result.out, InWorld(world, out) + "\n") << arguments << result.err;
     }
     const std::string list = world.Tavomend("--json device list").out;
     EXPECT_NE(
@@ -224,24 +235,43 @@ TEST(ProgramTest, GivesScriptsJson)
     EXPECT_EQ(failed.out, FAILED_APPLY);
     EXPECT_EQ(failed.err, "load: ready\nthe engine reports: activites_failed (151)\n"
                           "tavomend: apply failed: com.hot: a bundle file is broken (0|1002)\n");
-    DamageStore(world);
+    BreakAnInstalledVersion(world);
     EXPECT_EQ(world.Tavomend("--json boot").out, ENDED_BOOT);
 }
 
 TEST(ProgramTest, NeedsItsDevicesBundleStore)
 {
     const DeviceWorld world;
-    DamageStore(world);
+    const std::string healthy = world.Tavomend("device list").out;
+    const std::string damaged = std::string(BAD_STORE);
     std::vector<Call> calls;
-    for (const char* command :
-         {"apply", "load --stage sa", "info", "test", "device list", "device users", "device install @/Hot.vab"}) {
-        calls.push_back({command, 1, "", BAD_STORE});
+    for (const char* command : {"info", "test", "device list", "device users", "device install @/Hot.vab"}) {
+        calls.push_back({command, 1, "", damaged + "; the next boot makes it anew from what is installed"});
     }
-    calls.push_back({"boot", 1, "-- init stage\nload: no package is delivered\n-- bundle scan\n",
-                     std::string("tavomend: ") + BAD_STORE +
-                         "\ntavomend: the boot ends here: the bundle scan did not come to its end\n"});
+    DamageStore(world);
     Play(world, calls);
     EXPECT_FALSE(Exists(world.At("dev/data/app/incoming")));
+    const std::string anew = damaged +
+                             "; it was made anew from 0 installed applications and the factory's, and is kept "
+                             "as /data/service/bundles/store.db.damaged\n";
+    const CliResult boot = world.Tavomend("boot");
+    EXPECT_EQ(boot.exitCode, 3);
+    EXPECT_EQ(boot.out.substr(0, boot.out.find("scan:")),
+              "-- init stage\nload: no package is delivered\n-- bundle scan\n" + anew);
+    Play(world, {{"device list", 0, healthy, ""}});
+
+    BreakAnInstalledVersion(world);
+    calls.clear();
+    for (const char* command : {"apply", "load --stage sa"}) {
+        calls.push_back({command, 1, "", NO_NEW_STORE});
+    }
+    calls.push_back({"boot", 1, "-- init stage\nload: no package is delivered\n-- bundle scan\n",
+                     std::string("tavomend: ") + NO_NEW_STORE +
+                         "\ntavomend: the boot ends here: the bundle scan did not come to its end\n"});
+    Play(world, calls);
+    std::filesystem::remove_all(world.At("dev/data/app/com.odd"));
+    EXPECT_EQ(world.Tavomend("--json load --stage sa").out.substr(0, 44),
+              R"({"schema":1,"event":"store","message":"the b)");
 }
 
 TEST(ProgramTest, TellsWrongUsageFromFailure)
@@ -329,7 +359,7 @@ TEST(ProgramTest, LaysOutADevice)
         {"locked2", "--public-key @/key.pem", "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem"},
         {"locked3", "--factory @/Hot.vab", "cannot copy @/Hot.vab to @/locked3/system/app/Hot"},
         {"locked4", "", "cannot make the directory /data/app"},
-        {"locked5", "", "the bundle store cannot be made: unable to open database file"},
+        {"locked5", "", "the bundle store cannot be put in place: Is a directory"},
     };
     for (const auto& entry : cases) {
         const CliResult result = init(entry.folder, entry.options);

@@ -58,9 +58,13 @@ TEST(PatchConfigTest, NamesEveryBrokenRuleBehindWhatIsKnown)
     EXPECT_THAT(problems,
                 ElementsAre("known", "\"space\" is not above 0", "com.a: its version is not above its pre-version",
                             "com.b: \"file_num\", \"base_path\", \"diff_path\" and \"apps_hash\" differ in number"));
-    problems.clear();
-    EXPECT_FALSE(ParsePatchConfig("{", problems));
-    EXPECT_THAT(problems, ElementsAre("the configuration is not JSON, or has a NUL in it"));
+    const std::string nul = Changed(GOOD_CONFIG, "patch07", "patch\\u000007"); // would be read as patch
+    EXPECT_TRUE(ParsePatchConfig(Changed(GOOD_CONFIG, "patch07", R"(patch\\u000007)"), problems)); // a backslash
+    for (const std::string& bad : {std::string("{"), nul, GOOD_CONFIG + std::string(1, '\0') + "{}"}) {
+        problems.clear();
+        EXPECT_FALSE(ParsePatchConfig(bad, problems));
+        EXPECT_THAT(problems, ElementsAre("the configuration is not JSON, or has a NUL in it"));
+    }
 }
 
 TEST(PatchConfigTest, WritesWhatItHasRead)
@@ -93,7 +97,8 @@ TEST(PatchConfigTest, StepsRefuseWhatIsNotThere)
     EXPECT_THAT(steps.refusals, ElementsAre("ParseProduct: root is null", "ParseApps: root is null",
                                             "ParseAppInfo: ParseAppInfo failed", "GetAppType: root is null"));
     EXPECT_FALSE(steps.ParseConfig(nullptr));
-    EXPECT_THAT(steps.Problems(), ElementsAre("the configuration is not JSON, or has a NUL in it")); // the earlier ones are gone
+    EXPECT_THAT(steps.Problems(),
+                ElementsAre("the configuration is not JSON, or has a NUL in it")); // the earlier ones are gone
 }
 
 TEST(PatchPathsTest, TakesPathsApart)

@@ -14,6 +14,21 @@ namespace ORVX::TavomendTest {
 using TavomendHost::HostPlatform;
 using TavomendHosting::IHostObserver;
 
+namespace {
+class BlindPlatform : public IDevicePlatform {
+public:
+    explicit BlindPlatform(std::unique_ptr<IDevicePlatform> real) : real_(std::move(real)) {}
+    [[nodiscard]] const ScanReport& GetScanReport() const override { return real_->GetScanReport(); }
+    [[nodiscard]] std::optional<std::vector<InstalledBundle>> ListBundles() const override { return std::nullopt; }
+    [[nodiscard]] std::optional<std::vector<int32_t>> ListUsers() const override { return std::nullopt; }
+    [[nodiscard]] bool AddUser(int32_t /*userId*/, std::string& /*error*/) override { return false; }
+    [[nodiscard]] bool RemoveUser(int32_t /*userId*/, std::string& /*error*/) override { return false; }
+
+private:
+    std::unique_ptr<IDevicePlatform> real_;
+};
+} // namespace
+
 std::unique_ptr<IDevicePlatform> WatchedPort::Start(ServiceStart start, std::string& error) const
 {
     if (deadly == start) {
@@ -23,7 +38,8 @@ std::unique_ptr<IDevicePlatform> WatchedPort::Start(ServiceStart start, std::str
         error = "the services do not start";
         return nullptr;
     }
-    return real_.Start(start, error);
+    auto platform = real_.Start(start, error);
+    return isBlind ? std::make_unique<BlindPlatform>(std::move(platform)) : std::move(platform);
 }
 
 void HostedDeviceTest::MakeDevice()
@@ -75,8 +91,8 @@ std::string HostedDeviceTest::Apply() const
 
 std::string HostedDeviceTest::Load(int32_t runningStage) const
 {
-    return Play([this, runningStage](IHostObserver& /*observer*/) {
-        return LineOf(TavomendHosting::Load(port, runningStage));
+    return Play([this, runningStage](IHostObserver& observer) {
+        return LineOf(TavomendHosting::Load(port, runningStage, &observer));
     });
 }
 

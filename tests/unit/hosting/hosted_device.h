@@ -23,6 +23,7 @@ public:
 
     std::optional<ServiceStart> refused;
     std::optional<ServiceStart> deadly; // ends the process
+    bool isBlind = false;               // its platforms cannot say what is installed
 
 private:
     TavomendHost::HostPort real_;

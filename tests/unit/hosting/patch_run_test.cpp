@@ -1,8 +1,13 @@
 // Load, apply and whole boots: what is reported in which order, what they come to, and what is on the device
 // afterwards.
 #include "formats/device_paths.h"
+#include "platform/api/system_ability_manager.h"
 #include "platform/utility/sys_utils.h"
 #include "platform/utility/tavomend_status_record.h"
+#include "ports/host/bundle_store.h"
+#include "ports/host/host_platform.h"
+#include "tests/support/install_verdict.h"
+#include "tests/support/vab_builder.h"
 #include "tests/unit/hosting/hosted_device.h"
 
 namespace ORVX::TavomendTest {
@@ -14,6 +19,23 @@ const std::string BROKEN_DETAIL = "1|0(0|600,611,640):48;1|1(0|811,822,810,822):
 
 class PatchRunTest : public HostedDeviceTest {
 protected:
+    // com.a's product is this, whatever the configuration says of it.
+    void MakeOfA(const Vab& vab) { recipe.apps[0].files[0].newBytes = vab.Bytes(); }
+    static void InstallA(uint32_t version)
+    {
+        std::string error;
+        const auto platform = TavomendHost::HostPlatform::Start(ServiceStart::ATTACH, error);
+        WriteFile("/tmp/a.vab", Vab{"com.a", version}.Bytes());
+        const auto abilities = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+        const auto service = iface_cast<IBundleMgr>(abilities->GetSystemAbility(401));
+        ASSERT_EQ(InstallAndWait(*service, {"/tmp/a.vab"}, 100).first, 0);
+    }
+    // The engine is done with a patch that is not what its configuration says.
+    [[nodiscard]] std::string Unkept(const std::string& what) const
+    {
+        std::string reports = applied_;
+        return reports.replace(reports.find("done"), 4, "failed: the patch is recorded as in force, but " + what);
+    }
     void Break() { recipe.apps[0].files[0].hash = Sha256Hex("another content"); }
     // In the order of a delivery, which may stop after the package.
     void PlaceSignedBy(const SigningKey* key) const
@@ -60,6 +82,37 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
          "not all loaded\nprogress 1/2\nprogress 2/2\nengine 151 activites_failed\nfailed: " + BROKEN +
              " [activites_failed patch01 " + BROKEN_DETAIL + "]",
          "com.a 1, com.b 2", 2},
+        {"a set of another application",
+         [this] {
+             MakeOfA(Vab{"com.c", 2});
+             Place();
+         },
+         Unkept("com.a runs version 1 and not 2"), "com.a 1, com.b 2, com.c 2", 2},
+        {"a set of the former version",
+         [this] {
+             MakeOfA(Vab{"com.a", 1, "entry", "", "others"});
+             Place();
+         },
+         Unkept("com.a runs version 1 and not 2"), "com.a 1, com.b 2", 2},
+        {"a set of a higher version",
+         [this] {
+             MakeOfA(Vab{"com.a", 3});
+             AskForBoot();
+             Place();
+         },
+         Unkept("com.a runs version 3 and not 2"), "com.a 3, com.b 2", 2},
+        {"a higher version that is none of the patch's doing",
+         [this] {
+             InstallA(3);
+             Place();
+         },
+         applied_, "com.a 3, com.b 2", 2},
+        {"a platform that cannot say what runs",
+         [this] {
+             port.isBlind = true;
+             Place();
+         },
+         Unkept("what is installed cannot be read"), "com.a 2, com.b 2", 2},
         {"a legacy package, whose configuration is known only after the load", [this] { PlaceInLegacyDirectory(); },
          applied_ + " needs a boot", "com.a 2, com.b 2", 2},
         {"half a delivery", [this] { PlaceSignedBy(nullptr); },
@@ -80,6 +133,7 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
         EXPECT_EQ(Apply(), entry.reports + "\n");
         EXPECT_EQ(Versions(), entry.versions);
         EXPECT_EQ(ListTree(Formats::PACKAGE_DIR).size(), entry.files);
+        port.isBlind = false;
     }
     MakeDevice(); // a load's failure is of its stage
     recipe.apps[0].patchType = "cold";
@@ -104,6 +158,21 @@ TEST_F(PatchRunTest, WhatWasCutShortBeforeIsMendedFirst)
         std::filesystem::remove_all(Formats::COLD_WORK_DIR);
         EXPECT_EQ(operation().find("nothing"), std::string::npos);
         EXPECT_EQ(ListTree(Formats::COLD_WORK_DIR).size(), 1U);
+    }
+}
+
+TEST_F(PatchRunTest, TellsOfAStoreThatWasMadeAnew)
+{
+    for (const std::function<std::string()>& operation :
+         {std::function<std::string()>([this] { return Load(RUNNING_STAGE_SA); }),
+          {[this] { return Apply(); }},
+          {[this] { return Boot(); }}}) {
+        EXPECT_EQ(operation().find("anew"), std::string::npos);
+        WriteFile(TavomendHost::BUNDLE_STORE_PATH, "no store at all");
+        EXPECT_NE(operation().find("the bundle store is damaged: file is not a database; it was made anew from 0 "
+                                   "installed applications and the factory's, and is kept as "),
+                  std::string::npos);
+        EXPECT_EQ(Versions(), "com.a 1, com.b 1");
     }
 }
 
