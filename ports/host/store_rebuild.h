@@ -14,8 +14,8 @@ const std::string NEW_BUNDLE_STORE_PATH = std::string(BUNDLE_STORE_PATH) + ".new
 // Takes away what an attempt that was cut short has left, and makes an empty store there. Null with one line for
 // people.
 [[nodiscard]] std::shared_ptr<BundleStore> BeginNewStore(std::string& error);
-// Puts the new store, which nobody has open any more, in the store's place, for good. False with one line for people;
-// the former one is then still there.
+// Puts the new store, which nobody has open any more, in the store's place, for good. False with one line for people:
+// the former one is still there then, or the new one stands and may not survive a power cut.
 [[nodiscard]] bool PutNewStoreInPlace(std::string& error);
 
 // For a boot, before anybody uses the store. What is installed is read from the bundle files below /data/app, the

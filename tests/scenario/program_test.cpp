@@ -1,4 +1,5 @@
 // What only the program tavomend does: what it prints for people and for scripts, its exit codes, its device folders.
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 
@@ -41,6 +42,17 @@ void BreakAnInstalledVersion(const DeviceWorld& world)
 {
     DamageStore(world);
     WriteFile(world.At("dev/data/app/com.odd/v1/entry.vab"), "broken");
+}
+
+// Files with their content, and directories.
+std::vector<std::string> Everything(const DeviceWorld& world)
+{
+    auto entries = ListTree(world.At(""));
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(world.At(""))) {
+        entries.push_back(entry.path());
+    }
+    std::sort(entries.begin(), entries.end());
+    return entries;
 }
 
 PatchRecipe OneHotApplication()
@@ -345,33 +357,58 @@ TEST(ProgramTest, LaysOutADevice)
             InWorld(world, "exec " TAVOMEND_PROGRAM " --root @/" + folder + " device init " + options);
         return RunProgram({"sh", "-c", line});
     };
+    WriteFile(world.At("locked4/etc/os-release"), "its own");
+    WriteFile(world.At("more/Hot.vab"), Vab{"com.other"}.Bytes());
+    WriteFile(world.At("more/Hot2.vab"), Vab{"com.hot", 2}.Bytes());
+    const std::string badVersion =
+        "a base version is one line of printable characters, without quotes, backslashes, \"$\" and \"`\"";
     struct Case {
         const char* folder;
         const char* options;
-        const char* error;
+        std::string error;
     };
     const Case cases[] = {
         {"busy", "", "cannot make the directory @/busy"},
-        {"made", "--public-key @/none.pem", "@/none.pem is no PEM public key"},
+        {"made/deep", "--public-key @/none.pem", "@/none.pem is no PEM public key"},
         {"made", "--public-key @/not.pem", "@/not.pem is no PEM public key"},
         {"made", "--factory @/Hot.vab @/not.pem", "@/not.pem is no zip archive, or its end is missing"},
+        {"made", "--factory @/Hot.vab @/more/Hot.vab",
+         "@/Hot.vab and @/more/Hot.vab would both become /system/app/Hot/Hot.vab: give one of them another name"},
+        {"made", "--factory @/Hot.vab @/Hot0.vab", "@/Hot0.vab is a second file of module entry"},
+        {"made", "--factory @/Hot.vab @/more/Hot2.vab", "@/more/Hot2.vab does not belong to com.hot version 1"},
+        {"made", "--base-version ''", badVersion},
+        {"made", "--base-version '1\n2'", badVersion},
+        {"made", "--base-version '1\"'", badVersion},
+        {"made", "--base-version \"1'2\"", badVersion},
+        {"made", "--base-version '1\\2'", badVersion},
+        {"made", "--base-version '1$2'", badVersion},
+        {"made", "--base-version '1`2'", badVersion},
+        {"made", "--base-version 1\x7f", badVersion},
+        {"made", "--base-version 1\u00e4", badVersion},
         {"locked1", "", "cannot write @/locked1/etc/os-release"},
         {"locked2", "--public-key @/key.pem", "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem"},
         {"locked3", "--factory @/Hot.vab", "cannot copy @/Hot.vab to @/locked3/system/app/Hot"},
         {"locked4", "", "cannot make the directory /data/app"},
         {"locked5", "", "the bundle store cannot be put in place: Is a directory"},
     };
+    WriteFile(world.At("Hot0.vab"), Vab{"com.hot"}.Bytes());
+    const auto before = Everything(world);
     for (const auto& entry : cases) {
         const CliResult result = init(entry.folder, entry.options);
         EXPECT_EQ(result.exitCode, 1) << entry.error;
-        EXPECT_EQ(result.err, InWorld(world, std::string("tavomend: ") + entry.error + "\n"));
+        EXPECT_EQ(result.err, InWorld(world, "tavomend: " + entry.error + "\n"));
+        EXPECT_EQ(Everything(world), before) << entry.folder << ": " << entry.error;
     }
-    EXPECT_TRUE(ListTree(world.At("made")).empty());
+    // What an init that was cut short may have left.
+    WriteFile(world.At("made/data/service/bundles/store.db.new"), "half");
+    WriteFile(world.At("made/data/service/bundles/store.db.new-journal"), "half");
+    WriteFile(world.At("made/system/app/Cold/Cold.vab.new"), "half");
+    WriteFile(world.At("made/etc/os-release"), "");
     const CliResult made =
-        init("made", "--base-version 2.5 --public-key @/key.pem --factory @/Cold.vab @/ColdFeature.vab @/Fwk.vab");
+        init("made", "--base-version '2.5 A' --public-key @/key.pem --factory @/Cold.vab @/ColdFeature.vab @/Fwk.vab");
     EXPECT_EQ(made.exitCode, 0) << made.err;
-    EXPECT_EQ(made.out, "a device at base version 2.5 with 2 factory applications, user 100\n");
-    EXPECT_EQ(ReadFile(world.At("made/etc/os-release")), "NAME=\"Device\"\nVERSION_ID=\"2.5\"\n");
+    EXPECT_EQ(made.out, "a device at base version 2.5 A with 2 factory applications, user 100\n");
+    EXPECT_EQ(ReadFile(world.At("made/etc/os-release")), "NAME=\"Device\"\nVERSION_ID=\"2.5 A\"\n");
     EXPECT_EQ(ReadFile(world.At("made/etc/certificate/zkkey_tvpk_v1.pem")), world.Key().PublicPem());
     for (const auto& [path, source] : {std::pair{"Cold/Cold", "Cold"}, std::pair{"Cold/ColdFeature", "ColdFeature"},
                                        std::pair{"appServiceFwk/Fwk/Fwk", "Fwk"}}) {

@@ -10,6 +10,7 @@
 #include "ports/host/install_result.h"
 #include "ports/host/system_ability_registry.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/support/install_verdict.h"
 #include "tests/support/vab_builder.h"
 
@@ -85,6 +86,30 @@ TEST_F(HostPlatformTest, MakesADeviceOnce)
     WriteFile("/etc/passwd", "the device's own");
     EXPECT_TRUE(HostPlatform::InitDevice(error_));
     EXPECT_EQ(ReadFile("/etc/passwd"), "the device's own");
+}
+
+// The power goes at every call of an init: there is no device then, or a whole one, and the next init goes on.
+TEST_F(HostPlatformTest, AnInitThatWasCutShortIsRunAgain)
+{
+    WriteFile("/system/app/A/A.vab", entry_.Bytes());
+    bool isWhole = false;
+    for (size_t cut = 1; !isWhole; ++cut) {
+        std::filesystem::remove_all("/data");
+        std::filesystem::remove("/etc/passwd");
+        FaultyFileLayer layer("/system");
+        layer.FailFrom(cut);
+        isWhole = HostPlatform::InitDevice(error_);
+        layer.Forget();
+        const bool isThere = Exists("/data/service/bundles/store.db");
+        EXPECT_TRUE(isThere || !isWhole) << cut;
+        EXPECT_EQ(HostPlatform::InitDevice(error_), !isThere) << cut << error_;
+        Start(ServiceStart::ATTACH);
+        EXPECT_EQ(platform_->ListUsers(), std::vector<int32_t>{100});
+        ASSERT_EQ(platform_->ListBundles()->size(), 1U) << cut;
+        EXPECT_TRUE(platform_->ListBundles()->at(0).isFactory);
+        platform_.reset();
+        EXPECT_TRUE(isWhole || cut < 300) << error_;
+    }
 }
 
 TEST_F(HostPlatformTest, EndsAfterItsInstallsAndTellsWhoIsLeft)
