@@ -18,6 +18,7 @@ class BootScanTest : public DeviceTest {
 protected:
     void SetUp() override
     {
+        platform_.reset();
         DeviceTest::SetUp();
         std::string error;
         ASSERT_TRUE(HostPlatform::InitDevice(error)) << error;
@@ -120,6 +121,63 @@ TEST_F(BootScanTest, FollowsTheFactoryAndCleansUpWhatAPowerCutLeft)
     EXPECT_EQ(VersionOf("com.b"), 3U);
     EXPECT_EQ(VersionOf("com.a"), 0U);
     EXPECT_TRUE(ListTree("/data/app").empty());
+}
+// What a scan does with each application when a factory file is damaged, gone, or of another set.
+TEST_F(BootScanTest, AFactoryFileThatCannotBeReadIsNotGone)
+{
+    const std::string unread = "/system/app/A/F.vab is no zip archive, or its end is missing";
+    const struct {
+        const char* name;
+        std::function<void()> change;
+        std::string scan;
+        uint32_t versionOfA;
+        uint32_t versionOfB;
+    } cases[] = {
+        {"one of two files", [] { WriteFile("/system/app/A/F.vab", "damaged"); },
+         " skipped (" + unread +
+             "); com.a skipped (a file beside its own could not be read); com.a skipped (its "
+             "factory files could not be read; it stays as it is); ",
+         1, 2},
+        {"one of two files of a newer version",
+         [this] {
+             WriteFile("/system/app/A/A.vab", a_.At(3).Bytes());
+             WriteFile("/system/app/A/F.vab", "damaged");
+         },
+         " skipped (" + unread +
+             "); com.a skipped (a file beside its own could not be read); com.a skipped (its "
+             "factory files could not be read; it stays as it is); ",
+         1, 2},
+        {"two files of one module", [this] { WriteFile("/system/app/A/F.vab", a_.Bytes()); },
+         "com.a skipped (/system/app/A/F.vab is a second file of module entry); com.a skipped (its factory files could "
+         "not be read; it stays as it is); ",
+         1, 2},
+        {"the factory file of an updated application", [] { WriteFile("/system/app/B/B.vab", "damaged"); },
+         " skipped (/system/app/B/B.vab is no zip archive, or its end is missing); ", 1, 2},
+        {"it is gone", [] { std::filesystem::remove("/system/app/B/B.vab"); }, "", 1, 2},
+        {"both are gone", [] { std::filesystem::remove_all("/system/app/A"); },
+         "com.a skipped (its factory files are gone); ", 0, 2},
+        {"beside others that cannot be read",
+         [] {
+             std::filesystem::remove_all("/system/app/A");
+             WriteFile("/system/app/B/B.vab", "damaged");
+         },
+         " skipped (/system/app/B/B.vab is no zip archive, or its end is missing); com.a skipped (its factory files "
+         "are gone); ",
+         0, 2},
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(entry.name);
+        SetUp();
+        InstallB(2);
+        platform_.reset();
+        entry.change();
+        EXPECT_EQ(Scan(), entry.scan);
+        EXPECT_EQ(VersionOf("com.a"), entry.versionOfA);
+        EXPECT_EQ(VersionOf("com.b"), entry.versionOfB);
+        const bool isGone = !Exists("/system/app/B/B.vab");
+        EXPECT_EQ(platform_->ListBundles()->back().factoryVersion.has_value(), !isGone);
+        EXPECT_EQ(ReadFile("/data/app/com.b/v2/installed.json").find("factoryVersion") == std::string::npos, isGone);
+    }
 }
 } // namespace
 } // namespace ORVX::TavomendTest

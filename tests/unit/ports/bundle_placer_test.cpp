@@ -161,6 +161,20 @@ TEST_F(BundlePlacerTest, FactoryFilesStayAndAreGoneBackTo)
     EXPECT_EQ(Files(), Names{});
 }
 
+// Whether the store has taken a version that it failed on, only the store can say later: the files stay until then.
+TEST_F(BundlePlacerTest, AVersionThatTheStoreFailedOnStaysForTheNextScan)
+{
+    AddUsers();
+    ASSERT_EQ(Install({entry_}), INSTALL_OK) << message_;
+    RunSql("CREATE TRIGGER no BEFORE INSERT ON bundles BEGIN SELECT RAISE(ABORT, 'no'); END");
+    EXPECT_EQ(Install({entry_.At(6)}), INSTALL_STORE_ERROR);
+    EXPECT_EQ(message_, "the store has not taken com.a");
+    EXPECT_FALSE(placer_->RestoreFactory(SetOf({entry_.At(4)}, "/system/app/A")));
+    EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.a/v6/entry.vab"}));
+    EXPECT_TRUE(placer_->RemoveLeftovers());
+    EXPECT_EQ(Files(), Names{"com.a/v5/entry.vab"});
+}
+
 // The power goes at every call in turn: what the store names is there, whole, and everything else can be cleaned up.
 TEST_F(BundlePlacerTest, APowerCutLeavesWhatTheStoreNames)
 {
