@@ -39,6 +39,23 @@ std::vector<std::string> DeviceDirectories()
             holder(TavomendEngine::TAVOMEND_LOG_FILE),
             "/tmp"};
 }
+// The first scan of a device: everything must be taken.
+bool ScanInto(const std::string& path, std::string& error)
+{
+    StoreFault fault;
+    const auto store = BundleStore::Open(path, fault);
+    if (store == nullptr) {
+        error = fault.text;
+        return false;
+    }
+    const auto report = BootScan(store, std::make_shared<BundlePlacer>(store)).Run();
+    const auto skipped = std::find_if(report.entries.begin(), report.entries.end(),
+                                      [](const auto& entry) { return !entry.reason.empty(); });
+    if (skipped != report.entries.end()) {
+        error = skipped->bundleName + (skipped->bundleName.empty() ? "" : ": ") + skipped->reason;
+    }
+    return skipped == report.entries.end();
+}
 } // namespace
 
 HostPlatform::HostPlatform(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer)
@@ -97,6 +114,7 @@ std::vector<std::string> HostPlatform::InitPaths()
 
 bool HostPlatform::InitDevice(std::string& error)
 {
+    size_t count = 0;
     if (FileUtils::FileIsExist(BUNDLE_STORE_PATH)) {
         error = "there is a device here already";
         return false;
@@ -112,17 +130,7 @@ bool HostPlatform::InitDevice(std::string& error)
         error = std::string("cannot write ") + TavomendEngine::ACCOUNT_FILE;
         return false;
     }
-    auto store = BeginNewStore(error);
-    if (store == nullptr) {
-        return false;
-    }
-    if (!WriteAccountNote({FIRST_USER}) || !store->AddUser(FIRST_USER)) {
-        error = CANNOT_WRITE_STORE;
-        return false;
-    }
-    static_cast<void>(BootScan(store, std::make_shared<BundlePlacer>(store)).Run()); // the next scan says it again
-    store.reset();
-    return PutNewStoreInPlace(error);
+    return MakeNewStore(count, error) && ScanInto(NEW_BUNDLE_STORE_PATH, error) && PutNewStoreInPlace(error);
 }
 
 const ScanReport& HostPlatform::GetScanReport() const

@@ -151,7 +151,13 @@ void FillInUsers(Version& version, const std::set<int32_t>& accounts)
 bool WriteNewStore(const std::map<std::string, Version>& installed, const std::set<int32_t>& accounts,
                    std::string& error)
 {
-    const auto store = BeginNewStore(error);
+    for (const auto& path : {NEW_BUNDLE_STORE_PATH, NEW_BUNDLE_STORE_PATH + JOURNAL_SUFFIX}) {
+        if (!FileUtils::CleanDir(path, true)) {
+            error = "cannot remove " + path;
+            return false;
+        }
+    }
+    const auto store = BundleStore::Create(NEW_BUNDLE_STORE_PATH, error);
     if (store == nullptr) {
         return false;
     }
@@ -182,7 +188,9 @@ bool KeepDamaged(std::string& kept, std::string& error)
     return true;
 }
 
-bool Rebuild(std::string& kept, size_t& count, std::string& error)
+} // namespace
+
+bool MakeNewStore(size_t& count, std::string& error)
 {
     std::map<std::string, Version> installed;
     std::set<int32_t> accounts;
@@ -193,19 +201,7 @@ bool Rebuild(std::string& kept, size_t& count, std::string& error)
         FillInUsers(entry.second, accounts);
     }
     count = installed.size();
-    return WriteNewStore(installed, accounts, error) && KeepDamaged(kept, error) && PutNewStoreInPlace(error);
-}
-} // namespace
-
-std::shared_ptr<BundleStore> BeginNewStore(std::string& error)
-{
-    for (const auto& path : {NEW_BUNDLE_STORE_PATH, NEW_BUNDLE_STORE_PATH + JOURNAL_SUFFIX}) {
-        if (!FileUtils::CleanDir(path, true)) {
-            error = "cannot remove " + path;
-            return nullptr;
-        }
-    }
-    return BundleStore::Create(NEW_BUNDLE_STORE_PATH, error);
+    return WriteNewStore(installed, accounts, error);
 }
 
 bool PutNewStoreInPlace(std::string& error)
@@ -236,7 +232,7 @@ std::shared_ptr<BundleStore> RebuildStore(StoreFault& fault, std::string& notice
     std::string kept;
     std::string error;
     size_t count = 0;
-    if (!Rebuild(kept, count, error)) {
+    if (!MakeNewStore(count, error) || !KeepDamaged(kept, error) || !PutNewStoreInPlace(error)) {
         fault.text += ", and cannot be made anew: " + error;
         return nullptr;
     }

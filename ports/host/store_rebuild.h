@@ -11,18 +11,18 @@ namespace ORVX::TavomendHost {
 // Where a new store grows until it is whole.
 const std::string NEW_BUNDLE_STORE_PATH = std::string(BUNDLE_STORE_PATH) + ".new";
 
-// Takes away what an attempt that was cut short has left, and makes an empty store there. Null with one line for
-// people.
-[[nodiscard]] std::shared_ptr<BundleStore> BeginNewStore(std::string& error);
+// Makes a store there, over what an attempt that was cut short has left, of what is installed: `count` bundles below
+// /data/app, the highest version of each, and the accounts, at least one. What bundle files do not tell comes from the
+// notes beside them. False with one line for people, also when not everything could be read.
+[[nodiscard]] bool MakeNewStore(size_t& count, std::string& error);
 // Puts the new store, which nobody has open any more, in the store's place, for good. False with one line for people:
 // the former one is still there then, or the new one stands and may not survive a power cut.
 [[nodiscard]] bool PutNewStoreInPlace(std::string& error);
 
-// For a boot, before anybody uses the store. What is installed is read from the bundle files below /data/app, the
-// highest version of each application, and from the notes beside them; applications that run their factory files are
-// for the scan to register. The damaged store is kept under another name, which `notice`, a line for people, tells.
-// Null when not everything could be read: the damaged store stays, fault.text then says why, and nothing else has
-// changed. A store that turns out to be whole (another process was first) is given as it is, without a notice.
+// For a boot, before anybody uses the store: makes a new one of what is installed; applications that run their factory
+// files are for the scan to register. The damaged store is kept under another name, which `notice`, a line for people,
+// tells. Null when not everything could be read: the damaged store stays, fault.text then says why, and nothing else
+// has changed. A store that turns out to be whole (another process was first) is given as it is, without a notice.
 [[nodiscard]] std::shared_ptr<BundleStore> RebuildStore(StoreFault& fault, std::string& notice);
 } // namespace ORVX::TavomendHost
 

@@ -264,6 +264,22 @@ TEST_F(StoreDamageTest, WhatCannotBeReadStopsTheRebuild)
     EXPECT_EQ(ListTree("/data"), files);
 }
 
+TEST_F(StoreDamageTest, AnInitOfADeviceThatLostItsStoreFindsWhatIsInstalled)
+{
+    fs::remove(STORE);
+    EXPECT_FALSE(Start(ServiceStart::SCAN));
+    EXPECT_EQ(error_, "there is no device here");
+    WriteFile("/system/app/N/N.vab", "damaged");
+    EXPECT_FALSE(HostPlatform::InitDevice(error_));
+    EXPECT_EQ(error_, "/system/app/N/N.vab is no zip archive, or its end is missing");
+    EXPECT_FALSE(Exists(STORE));
+    fs::remove("/system/app/N/N.vab");
+    EXPECT_TRUE(HostPlatform::InitDevice(error_)) << error_;
+    EXPECT_TRUE(Start(ServiceStart::ATTACH)) << error_;
+    EXPECT_EQ(TextOf(*platform_), INSTALLED);
+    EXPECT_EQ(ListTree("/data/app"), files_);
+}
+
 // Each call of a rebuild fails once: the next boot has everything.
 TEST_F(StoreDamageTest, AFaultInARebuildCostsNothing)
 {
