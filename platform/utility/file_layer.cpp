@@ -9,7 +9,11 @@
 #include <memory>
 #include <unistd.h>
 
+#include "handles/place.h"
+
 namespace ORVX::TavomendEngine {
+using Handles::Place;
+
 namespace {
 struct DirCloser {
     void operator()(DIR* dir) const { closedir(dir); }
@@ -17,7 +21,14 @@ struct DirCloser {
 
 class RealFileLayer : public FileLayer {
 public:
-    int Open(const std::string& path, int flags, mode_t mode) override { return open(path.c_str(), flags, mode); }
+    int Open(const std::string& path, int flags, mode_t mode) override
+    {
+        if ((flags & (O_ACCMODE | O_CREAT | O_NOFOLLOW)) == 0) {
+            return open(path.c_str(), flags, mode);
+        }
+        const Place place(path);
+        return place.IsThere() ? openat(place.Directory(), place.Name(), flags, mode) : -1;
+    }
     ssize_t Read(int file, void* room, size_t size) override { return read(file, room, size); }
     ssize_t Write(int file, const void* bytes, size_t size) override { return write(file, bytes, size); }
     int Fsync(int file) override { return fsync(file); }
@@ -27,15 +38,23 @@ public:
     int Stat(const std::string& path, struct stat& status) override { return stat(path.c_str(), &status); }
     int Lstat(const std::string& path, struct stat& status) override { return lstat(path.c_str(), &status); }
     int Statvfs(const std::string& path, struct statvfs& status) override { return statvfs(path.c_str(), &status); }
-    int Lchown(const std::string& path, uid_t user, gid_t group) override { return lchown(path.c_str(), user, group); }
-    int Rename(const std::string& from, const std::string& to) override { return rename(from.c_str(), to.c_str()); }
+    int Lchown(const std::string& path, uid_t user, gid_t group) override
+    {
+        const Place place(path);
+        return place.IsThere() ? fchownat(place.Directory(), place.Name(), user, group, AT_SYMLINK_NOFOLLOW) : -1;
+    }
+    int Rename(const std::string& from, const std::string& to) override { return Move(from, to, 0); }
     int RenameNoReplace(const std::string& from, const std::string& to) override
     {
-        return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+        return Move(from, to, RENAME_NOREPLACE);
     }
-    int Unlink(const std::string& path) override { return unlink(path.c_str()); }
-    int Mkdir(const std::string& path, mode_t mode) override { return mkdir(path.c_str(), mode); }
-    int Rmdir(const std::string& path) override { return rmdir(path.c_str()); }
+    int Unlink(const std::string& path) override { return Remove(path, 0); }
+    int Mkdir(const std::string& path, mode_t mode) override
+    {
+        const Place place(path);
+        return place.IsThere() ? mkdirat(place.Directory(), place.Name(), mode) : -1;
+    }
+    int Rmdir(const std::string& path) override { return Remove(path, AT_REMOVEDIR); }
     int ListDir(const std::string& path, std::vector<std::string>& names) override
     {
         names.clear();
@@ -60,6 +79,20 @@ public:
         }
         std::sort(names.begin(), names.end());
         return 0;
+    }
+
+private:
+    static int Move(const std::string& from, const std::string& to, unsigned flags)
+    {
+        const Place source(from);
+        const Place target(to);
+        const bool areThere = source.IsThere() && target.IsThere();
+        return areThere ? renameat2(source.Directory(), source.Name(), target.Directory(), target.Name(), flags) : -1;
+    }
+    static int Remove(const std::string& path, int flags)
+    {
+        const Place place(path);
+        return place.IsThere() ? unlinkat(place.Directory(), place.Name(), flags) : -1;
     }
 };
 

@@ -13,6 +13,10 @@ namespace ORVX::TavomendEngine {
 // nothing has changed then that the call itself would not have changed. None repeats what was interrupted, finishes
 // what was cut short, or throws. Safe from any thread, as the calls are.
 //
+// What changes a name or a file, or is told not to follow links (O_NOFOLLOW), does not go through a planted link
+// either: below the guarded directories no link on the way is followed (handles/place.h), and the call fails with
+// ENOTDIR.
+//
 // Used by FileUtils alone; what else touches files in the platform library goes through FileUtils.
 class FileLayer {
 public:

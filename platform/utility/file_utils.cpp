@@ -15,6 +15,8 @@
 
 #include "handles/file.h"
 #include "platform/utility/file_layer.h"
+#include "platform/utility/output_file.h"
+#include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendEngine {
 namespace {
@@ -56,22 +58,6 @@ std::string ParentOf(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-bool WriteAll(int file, const char* data, size_t size)
-{
-    while (size > 0) {
-        const ssize_t count = Layer().Write(file, data, size);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        data += count;
-        size -= static_cast<size_t>(count);
-    }
-    return true;
-}
-
 // The number of bytes read, 0 at the end, negative after a failure.
 ssize_t ReadSome(int file, char* room, size_t size)
 {
@@ -82,12 +68,12 @@ ssize_t ReadSome(int file, char* room, size_t size)
     return count;
 }
 
-bool CopyAll(int source, int target)
+bool CopyAll(int source, OutputFile& target)
 {
     std::array<char, COPY_CHUNK_SIZE> buffer;
     ssize_t count = 0;
     while ((count = ReadSome(source, buffer.data(), buffer.size())) > 0) {
-        if (!WriteAll(target, buffer.data(), static_cast<size_t>(count))) {
+        if (!target.Write(buffer.data(), static_cast<size_t>(count))) {
             return false;
         }
     }
@@ -95,11 +81,12 @@ bool CopyAll(int source, int target)
 }
 
 // The regular file's content; an exception when there is no memory for it.
-bool ReadWhole(const std::string& path, std::string& content)
+bool ReadWhole(const std::string& path, size_t sizeMax, std::string& content)
 {
     const LayerFile file(path, O_RDONLY | O_NONBLOCK); // not to wait at a pipe that nobody writes to
     struct stat status {};
-    if (!file.IsValid() || Layer().Fstat(file.Get(), status) != 0 || !S_ISREG(status.st_mode)) {
+    if (!file.IsValid() || Layer().Fstat(file.Get(), status) != 0 || !S_ISREG(status.st_mode) ||
+        static_cast<size_t>(status.st_size) > sizeMax) {
         return false;
     }
     content.resize(static_cast<size_t>(status.st_size));
@@ -114,16 +101,15 @@ bool ReadWhole(const std::string& path, std::string& content)
 }
 
 // Write beside, fsync, rename, fsync of the directory. What was written beside goes when any step fails.
-bool ReplaceWith(const std::string& path, uint32_t mode, const std::function<bool(int)>& writeContent)
+bool ReplaceWith(const std::string& path, uint32_t mode, const std::function<bool(OutputFile&)>& writeContent)
 {
     const std::string dir = ParentOf(path);
     if (!FileUtils::MakeDirs(dir)) {
         return false;
     }
     const std::string beside = path + ".new";
-    LayerFile file(beside, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, mode);
-    const bool isWritten = file.IsValid() && Layer().Fchmod(file.Get(), mode) == 0 && writeContent(file.Get()) &&
-                           Layer().Fsync(file.Get()) == 0;
+    OutputFile file(beside, mode);
+    const bool isWritten = file.IsValid() && file.SetMode(mode) && writeContent(file) && file.Flush();
     if (!file.Close() || !isWritten || Layer().Rename(beside, path) != 0) {
         static_cast<void>(Layer().Unlink(beside));
         return false;
@@ -248,6 +234,26 @@ bool FileUtils::RenameFile(const std::string& from, const std::string& to)
     return Layer().RenameNoReplace(from, to) == 0;
 }
 
+bool FileUtils::MoveFile(const std::string& from, const std::string& to)
+{
+    return Layer().Rename(from, to) == 0;
+}
+
+bool FileUtils::Remove(const std::string& path)
+{
+    struct stat status {};
+    if (Layer().Lstat(path, status) != 0) {
+        return false;
+    }
+    return (S_ISDIR(status.st_mode) ? Layer().Rmdir(path) : Layer().Unlink(path)) == 0;
+}
+
+bool FileUtils::SetMode(const std::string& path, uint32_t mode)
+{
+    const LayerFile file(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+    return file.IsValid() && Layer().Fchmod(file.Get(), mode) == 0;
+}
+
 bool FileUtils::CopyDir(const std::string& source, const std::string& target)
 {
     if (!DirIsExist(source) || !MakeDirs(target)) {
@@ -261,11 +267,11 @@ bool FileUtils::CopyDir(const std::string& source, const std::string& target)
     });
 }
 
-std::string FileUtils::GetFileStream(const std::string& path)
+std::string FileUtils::GetFileStream(const std::string& path, size_t sizeMax)
 {
     try {
         std::string content;
-        return ReadWhole(path, content) ? content : std::string();
+        return ReadWhole(path, sizeMax, content) ? content : std::string();
     } catch (const std::exception&) {
         return {}; // a size that there is no memory for
     }
@@ -290,6 +296,22 @@ bool FileUtils::SetGidAndUidToTavomend(const std::string& path)
     return false;
 }
 
+void FileUtils::GiveAwayInInitStage(const std::string& path)
+{
+    if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
+        SetGidAndUidToTavomend(path);
+    }
+}
+
+bool FileUtils::MakeDir(const std::string& path)
+{
+    if (Layer().Mkdir(path, DIR_MODE) != 0) {
+        return false;
+    }
+    GiveAwayInInitStage(path);
+    return true;
+}
+
 bool FileUtils::MakeDirs(const std::string& path)
 {
     if (DirIsExist(path)) {
@@ -299,7 +321,7 @@ bool FileUtils::MakeDirs(const std::string& path)
     if (parent != path && !MakeDirs(parent)) {
         return false;
     }
-    if (Layer().Mkdir(path, DIR_MODE) != 0) {
+    if (!MakeDir(path)) {
         return errno == EEXIST && DirIsExist(path);
     }
     if (!SyncDir(parent)) {
@@ -311,13 +333,13 @@ bool FileUtils::MakeDirs(const std::string& path)
 
 bool FileUtils::ReplaceFile(const std::string& path, const std::string& content, uint32_t mode)
 {
-    return ReplaceWith(path, mode, [&content](int file) { return WriteAll(file, content.data(), content.size()); });
+    return ReplaceWith(path, mode, [&content](OutputFile& file) { return file.Write(content.data(), content.size()); });
 }
 
 bool FileUtils::ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode)
 {
     const LayerFile in(source, O_RDONLY);
-    return in.IsValid() && ReplaceWith(target, mode, [&in](int file) { return CopyAll(in.Get(), file); });
+    return in.IsValid() && ReplaceWith(target, mode, [&in](OutputFile& file) { return CopyAll(in.Get(), file); });
 }
 
 bool FileUtils::SyncDir(const std::string& path)

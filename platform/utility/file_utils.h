@@ -1,6 +1,6 @@
 // Files and directories, as the engine and the host platform need them. No operation throws. All calls go through
-// FileLayer; interrupted and partial ones are carried on with. Safe from any thread, as long as no two of them work on
-// one path.
+// FileLayer, which keeps what changes files from following planted links; interrupted and partial ones are carried on
+// with. Safe from any thread, as long as no two of them work on one path. Who writes a file himself takes OutputFile.
 #ifndef TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
 #define TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
 
@@ -35,15 +35,27 @@ public:
     // backup package back and forth must not eat one that was delivered meanwhile. Nothing has moved after a failure.
     // Not flushed: a query's move is better forgotten with a power cut. Who wants the move to last calls SyncDir.
     static bool RenameFile(const std::string& from, const std::string& to);
+    // rename(2), which replaces what is there; errno tells the reason of a failure. Not flushed.
+    static bool MoveFile(const std::string& from, const std::string& to);
+    // remove(3): a file, a link itself, or an empty directory; errno tells the reason of a failure. Not flushed.
+    static bool Remove(const std::string& path);
+    // Sets the mode of a file, and not of one that a link leads to.
+    static bool SetMode(const std::string& path, uint32_t mode);
     // Copies a directory tree; the target directory is created, files of the same name are replaced whole. Links and
     // special files are refused. False when anything could not be copied; the rest is copied all the same, each file
     // old or new. All that was copied is flushed.
     [[nodiscard]] static bool CopyDir(const std::string& source, const std::string& target);
-    // The whole content of a regular file; empty when it cannot be read to its end, or not be held in memory.
-    [[nodiscard]] static std::string GetFileStream(const std::string& path);
+    // The whole content of a regular file; empty when it cannot be read to its end, or not be held in memory. One of
+    // more than sizeMax bytes is not read at all.
+    [[nodiscard]] static std::string GetFileStream(const std::string& path, size_t sizeMax = SIZE_MAX);
     // Gives a file or directory to the account "tavomend" of the device's /etc/passwd. False when there is no such
     // account or the owner cannot be changed.
     static bool SetGidAndUidToTavomend(const std::string& path);
+    // The same in the init stage, and nothing in any other: root works there for a service that may have less rights.
+    // Everything here that makes a file or a directory does so; for what others make, such as the difference library.
+    static void GiveAwayInInitStage(const std::string& path);
+    // mkdir(2), with mode 0755, and not flushed; errno tells the reason of a failure.
+    static bool MakeDir(const std::string& path);
     // Creates a directory and its parents with mode 0755 and flushes their names, so that what is put there is not
     // lost with them. True when it is there afterwards; after a failure the parents that could be made stay.
     static bool MakeDirs(const std::string& path);

@@ -22,7 +22,7 @@ bool HasNul(const std::string& text)
 
 cJSON* JsonTool::ParseJsonFromFile(const std::string& path) const
 {
-    return ParseJson(FileUtils::GetFileStream(path));
+    return ParseJson(FileUtils::GetFileStream(path, MAX_JSON_SIZE));
 }
 
 cJSON* JsonTool::ParseJson(const std::string& text) const

@@ -6,11 +6,14 @@
 #include <string>
 
 namespace ORVX::TavomendEngine {
+// Bytes, far above any real document: a file that unpacks to more must not take the memory for it.
+constexpr size_t MAX_JSON_SIZE = size_t{16} << 20U;
+
 // Without state; nothing throws. The documents are cJSON's and follow its rules for threads: one at a time for each.
 class JsonTool {
 public:
-    // The document's root, to be freed with cJSON_Delete; null when the file cannot be read, is not one
-    // JSON value, or has a NUL in it, also a written one: names and texts would be cut there.
+    // The document's root, to be freed with cJSON_Delete; null when the file cannot be read, is of more than
+    // MAX_JSON_SIZE, is not one JSON value, or has a NUL in it, also a written one: names and texts would be cut there.
     [[nodiscard]] cJSON* ParseJsonFromFile(const std::string& path) const;
     // The same for a text.
     [[nodiscard]] cJSON* ParseJson(const std::string& text) const;

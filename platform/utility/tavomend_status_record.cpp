@@ -14,6 +14,7 @@ constexpr const char* STATUS_KEY = "status=";
 constexpr const char* DETAIL_KEY = "detail=";
 constexpr const char* CHECKSUM_KEY = "crc32=";
 constexpr uint32_t RECORD_MODE = 0640;
+constexpr size_t RECORD_SIZE_MAX = size_t{16} << 20U; // a thousand times what thousands of codes take
 
 std::string HexOf(unsigned long value, int digits)
 {
@@ -120,7 +121,7 @@ bool TavomendStatusRecord::WriteFile() const
 
 TavomendStatusRecord::Record TavomendStatusRecord::ReadFile() const
 {
-    std::string text = FileUtils::GetFileStream(path_);
+    std::string text = FileUtils::GetFileStream(path_, RECORD_SIZE_MAX);
     const size_t end = text.rfind(CHECKSUM_KEY);
     if (end == std::string::npos || text.substr(end) != CHECKSUM_KEY + ChecksumOf(text.substr(0, end)) + "\n") {
         return {};
