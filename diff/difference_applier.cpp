@@ -6,8 +6,9 @@
 
 #include "diff/archive_difference.h"
 #include "diff/difference_header.h"
-#include "diff/mapped_file.h"
+#include "diff/loaded_file.h"
 #include "diff/plain_difference.h"
+#include "handles/place.h"
 
 namespace ORVX::Difference {
 namespace {
@@ -28,7 +29,10 @@ DifferenceResult ClearOutput(const std::string& differencePath, const std::strin
         return DIFFERENCE_OUTPUT_IS_INPUT;
     }
     const bool isRemovable = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
-    return isRemovable && unlink(newPath.c_str()) == 0 ? DIFFERENCE_OK : DIFFERENCE_OUTPUT_UNWRITABLE;
+    const Handles::Place place(newPath);
+    return isRemovable && place.IsThere() && unlinkat(place.Directory(), place.Name(), 0) == 0
+               ? DIFFERENCE_OK
+               : DIFFERENCE_OUTPUT_UNWRITABLE;
 }
 
 DifferenceResult Apply(const std::string& differencePath, const std::string& oldPath, const std::string& newPath)
@@ -37,11 +41,11 @@ DifferenceResult Apply(const std::string& differencePath, const std::string& old
     if (cleared != DIFFERENCE_OK) {
         return cleared;
     }
-    const std::optional<MappedFile> base = MappedFile::Open(oldPath);
+    const std::optional<LoadedFile> base = LoadedFile::Read(oldPath);
     if (!base.has_value()) {
         return DIFFERENCE_BASE_UNREADABLE;
     }
-    const std::optional<MappedFile> difference = MappedFile::Open(differencePath);
+    const std::optional<LoadedFile> difference = LoadedFile::Read(differencePath);
     if (!difference.has_value()) {
         return DIFFERENCE_UNREADABLE;
     }

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <utility>
 
 namespace ORVX::Difference {
 std::unique_ptr<DifferenceOutput> DifferenceOutput::Create(const std::string& path, uint64_t size,
@@ -11,7 +10,9 @@ std::unique_ptr<DifferenceOutput> DifferenceOutput::Create(const std::string& pa
 {
     result = DIFFERENCE_OUTPUT_UNWRITABLE;
     std::unique_ptr<DifferenceOutput> output(new DifferenceOutput(path, size)); // first: what it owns goes with it
-    output->file_ = Handles::UniqueDescriptor(open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    const Handles::Place& place = output->place_;
+    output->file_ = Handles::UniqueDescriptor(
+        place.IsThere() ? openat(place.Directory(), place.Name(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644) : -1);
     if (!output->file_.IsValid()) {
         return nullptr;
     }
@@ -25,7 +26,7 @@ std::unique_ptr<DifferenceOutput> DifferenceOutput::Create(const std::string& pa
     return output;
 }
 
-DifferenceOutput::DifferenceOutput(std::string path, uint64_t size) : path_(std::move(path)), size_(size) {}
+DifferenceOutput::DifferenceOutput(const std::string& path, uint64_t size) : place_(path), size_(size) {}
 
 DifferenceOutput::~DifferenceOutput()
 {
@@ -33,7 +34,7 @@ DifferenceOutput::~DifferenceOutput()
         munmap(memory_, size_);
     }
     if (file_.IsValid() && !isKept_) {
-        unlink(path_.c_str());
+        unlinkat(place_.Directory(), place_.Name(), 0);
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include "diff/byte_view.h"
 #include "diff/difference_result.h"
+#include "handles/place.h"
 #include "handles/sha256.h"
 #include "handles/unique_descriptor.h"
 
@@ -36,9 +37,9 @@ public:
     [[nodiscard]] bool Keep();
 
 private:
-    DifferenceOutput(std::string path, uint64_t size);
+    DifferenceOutput(const std::string& path, uint64_t size);
 
-    std::string path_;
+    Handles::Place place_;
     Handles::UniqueDescriptor file_;
     uint64_t size_;
     uint64_t written_ = 0;

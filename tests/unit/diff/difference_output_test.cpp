@@ -97,6 +97,8 @@ TEST_F(DifferenceOutputTest, NothingIsLeftAfterAnyFailure)
         {"write", &g_system.write, "archive", DIFFERENCE_OUTPUT_UNWRITABLE},
         {"write", &g_system.write, "bytes", DIFFERENCE_OUTPUT_UNWRITABLE},
         {"reading again", &g_system.pread, "archive", DIFFERENCE_OUTPUT_UNWRITABLE},
+        {"reading the base", &g_system.read, "plain", DIFFERENCE_BASE_UNREADABLE},
+        {"reading the base", &g_system.read, "archive", DIFFERENCE_BASE_UNREADABLE},
     };
     for (const auto& [name, fault, difference, code] : cases) {
         const std::string kept = KEPT_DIFFERENCES "/" + std::string(difference);

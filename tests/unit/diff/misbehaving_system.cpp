@@ -40,6 +40,11 @@ ssize_t write(int file, const void* bytes, size_t size)
     }
     return g_system.write.Take() != 0 ? -1 : real(file, bytes, std::min(size, g_system.bytesMax.load()));
 }
+ssize_t read(int file, void* room, size_t size)
+{
+    static const auto real = Real<ssize_t (*)(int, void*, size_t)>("read");
+    return g_system.read.Take() != 0 ? -1 : real(file, room, std::min(size, g_system.bytesMax.load()));
+}
 ssize_t pread(int file, void* room, size_t size, off_t offset)
 {
     static const auto real = Real<ssize_t (*)(int, void*, size_t, off_t)>("pread");

@@ -31,14 +31,15 @@ struct MisbehavingSystem {
     Fault fsync;
     Fault fallocate;
     Fault write;
+    Fault read;
     Fault pread;
-    std::atomic<size_t> bytesMax{SIZE_MAX};       // of one write or pread
+    std::atomic<size_t> bytesMax{SIZE_MAX};       // of one write, read or pread
     std::atomic<void (*)()> beforeWrite{nullptr}; // called at each write
 
     // Everything works again, and no call was counted.
     void Mend()
     {
-        for (Fault* const fault : {&fsync, &fallocate, &write, &pread}) {
+        for (Fault* const fault : {&fsync, &fallocate, &write, &read, &pread}) {
             fault->calls = 0;
             fault->error = 0;
         }
