@@ -124,9 +124,10 @@ bool VerifyFile(const std::string& path, const std::string& signaturePath, const
         return false;
     }
     error.clear();
-    const std::string signature = FileUtils::GetFileStream(signaturePath);
+    const std::string signature = FileUtils::GetFileStream(signaturePath, MAX_SIGNATURE_SIZE);
     if (signature.empty()) {
-        error = signaturePath + " is missing or empty";
+        const bool isLarge = FileUtils::GetFileSize(signaturePath, FileUtils::Unit::BYTE) > 0;
+        error = signaturePath + (isLarge ? " is larger than a signature can be" : " is missing or empty");
         return false;
     }
     const Crypto<EVP_MD_CTX> context(EVP_MD_CTX_new());

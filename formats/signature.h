@@ -7,6 +7,9 @@
 #include <string>
 
 namespace ORVX::Formats {
+// Bytes: twice what the longest key that libcrypto verifies with makes. A larger file is not read.
+constexpr size_t MAX_SIGNATURE_SIZE = 4096;
+
 // Files are read in pieces, and written whole or not at all. Every failure gives one line for people in `error`.
 
 // Writes a new RSA key of so many bits: the private half with mode 0600, the public half ("PUBLIC KEY") with 0644.

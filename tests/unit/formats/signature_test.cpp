@@ -78,6 +78,11 @@ TEST_F(SignatureTest, VerifiesWithEitherHalfOfTheKey)
     EXPECT_EQ(WhyNotVerified("/tmp/key"), "/tmp/key holds no RSA public key (PEM \"PUBLIC KEY\")");
     WriteFile("/tmp/sign", "");
     EXPECT_EQ(WhyNotVerified("/tmp/public"), "/tmp/sign is missing or empty");
+    for (const size_t size : {4096U, 4097U}) {
+        WriteFile("/tmp/sign", std::string(size, 's'));
+        EXPECT_EQ(WhyNotVerified("/tmp/public"),
+                  size == 4096 ? "the signature does not verify" : "/tmp/sign is larger than a signature can be");
+    }
     WriteFile("/tmp/sign", SIGNATURE);
     WriteFile("/tmp/file", std::string(CONTENT) + "\n");
     EXPECT_EQ(WhyNotVerified("/tmp/public"), "the signature does not verify");
