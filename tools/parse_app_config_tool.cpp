@@ -18,7 +18,17 @@ std::string JoinEntries(const std::vector<std::string>& entries)
 
 bool ParseAppConfigTool::ParseTavomendConfig()
 {
-    const Handles::JsonRoot root(jsonTool_.ParseJsonFromFile(Formats::CONFIG_PATH));
+    return ParseDocument(jsonTool_.ParseJsonFromFile(Formats::CONFIG_PATH));
+}
+
+bool ParseAppConfigTool::ParseTavomendConfig(const std::string& text)
+{
+    return ParseDocument(jsonTool_.ParseJson(text));
+}
+
+bool ParseAppConfigTool::ParseDocument(cJSON* document)
+{
+    const Handles::JsonRoot root(document);
     if (root == nullptr) {
         TAVOMEND_LOG_E("cJSON root is NULL.");
         return false;

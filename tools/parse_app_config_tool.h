@@ -22,12 +22,15 @@ public:
     // Reads and validates the extracted configuration. False when it cannot be read or is no JSON (the record is
     // untouched), or cannot be parsed or validated (the record holds what was read). Logs the record in both outcomes.
     bool ParseTavomendConfig();
+    // The same for a text.
+    bool ParseTavomendConfig(const std::string& text);
     // The record of the last parse, also of a failed one; the default values before the first.
     [[nodiscard]] PackageInfo& GetPackageInfo();
     // Logs the record, the package first and then each application on a line of its own, and returns the text.
     std::string Dump();
 
 private:
+    bool ParseDocument(cJSON* document); // which it frees
     void OnRefusal(const char* step, const char* message) override;
 
     JsonTool jsonTool_;

@@ -3,24 +3,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 #include <minizip/unzip.h>
-#include <sys/stat.h>
 
 #include "common/log.h"
-#include "handles/file.h"
 #include "platform/utility/file_utils.h"
-#include "platform/utility/sys_utils.h"
+#include "platform/utility/output_file.h"
+#include "tools/memory_archive.h"
 
 namespace ORVX::TavomendEngine {
-using Handles::File;
-
 namespace {
 constexpr size_t MEMBER_NAME_SIZE = 4096;
 constexpr int BUFFER_SIZE = 4096;
-constexpr mode_t DIR_MODE = 0755;
 
 bool GetCurrentMember(unzFile handle, std::string& fileName, unz_file_info& info)
 {
@@ -33,12 +27,12 @@ bool GetCurrentMember(unzFile handle, std::string& fileName, unz_file_info& info
 }
 
 // The number of bytes that the last read gave: 0 at the end of the member, negative or the unwritten rest on failure.
-int CopyMember(unzFile handle, FILE* out, std::vector<char>& buffer)
+int CopyMember(unzFile handle, OutputFile& out, std::vector<char>& buffer)
 {
     int count = 0;
     do {
         count = unzReadCurrentFile(handle, buffer.data(), static_cast<unsigned>(buffer.size()));
-        if (count > 0 && fwrite(buffer.data(), 1, static_cast<size_t>(count), out) != static_cast<size_t>(count)) {
+        if (count > 0 && !out.Write(buffer.data(), static_cast<size_t>(count))) {
             TAVOMEND_LOG_E("fwrite Failed");
             break;
         }
@@ -55,10 +49,7 @@ bool ParseZipTool::UnZipTargetFiles(const std::vector<UnZipTargetInfo>& targetIn
         TAVOMEND_LOG_E("zipFile not exist");
         return false;
     }
-    if (unzHandle_ == nullptr) {
-        unzHandle_ = unzOpen(zipFilePath_.c_str());
-    }
-    if (unzHandle_ == nullptr) {
+    if (!OpenArchive()) {
         TAVOMEND_LOG_E("unZipDir is NULL");
         return false;
     }
@@ -70,6 +61,54 @@ bool ParseZipTool::UnZipTargetFiles(const std::vector<UnZipTargetInfo>& targetIn
     }
     TAVOMEND_LOG_I("unZip targetInfos success");
     return true;
+}
+
+void ParseZipTool::Pin(const Handles::Sha256Digest& digest, std::string content)
+{
+    Reset();
+    digest_ = digest;
+    content_ = std::move(content);
+}
+
+std::optional<std::string> ParseZipTool::ReadMember(const std::string& name, size_t sizeMax)
+{
+    if (!OpenArchive()) {
+        return std::nullopt;
+    }
+    std::string fileName;
+    unz_file_info member{};
+    for (int move = unzGoToFirstFile(unzHandle_); move == UNZ_OK; move = unzGoToNextFile(unzHandle_)) {
+        if (!GetCurrentMember(unzHandle_, fileName, member) || fileName != name || member.uncompressed_size > sizeMax ||
+            unzOpenCurrentFile(unzHandle_) != UNZ_OK) {
+            continue;
+        }
+        std::string text(member.uncompressed_size, '\0');
+        const int count = unzReadCurrentFile(unzHandle_, text.data(), static_cast<unsigned>(text.size()));
+        if (unzCloseCurrentFile(unzHandle_) == UNZ_OK && count == static_cast<int>(text.size())) {
+            return text;
+        }
+    }
+    return std::nullopt;
+}
+
+bool ParseZipTool::OpenArchive()
+{
+    if (unzHandle_ == nullptr) {
+        unzHandle_ = !digest_ ? unzOpen(zipFilePath_.c_str()) : ReadPinned() ? OpenArchiveInMemory(content_) : nullptr;
+    }
+    return unzHandle_ != nullptr;
+}
+
+bool ParseZipTool::ReadPinned()
+{
+    Handles::Sha256Digest digest{};
+    if (content_.empty()) {
+        content_ = FileUtils::GetFileStream(zipFilePath_);
+        if (!Handles::Sha256::Of(content_.data(), content_.size(), digest) || digest != digest_) {
+            content_ = std::string();
+        }
+    }
+    return !content_.empty();
 }
 
 bool ParseZipTool::UnZipFile(const UnZipTargetInfo& info, void* handle)
@@ -100,7 +139,7 @@ bool ParseZipTool::UnZipTargetFile(std::string& outPath, void*& handle, int size
     if (FileUtils::GetFileSize(outPath, FileUtils::Unit::BYTE) == size) {
         return true;
     }
-    if (!TouchNullFile(outPath)) {
+    if (FileUtils::IsValidPath(outPath) && !TouchNullFile(outPath)) { // any other is refused below, untouched
         TAVOMEND_LOG_E("touch null file failed");
         return false;
     }
@@ -122,14 +161,14 @@ bool ParseZipTool::ExtractFileAndWrite(void*& handle, std::string outPath, int s
         TAVOMEND_LOG_E("outFilePath: %{public}s is an invalid path", outPath.c_str());
         return false;
     }
-    File out(fopen(outPath.c_str(), "wb"));
-    if (out == nullptr) {
+    OutputFile out(outPath);
+    if (!out.IsValid()) {
         TAVOMEND_LOG_E("outFilePath: %{public}s, errorMessage:%{public}s", outPath.c_str(), strerror(errno));
         return false;
     }
     std::vector<char> buffer(static_cast<size_t>(std::min(size, BUFFER_SIZE)));
-    const int lastCount = CopyMember(handle, out.get(), buffer);
-    const bool isClosed = fclose(out.release()) == 0; // a full disk may show only here
+    const int lastCount = CopyMember(handle, out, buffer);
+    const bool isClosed = out.Close(); // a full disk may show only here
     if (lastCount != 0) {
         TAVOMEND_LOG_E("unzReadCurrentFile failed");
         return false;
@@ -151,8 +190,7 @@ bool ParseZipTool::TouchNullFile(std::string& path)
         TAVOMEND_LOG_E("create %{public}s dir failed", dir.c_str());
         return false;
     }
-    const File file(fopen(path.c_str(), "wb"));
-    if (file == nullptr) {
+    if (!OutputFile(path).IsValid()) {
         TAVOMEND_LOG_E("open %{public}s failed", path.c_str());
         return false;
     }
@@ -174,12 +212,9 @@ bool ParseZipTool::CreateDir(std::string& path)
         errno = error; // logging has its own
         return false;
     }
-    const int result = mkdir(path.c_str(), DIR_MODE);
+    const int result = FileUtils::MakeDir(path) ? 0 : -1;
     const int error = errno;
     TAVOMEND_LOG_I("mkdir result= %{public}d, errinfo: %{public}s", result, strerror(error));
-    if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
-        FileUtils::SetGidAndUidToTavomend(path);
-    }
     errno = error;
     return result == 0;
 }
@@ -190,5 +225,6 @@ void ParseZipTool::Reset()
     if (unzHandle_ != nullptr) {
         unzClose(std::exchange(unzHandle_, nullptr));
     }
+    content_ = std::string(); // not clear: the memory goes
 }
 } // namespace ORVX::TavomendEngine

@@ -2,9 +2,11 @@
 #ifndef TAVOMEND_TOOLS_PARSE_ZIP_TOOL_H
 #define TAVOMEND_TOOLS_PARSE_ZIP_TOOL_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "handles/sha256.h"
 #include "platform/api/ref_base.h"
 
 namespace ORVX::TavomendEngine {
@@ -19,13 +21,24 @@ public:
 
     explicit ParseZipTool(std::string zipFilePath);
 
+    // From now on the archive is the one of this digest, and no other that comes into its place: `content`, its bytes,
+    // is read in place of the file until Reset; later the file is read into memory, and an archive of another digest is
+    // none. Closes an open archive.
+    void Pin(const Handles::Sha256Digest& digest, std::string content);
+
     // Extracts in order and stops at the first failure; what was written before stays. An output that already has the
     // member's size counts as extracted, whatever its content: that makes a resumed run cheap. Missing directories are
     // created, mode 0755. A member of 2 GiB or more is refused.
     bool UnZipTargetFiles(const std::vector<UnZipTargetInfo>& targetInfos);
+    // The content of the first whole member of that name, as the requests write it, and of at most sizeMax bytes (below
+    // 2 GiB). Nothing without one.
+    [[nodiscard]] std::optional<std::string> ReadMember(const std::string& name, size_t sizeMax);
     void Reset();
 
 private:
+    bool OpenArchive();
+    // Has the pinned archive's bytes in memory.
+    bool ReadPinned();
     bool UnZipFile(const UnZipTargetInfo& info, void* handle);
     bool UnZipTargetFile(std::string& outPath, void*& handle, int size);
     bool ExtractFileAndWrite(void*& handle, std::string outPath, int size);
@@ -34,6 +47,8 @@ private:
 
     std::string zipFilePath_;
     void* unzHandle_ = nullptr;
+    std::optional<Handles::Sha256Digest> digest_;
+    std::string content_;
 };
 } // namespace ORVX::TavomendEngine
 

@@ -1,20 +1,17 @@
 #include "tools/recover_file_tool.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "common/log.h"
 #include "formats/device_paths.h"
 #include "formats/recover_list.h"
-#include "handles/file.h"
 #include "handles/json.h"
 #include "platform/utility/file_utils.h"
-#include "platform/utility/sys_utils.h"
+#include "platform/utility/output_file.h"
 
 namespace ORVX::TavomendEngine {
 using Formats::RecoverList;
-using Handles::File;
 using Handles::JsonRoot;
 
 bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleNames)
@@ -23,19 +20,22 @@ bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleN
     if (bundleNames.empty()) {
         return true;
     }
-    File file(fopen(Formats::RECOVER_LIST_PATH, "w"));
-    if (file == nullptr) {
-        TAVOMEND_LOG_E("file is NULL, errorMessage: %{public}s", strerror(errno));
+    const std::string beside = std::string(Formats::RECOVER_LIST_PATH) + ".new";
+    OutputFile file(beside);
+    const bool isInTheWay = file.IsValid() && FileUtils::DirIsExist(Formats::RECOVER_LIST_PATH);
+    if (!file.IsValid() || isInTheWay) {
+        TAVOMEND_LOG_E("file is NULL, errorMessage: %{public}s", strerror(isInTheWay ? EISDIR : errno));
+        FileUtils::Remove(beside);
         return false;
     }
-    if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT) {
-        FileUtils::SetGidAndUidToTavomend(Formats::RECOVER_LIST_PATH);
-    }
+    // The new list counts, and the backup may go, when it is on the disk; until then the old one does.
     const std::string text = Formats::PrintRecoverList(bundleNames);
-    const bool isWritten = fwrite(text.data(), text.size(), 1, file.get()) == 1;
-    const bool isClosed = fclose(file.release()) == 0; // a full disk may show only here
+    const bool isWritten = !text.empty() && file.Write(text.data(), text.size()) && file.Flush() && file.Close() &&
+                           FileUtils::MoveFile(beside, Formats::RECOVER_LIST_PATH) &&
+                           FileUtils::SyncDir(Formats::WORK_DIR);
+    FileUtils::Remove(beside);
     RemoveRevokeBakFile();
-    return isWritten && isClosed;
+    return isWritten;
 }
 
 bool RecoverFileTool::GetRecoverBundleNameList(std::vector<std::string>& bundleNames)
@@ -69,7 +69,7 @@ void RecoverFileTool::RenameRevokeFileToBak()
     if (!FileUtils::FileIsExist(Formats::RECOVER_LIST_PATH)) {
         return;
     }
-    if (rename(Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH) != 0) {
+    if (!FileUtils::MoveFile(Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH)) {
         TAVOMEND_LOG_E("rename recover file failed, errorMessage: %{public}s", strerror(errno));
     }
     TAVOMEND_LOG_I("rename revoke file to bak");
@@ -77,7 +77,8 @@ void RecoverFileTool::RenameRevokeFileToBak()
 
 void RecoverFileTool::RemoveRevokeBakFile()
 {
-    if (FileUtils::FileIsExist(Formats::BACKUP_RECOVER_LIST_PATH) && remove(Formats::BACKUP_RECOVER_LIST_PATH) != 0) {
+    if (FileUtils::FileIsExist(Formats::BACKUP_RECOVER_LIST_PATH) &&
+        !FileUtils::Remove(Formats::BACKUP_RECOVER_LIST_PATH)) {
         TAVOMEND_LOG_E("remove recover file to bak failed, errorMessage: %{public}s", strerror(errno));
     }
     TAVOMEND_LOG_I("remove revoke bak file end");

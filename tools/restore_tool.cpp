@@ -19,6 +19,9 @@ int RestoreTool::RestoreFile(const std::string& diffPath, const std::string& bas
     }
     TAVOMEND_LOG_I("restore begin, restoreProductPath: %{public}s", restoreProductPath.c_str());
     const int result = ApplyPatch(diffPath, basePath, restoreProductPath);
+    if (result == 0) {
+        FileUtils::GiveAwayInInitStage(restoreProductPath);
+    }
     TAVOMEND_LOG_I("restore file result: %{public}d", result);
     return result;
 }

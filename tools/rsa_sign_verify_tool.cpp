@@ -12,6 +12,7 @@
 
 #include "common/log.h"
 #include "formats/device_paths.h"
+#include "formats/signature.h"
 #include "handles/crypto.h"
 #include "platform/utility/file_utils.h"
 
@@ -41,32 +42,44 @@ private:
 
 bool RsaSignVerifyTool::VerifyFileIntegrity(const SignInfo& info)
 {
+    return ReadVerified(info).has_value();
+}
+
+std::optional<RsaSignVerifyTool::VerifiedFile> RsaSignVerifyTool::ReadVerified(const SignInfo& info)
+{
     TAVOMEND_LOG_I("verify file integrity begin");
     if (!FileUtils::FileIsExist(info.patchFilePath)) {
         TAVOMEND_LOG_E("patch file is not found");
-        return false;
+        return std::nullopt;
     }
     if (!FileUtils::FileIsExist(info.signFilePath)) {
         TAVOMEND_LOG_E("sign file not found");
-        return false;
+        return std::nullopt;
     }
-    return VerifySign(info);
+    VerifiedFile file;
+    return VerifyContent(info, file) ? std::optional(std::move(file)) : std::nullopt;
 }
 
 bool RsaSignVerifyTool::VerifySign(const SignInfo& info)
+{
+    VerifiedFile file;
+    return VerifyContent(info, file);
+}
+
+bool RsaSignVerifyTool::VerifyContent(const SignInfo& info, VerifiedFile& file)
 {
     const std::string keyPath = GetPubKeyPath(info.type);
     if (!CheckPubKey(keyPath)) {
         TAVOMEND_LOG_E("checkPubKey failed");
         return false;
     }
-    const std::string signData = FileUtils::GetFileStream(info.signFilePath);
+    const std::string signData = FileUtils::GetFileStream(info.signFilePath, Formats::MAX_SIGNATURE_SIZE);
     if (signData.empty()) {
         TAVOMEND_LOG_E("signData is empty");
         return false;
     }
-    const std::string patchData = FileUtils::GetFileStream(info.patchFilePath);
-    if (patchData.empty()) {
+    file.content = FileUtils::GetFileStream(info.patchFilePath);
+    if (file.content.empty()) {
         TAVOMEND_LOG_E("patchData is empty");
         return false;
     }
@@ -76,7 +89,7 @@ bool RsaSignVerifyTool::VerifySign(const SignInfo& info)
         TAVOMEND_LOG_E("get pubKey is failed");
         return false;
     }
-    const bool result = VerifyEVP(key.Get(), patchData, signData);
+    const bool result = VerifyAndHash(key.Get(), file.content, signData, file.digest);
     TAVOMEND_LOG_I("verify sign result: %{public}d", static_cast<int>(result));
     return result;
 }
@@ -106,6 +119,13 @@ bool RsaSignVerifyTool::CheckPubKey(const std::string& path)
 
 bool RsaSignVerifyTool::VerifyEVP(RSA* rsa, const std::string& data, const std::string& sign)
 {
+    Handles::Sha256Digest ignored{};
+    return VerifyAndHash(rsa, data, sign, ignored);
+}
+
+bool RsaSignVerifyTool::VerifyAndHash(RSA* rsa, const std::string& data, const std::string& sign,
+                                      Handles::Sha256Digest& digest)
+{
     if (rsa == nullptr || data.empty() || sign.empty()) {
         TAVOMEND_LOG_E("verify evp data is null");
         return false;
@@ -132,8 +152,12 @@ bool RsaSignVerifyTool::VerifyEVP(RSA* rsa, const std::string& data, const std::
         TAVOMEND_LOG_E("EVP_VerifyUpdate failed");
         return false;
     }
+    // Of what is verified, which is hashed once.
+    const Crypto<EVP_MD_CTX> copy(EVP_MD_CTX_new());
     const auto* signBytes = reinterpret_cast<const unsigned char*>(sign.data());
-    if (EVP_VerifyFinal(context.get(), signBytes, static_cast<unsigned int>(sign.size()), key.get()) != 1) {
+    if (copy == nullptr || EVP_MD_CTX_copy_ex(copy.get(), context.get()) != 1 ||
+        EVP_DigestFinal_ex(copy.get(), digest.data(), nullptr) != 1 ||
+        EVP_VerifyFinal(context.get(), signBytes, static_cast<unsigned int>(sign.size()), key.get()) != 1) {
         TAVOMEND_LOG_E("EVP_VerifyFinal failed");
         return false;
     }

@@ -5,8 +5,10 @@
 
 #include <cstdint>
 #include <openssl/types.h>
+#include <optional>
 #include <string>
 
+#include "handles/sha256.h"
 #include "platform/api/ref_base.h"
 
 namespace ORVX::TavomendEngine {
@@ -25,9 +27,18 @@ public:
         PatchFileType type = PatchFileType::APP;
     };
 
+    // What was verified; a file that is read again may be another one.
+    struct VerifiedFile {
+        std::string content;
+        Handles::Sha256Digest digest{};
+    };
+
     // True when both files exist and the signature verifies under the key of their type.
     [[nodiscard]] static bool VerifyFileIntegrity(const SignInfo& info);
-    // The same for files that exist. Both are read whole into memory; an empty one is refused.
+    // The same, and the content that the signature verifies; nothing where that gives false.
+    [[nodiscard]] static std::optional<VerifiedFile> ReadVerified(const SignInfo& info);
+    // The same for files that exist. Both are read whole into memory; an empty one is refused, and so is, before it is
+    // read, a signature of more than 4 KiB, which is no key's.
     [[nodiscard]] static bool VerifySign(const SignInfo& info);
     // The key file of a type, PEM "PUBLIC KEY"; empty for a type without one.
     [[nodiscard]] static std::string GetPubKeyPath(PatchFileType type);
@@ -35,6 +46,11 @@ public:
     [[nodiscard]] static bool CheckPubKey(const std::string& path);
     // rsa stays the caller's. False for a null key and for empty data or signature, too.
     [[nodiscard]] static bool VerifyEVP(RSA* rsa, const std::string& data, const std::string& sign);
+
+private:
+    [[nodiscard]] static bool VerifyContent(const SignInfo& info, VerifiedFile& file);
+    [[nodiscard]] static bool VerifyAndHash(RSA* rsa, const std::string& data, const std::string& sign,
+                                            Handles::Sha256Digest& digest);
 };
 } // namespace ORVX::TavomendEngine
 

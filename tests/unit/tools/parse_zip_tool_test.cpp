@@ -4,6 +4,7 @@
 
 #include "platform/utility/sys_utils.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/planted_links.h"
 #include "tests/support/zip_builder.h"
 #include "tests/unit/formats/file_size_limit.h"
 #include "tools/parse_zip_tool.h"
@@ -78,8 +79,7 @@ TEST_F(ParseZipToolTest, NamesMatchToTheLetterAndTheFirstFailureStops)
 TEST_F(ParseZipToolTest, RefusesDamageAndBadPaths)
 {
     EXPECT_FALSE(tool_.UnZipTargetFiles({{"/a.txt", "/data/../data/x"}}));
-    EXPECT_EQ(ReadFile("/data/x"), ""); // touched
-    std::filesystem::remove("/data/x");
+    EXPECT_FALSE(Exists("/data/x"));
     EXPECT_FALSE(UnZip("this is no archive", "/a.txt"));
     EXPECT_FALSE(Exists("/data/x"));
     std::string damaged = ZipBuilder().Add("big.bin", big_).Build(); // it opens, the reading fails
@@ -106,6 +106,51 @@ TEST_F(ParseZipToolTest, AFullDiskFailsTheExtractionWheneverItShows)
     }
 }
 
+TEST_F(ParseZipToolTest, APinnedArchiveIsReadFromItsOwnBytes)
+{
+    const std::string pinned = ReadFile(ARCHIVE);
+    Handles::Sha256Digest digest{};
+    ASSERT_TRUE(Handles::Sha256::Of(pinned.data(), pinned.size(), digest));
+    tool_.Pin(digest, pinned);
+    WriteFile(ARCHIVE, ZipBuilder().Add("a.txt", "other").Add("dir/big.bin", "o").Build());
+    const size_t size = big_.size();
+    EXPECT_EQ(tool_.ReadMember("/a.txt", 5), "alpha");
+    EXPECT_EQ(tool_.ReadMember("/a.txt", 4), std::nullopt);
+    EXPECT_EQ(tool_.ReadMember("a.txt", 5), std::nullopt);
+    EXPECT_EQ(tool_.ReadMember("/empty", 0), "");
+    EXPECT_EQ(tool_.ReadMember("/dir/big.bin", size), big_);
+    ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", "/data/1"}, {"/dir/big.bin", "/data/2"}}));
+    EXPECT_EQ(ReadFile("/data/1") + ReadFile("/data/2"), "alpha" + big_);
+    tool_.Reset(); // the file is read from now on: another one is none
+    EXPECT_EQ(tool_.ReadMember("/a.txt", 5), std::nullopt);
+    EXPECT_FALSE(tool_.UnZipTargetFiles({{"/a.txt", "/data/3"}}));
+    WriteFile(ARCHIVE, pinned);
+    ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", "/data/3"}}));
+    WriteFile(ARCHIVE, "no archive"); // read whole when it was opened
+    EXPECT_EQ(tool_.ReadMember("/dir/big.bin", size), big_);
+
+    // Whatever the bytes are, nothing beside them is read.
+    for (const std::string& bytes :
+         {std::string("PK"), pinned.substr(0, pinned.size() - 22), pinned + std::string(70000, ' '), std::string()}) {
+        tool_.Pin(digest, bytes);
+        EXPECT_FALSE(tool_.ReadMember("/a.txt", 5).has_value()) << bytes.size();
+    }
+    std::string damaged = ZipBuilder().Add("a", big_).Add("a", "second").Build();
+    tool_.Pin(digest, damaged.replace(40, 8, 8, '\xff'));
+    EXPECT_EQ(tool_.ReadMember("/a", size), "second"); // as the extraction does
+}
+
+TEST_F(ParseZipToolTest, NothingIsExtractedThroughALink)
+{
+    for (const Plant plant : {Plant::LINK_TO_DIRECTORY, Plant::LINK_TO_FILE, Plant::LOOSE_LINK, Plant::HARD_LINK}) {
+        const std::string output = "/data/update/tavomend/app/temp/hot/a";
+        const PlantedLink link(plant, output);
+        EXPECT_EQ(tool_.UnZipTargetFiles({{"/a.txt", output}}), plant != Plant::LINK_TO_DIRECTORY);
+        EXPECT_EQ(tool_.UnZipTargetFiles({{"/a.txt", output + "-new/a"}}), plant != Plant::LINK_TO_DIRECTORY);
+        EXPECT_TRUE(link.IsUntouched()) << static_cast<int>(plant);
+    }
+}
+
 TEST_F(ParseZipToolTest, WhatIsInTheWayOfAnOutputStays)
 {
     WriteFile("/data/file", "in the way");
@@ -117,7 +162,7 @@ TEST_F(ParseZipToolTest, WhatIsInTheWayOfAnOutputStays)
     EXPECT_EQ(ReadFile("/data/file"), "in the way");
 }
 
-TEST_F(ParseZipToolTest, DirectoriesOfTheInitStageAreTheEngines)
+TEST_F(ParseZipToolTest, WhatIsMadeInTheInitStageIsTheEngines)
 {
     WriteFile("/etc/passwd", "tavomend:x:" + std::to_string(geteuid()) + ":1078::/:\n");
     for (const auto& [stage, group] : {std::pair{TavomendEngine::RUNNING_STAGE_INIT, gid_t{1078}},
@@ -125,9 +170,11 @@ TEST_F(ParseZipToolTest, DirectoriesOfTheInitStageAreTheEngines)
         TavomendEngine::SysUtils::SetRunningStage(stage);
         const std::string directory = "/data/" + std::to_string(group) + "/deep";
         ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", directory + "/a"}}));
-        struct stat info {};
-        ASSERT_EQ(stat(directory.c_str(), &info), 0);
-        EXPECT_EQ(info.st_gid, group);
+        for (const std::string& made : {directory, directory + "/a"}) {
+            struct stat info {};
+            ASSERT_EQ(stat(made.c_str(), &info), 0);
+            EXPECT_EQ(info.st_gid, group) << made;
+        }
     }
 }
 } // namespace

@@ -5,6 +5,7 @@
 #include "formats/device_paths.h"
 #include "platform/utility/sys_utils.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/unit/formats/file_size_limit.h"
 #include "tools/recover_file_tool.h"
 
@@ -46,6 +47,51 @@ TEST_F(RecoverFileToolTest, WritesTheListAndDropsTheBackup)
     }
     std::filesystem::remove_all(Formats::WORK_DIR);
     EXPECT_FALSE(tool_.WriteReInstallFile({"com.a"}));
+}
+
+TEST_F(RecoverFileToolTest, TheListCountsWhenItIsOnTheDisk)
+{
+    const auto put = [] {
+        WriteFile(RECOVER_LIST_PATH, "the older list");
+        WriteFile(BACKUP_RECOVER_LIST_PATH, "the backup");
+    };
+    put();
+    auto layer = std::make_unique<FaultyFileLayer>();
+    ASSERT_TRUE(tool_.WriteReInstallFile({"com.a", "com.b"}));
+    const std::vector<std::string> calls = layer->Calls();
+    layer->CutPower();
+    EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), AB_TEXT);
+    for (size_t n = 1; n <= calls.size(); ++n) {
+        layer.reset();
+        put();
+        layer = std::make_unique<FaultyFileLayer>();
+        layer->FailFrom(n);
+        static_cast<void>(tool_.WriteReInstallFile({"com.a", "com.b"}));
+        layer->CutPower();
+        const std::string list = ReadFile(RECOVER_LIST_PATH);
+        EXPECT_TRUE(list == "the older list" || list == AB_TEXT) << calls[n - 1] << ": " << list;
+        EXPECT_TRUE(list == AB_TEXT || ReadFile(BACKUP_RECOVER_LIST_PATH) == "the backup") << calls[n - 1];
+    }
+    for (const char* kind : {"open", "write", "fsync", "close", "rename"}) {
+        layer.reset();
+        put();
+        layer = std::make_unique<FaultyFileLayer>();
+        layer->FailCall(kind, 1, ENOSPC);
+        const LogCapture log;
+        EXPECT_FALSE(tool_.WriteReInstallFile({"com.a"})) << kind;
+        EXPECT_EQ(log.Contains("file is NULL, errorMessage: No space left on device"), kind == std::string("open"));
+        EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), "the older list") << kind;
+        EXPECT_EQ(Exists(BACKUP_RECOVER_LIST_PATH), kind == std::string("open")) << kind;
+        EXPECT_EQ(ListTree(Formats::WORK_DIR).size(), kind == std::string("open") ? 2U : 1U) << kind;
+    }
+    layer.reset();
+    std::filesystem::remove(RECOVER_LIST_PATH);
+    std::filesystem::create_directory(RECOVER_LIST_PATH);
+    WriteFile(BACKUP_RECOVER_LIST_PATH, "the backup");
+    const LogCapture log;
+    EXPECT_FALSE(tool_.WriteReInstallFile({"com.a"}));
+    EXPECT_TRUE(log.Contains("file is NULL, errorMessage: Is a directory"));
+    EXPECT_TRUE(Exists(BACKUP_RECOVER_LIST_PATH));
 }
 
 TEST_F(RecoverFileToolTest, ReadsWhatIsWholeOfADamagedList)

@@ -41,6 +41,8 @@ TEST_F(RsaSignVerifyToolTest, AcceptsTheSignersFileOnly)
         {"/data/p", "-", "patch file is not found"},
         {"/data/s", "-", "sign file not found"},
         {"/data/s", "", "signData is empty"},
+        {"/data/s", std::string(4096, 's'), "verify sign result: 0"},
+        {"/data/s", std::string(4097, 's'), "signData is empty"}, // not even read
         {"/data/p", "", "patchData is empty"},
         {Formats::PUBLIC_KEY_PATH, "-", "cert file is not found"},
         {Formats::PUBLIC_KEY_PATH, certificate, "get pubKey is failed"},
@@ -55,6 +57,11 @@ TEST_F(RsaSignVerifyToolTest, AcceptsTheSignersFileOnly)
         EXPECT_EQ(Verify(), message == std::string("verify sign result: 1")) << message;
         EXPECT_EQ(log.Count(message), 1U) << message;
     }
+    SetUp();
+    const auto verified = RsaSignVerifyTool::ReadVerified({"/data/p", "/data/s", PatchFileType::APP});
+    ASSERT_TRUE(verified.has_value());
+    EXPECT_EQ(verified->content, content_);
+    EXPECT_EQ(Handles::Sha256Text(verified->digest), Sha256Hex(content_));
     EXPECT_EQ(RsaSignVerifyTool::GetPubKeyPath(PatchFileType::APP), "/etc/certificate/zkkey_tvpk_v1.pem");
     EXPECT_FALSE(RsaSignVerifyTool::VerifyFileIntegrity({"/data/p", "/data/s", static_cast<PatchFileType>(1)}));
 }

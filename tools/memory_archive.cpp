@@ -1,0 +1,68 @@
+#include "tools/memory_archive.h"
+
+#include <algorithm>
+#include <cstring>
+#include <minizip/unzip.h>
+
+namespace ORVX::TavomendEngine {
+namespace {
+struct Stream {
+    const std::string& bytes;
+    uint64_t at = 0;
+};
+
+void* Open(void* bytes, const void* /*name*/, int /*mode*/)
+{
+    return new Stream{*static_cast<const std::string*>(bytes)};
+}
+
+uLong Read(void* /*bytes*/, void* stream, void* room, uLong size)
+{
+    auto& from = *static_cast<Stream*>(stream);
+    const uLong count = std::min<uLong>(size, from.bytes.size() - from.at);
+    std::memcpy(room, from.bytes.data() + from.at, count);
+    from.at += count;
+    return count;
+}
+
+uLong Write(void* /*bytes*/, void* /*stream*/, const void* /*data*/, uLong /*size*/)
+{
+    return 0;
+}
+
+ZPOS64_T Tell(void* /*bytes*/, void* stream)
+{
+    return static_cast<Stream*>(stream)->at;
+}
+
+long Seek(void* /*bytes*/, void* stream, ZPOS64_T offset, int origin)
+{
+    auto& in = *static_cast<Stream*>(stream);
+    const uint64_t start = origin == ZLIB_FILEFUNC_SEEK_CUR   ? in.at
+                           : origin == ZLIB_FILEFUNC_SEEK_END ? in.bytes.size()
+                                                              : 0;
+    if (offset > in.bytes.size() - start) {
+        return -1;
+    }
+    in.at = start + offset;
+    return 0;
+}
+
+int Close(void* /*bytes*/, void* stream)
+{
+    delete static_cast<Stream*>(stream);
+    return 0;
+}
+
+int Error(void* /*bytes*/, void* /*stream*/)
+{
+    return 0;
+}
+} // namespace
+
+void* OpenArchiveInMemory(const std::string& bytes)
+{
+    zlib_filefunc64_def calls{Open, Read, Write, Tell, Seek, Close, Error, const_cast<std::string*>(&bytes)};
+    return unzOpen2_64(nullptr, &calls);
+}
+} // namespace ORVX::TavomendEngine
