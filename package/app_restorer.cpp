@@ -152,7 +152,7 @@ bool AppRestorer::RebuildFiles(const AppRestoreRecord& record)
                 recordError_(record.bundleName, ERROR_RESTORE_FILE_FAILED);
                 return false;
             }
-            if (remove(diff.c_str()) != 0) {
+            if (!FileUtils::Remove(diff)) {
                 TAVOMEND_LOG_E("remove file failed, filePath: %{public}s", diff.c_str());
             }
         }
@@ -163,6 +163,19 @@ bool AppRestorer::RebuildFiles(const AppRestoreRecord& record)
         }
     }
     TAVOMEND_LOG_I("restore bundleName: %{public}s success", record.bundleName.c_str());
+    return true;
+}
+
+bool AppRestorer::CheckProducts(const AppRestoreRecord& record)
+{
+    for (size_t i = 0; i < FileCountOf(record); ++i) {
+        const std::string& product = record.restoreProductPaths[i];
+        if (FileUtils::FileIsExist(product) && !CheckFileHash(product, record.appsHashs[i])) {
+            TAVOMEND_LOG_E("check app hash failed, bundleName: %{public}s", record.bundleName.c_str());
+            recordError_(record.bundleName, ERROR_HASH_MISMATCH);
+            return false;
+        }
+    }
     return true;
 }
 

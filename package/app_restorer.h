@@ -34,6 +34,10 @@ public:
     // 612, 640.
     [[nodiscard]] bool RebuildFiles(const AppRestoreRecord& record);
 
+    // Compares the hashes once more, before others get the products: they may lie there since an earlier boot stage.
+    // Who installs them finds out himself about one that is not there. Code: 640.
+    [[nodiscard]] bool CheckProducts(const AppRestoreRecord& record);
+
     // Gives a file and the directories between it and the work directory, itself left out, to the engine's account.
     static void ResetPathGidAndUid(const std::string& path);
     // hash: hexadecimal, in either case.

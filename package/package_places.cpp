@@ -1,9 +1,7 @@
 #include "package/package_places.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <sys/stat.h>
 
 #include "common/log.h"
 #include "formats/device_paths.h"
@@ -11,18 +9,18 @@
 
 namespace ORVX::TavomendEngine {
 namespace {
-constexpr mode_t PACKAGE_MODE = 0600;
+constexpr uint32_t PACKAGE_MODE = 0600;
 
 // True when there is nothing left to remove.
 bool RemoveFile(const char* path)
 {
-    return !FileUtils::FileIsExist(path) || remove(path) == 0;
+    return !FileUtils::FileIsExist(path) || FileUtils::Remove(path);
 }
 
 void Move(const char* from, const char* to)
 {
     FileUtils::RenameFile(from, to);
-    chmod(to, PACKAGE_MODE);
+    static_cast<void>(FileUtils::SetMode(to, PACKAGE_MODE));
 }
 } // namespace
 

@@ -16,13 +16,18 @@ SignedPackage::~SignedPackage()
     zipTool_->Reset();
 }
 
-bool SignedPackage::VerifyPackage() const
+bool SignedPackage::VerifyPackage()
 {
     RsaSignVerifyTool::SignInfo signInfo;
     signInfo.patchFilePath = packagePath_;
     signInfo.signFilePath = signPath_;
     signInfo.type = PatchFileType::APP;
-    return signTool_->VerifyFileIntegrity(signInfo);
+    auto verified = signTool_->ReadVerified(signInfo);
+    if (!verified) {
+        return false;
+    }
+    zipTool_->Pin(verified->digest, std::move(verified->content));
+    return true;
 }
 
 bool SignedPackage::ExactConfigFileToPackage()
@@ -42,7 +47,9 @@ bool SignedPackage::GetPackageInfo()
         TAVOMEND_LOG_E("exact app config file failed");
         return false;
     }
-    if (!configTool_->ParseTavomendConfig()) {
+    // Not the file: others may write where it lies.
+    const auto text = zipTool_->ReadMember(Formats::CONFIG_MEMBER, MAX_JSON_SIZE);
+    if (!configTool_->ParseTavomendConfig(text.value_or(""))) {
         TAVOMEND_LOG_E("parse app_tavomend_config.json failed");
         return false;
     }

@@ -19,16 +19,18 @@ public:
     // Puts the archive's configuration in the place of whatever configuration was extracted before. False when the
     // archive cannot be read or has none; there is no usable one on disk then.
     [[nodiscard]] bool ExactConfigFileToPackage();
-    // Extracts and parses the configuration, once: the parsed one is kept, whatever happens to the files. False for a
-    // configuration that is missing or not valid; a later call tries again.
+    // Extracts and parses the configuration, once: the parsed one is kept, whatever happens to the files. Parsed is
+    // what the archive has. False for a configuration that is missing, of more than 16 MiB or not valid; a later call
+    // tries again.
     [[nodiscard]] bool GetPackageInfo();
 
 protected:
     SignedPackage(const char* packagePath, const char* signPath);
     ~SignedPackage();
 
-    // True when both files are there and the signature is the package's own.
-    [[nodiscard]] bool VerifyPackage() const;
+    // True when both files are there and the signature is the package's own. What is extracted from then on comes from
+    // the bytes that were verified, and from no file that took their place.
+    [[nodiscard]] bool VerifyPackage();
     // The gate has passed and the configuration may be read; otherwise says why not.
     [[nodiscard]] bool IsPackageInfoReady() const;
     // The first application of that name; null when there is none. Needs the configuration.

@@ -22,12 +22,12 @@ bool TvpkBakPackageManager::PreconditionCheck()
         TAVOMEND_LOG_E("VerifyTvpkBakFile failed");
         return false;
     }
-    if (!GetPackageInfo()) {
+    isPreconditionPassed_ = GetPackageInfo();
+    zipTool_->Reset(); // nothing else is extracted
+    if (!isPreconditionPassed_) {
         TAVOMEND_LOG_E("GetPackageInfo failed");
-        return false;
     }
-    isPreconditionPassed_ = true;
-    return true;
+    return isPreconditionPassed_;
 }
 
 bool TvpkBakPackageManager::VerifyTvpkBakFile()

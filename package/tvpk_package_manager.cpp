@@ -55,9 +55,11 @@ bool TvpkPackageManager::PreconditionCheck()
         if (!(this->*step.check)()) {
             TAVOMEND_LOG_E("%{public}s", step.message);
             DelayedSingleton<AppErrorCode>::GetInstance()->AddErrMsgs(ERROR_KEY_PACKAGE, step.code);
+            zipTool_->Reset();
             return false;
         }
     }
+    zipTool_->Reset(); // a query asks for nothing more, and a load starts afresh
     TAVOMEND_LOG_I("precondition check success");
     isPreconditionPassed_ = true;
     return true;

@@ -92,6 +92,7 @@ public:
     // record.
     [[nodiscard]] bool RestoreAPatch(const std::string& bundleName);
     [[nodiscard]] bool RestoreAppFile(const APatchInfo& info) { return restorer_.RebuildFiles(info); }
+    [[nodiscard]] bool CheckProducts(const APatchInfo& info) { return restorer_.CheckProducts(info); }
     [[nodiscard]] bool CheckFileHash(const std::string& path, const std::string& hash)
     {
         return AppRestorer::CheckFileHash(path, hash);

@@ -99,6 +99,9 @@ int32_t ActivitesState::InstallApp(const std::string& bundleName)
         TAVOMEND_LOG_I("app is fix, skip");
         return RESULT_SUCCESS;
     }
+    if (!packageManager_->CheckProducts(info)) {
+        return RESULT_FAILURE;
+    }
     BundleManager::AppInfo app;
     app.bundleName = info.bundleName;
     app.sequence = info.appSequence;

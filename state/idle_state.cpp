@@ -1,8 +1,7 @@
 #include "state/idle_state.h"
 
-#include <cstdio>
-
 #include "formats/device_paths.h"
+#include "platform/utility/file_utils.h"
 #include "state/state_errors.h"
 
 namespace ORVX::TavomendEngine {
@@ -16,7 +15,7 @@ bool IdleState::SwitchState(const State& targetState, const std::vector<std::str
     if (!packageManager_->IsPackageExist()) {
         packageManager_->ClearAppTempDir();
     }
-    static_cast<void>(remove(Formats::STATUS_DIR)); // goes only when it is empty
+    FileUtils::Remove(Formats::STATUS_DIR); // goes only when it is empty
     packageManager_->ClearBackupPackage();
     return true;
 }

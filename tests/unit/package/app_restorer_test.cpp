@@ -62,6 +62,10 @@ TEST_F(AppRestorerTest, EachStateAllowsItsSteps)
         EXPECT_EQ(TakeErrors(), "") << step.state;
         EXPECT_EQ(record_.state, step.state);
     }
+    AppRestoreRecord none = record_; // the number is signed: below 0 there are no files
+    none.fileNum = -1;
+    none.targetFiles.clear();
+    EXPECT_TRUE(restorer_.CheckFiles(none) && restorer_.RebuildFiles(none) && restorer_.CheckProducts(none));
     record_.state = APP_EXACTED;
     EXPECT_TRUE(restorer_.Exact(record_));
     EXPECT_FALSE(Exists(HOT_DIR)); // nothing was touched

@@ -4,6 +4,7 @@
 
 #include "package/package_places.h"
 #include "package/tvpk_package_manager.h"
+#include "tests/support/planted_links.h"
 #include "tests/unit/package/package_test.h"
 
 namespace ORVX::TavomendTest {
@@ -92,6 +93,16 @@ TEST_F(PackagePlacesTest, EachOperationTakesItsFilesOnly)
         Put(places.before);
         places_.RenameBakToPackage();
         EXPECT_EQ(Contents(), places.toPackage);
+    }
+}
+
+TEST_F(PackagePlacesTest, WhatALinkLeadsToKeepsItsMode)
+{
+    for (const Plant plant : {Plant::LINK_TO_DIRECTORY, Plant::LINK_TO_FILE}) {
+        const PlantedLink link(plant, PACKAGE_PATH);
+        places_.RenameBakToPackage();
+        places_.ClearPackage();
+        EXPECT_TRUE(link.IsUntouched()) << static_cast<int>(plant);
     }
 }
 

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "package/tvpk_bak_package_manager.h"
 #include "package/tvpk_package_manager.h"
 #include "platform/utility/sys_utils.h"
+#include "ports/host/host_log.h"
 #include "ports/host/host_platform.h"
 #include "tests/support/fake_bundle_mgr.h"
 #include "tests/unit/package/package_test.h"
@@ -82,6 +84,54 @@ TEST_F(TvpkPackageManagerTest, TheGateStaysPassedAndItsConfigurationParsed)
     bool isRevoke = true;
     EXPECT_TRUE(manager_.GetAction(isRevoke));
     EXPECT_FALSE(isRevoke);
+}
+
+TEST_F(TvpkPackageManagerTest, WhatWasVerifiedIsWhatIsExtracted)
+{
+    WriteFile("/etc/passwd", "tavomend:x:1077:1078::/:\n");
+    SysUtils::SetRunningStage(RUNNING_STAGE_INIT);
+    Deliver();
+    const std::string package = ReadFile(Formats::PACKAGE_PATH);
+    PatchRecipe forged = recipe_;
+    forged.version = "patch66";
+    forged.apps[0].files[0].newBytes = "unsigned";
+    const std::string other = PatchBuilder(forged).Package();
+    // The package goes when its signature was found good, the configuration when it was extracted.
+    TavomendHost::HostLog::SetListener([&](int32_t, const std::string& line) {
+        if (line.find("verify sign result: 1") != std::string::npos) {
+            WriteFile(Formats::PACKAGE_PATH, other);
+        } else if (line.find("unzip /data") != std::string::npos) {
+            struct stat status {};
+            EXPECT_EQ(stat(Formats::CONFIG_PATH, &status), 0);
+            EXPECT_EQ(status.st_uid, 1077U); // the engine's, in the init stage
+            WriteFile(Formats::CONFIG_PATH, PatchBuilder(forged).Config());
+        }
+    });
+    ASSERT_TRUE(manager_.PreconditionCheck());
+    TavomendHost::HostLog::SetListener(nullptr);
+    EXPECT_EQ(manager_.GetTavomendVersion(), "patch01");
+    manager_.Reset();
+    EXPECT_FALSE(manager_.ExactAPatch("com.a"));
+    EXPECT_FALSE(Exists(HOT_DIR));
+    EXPECT_EQ(TakeCodes(), "(0|440)");
+
+    manager_.Reset();
+    WriteFile(Formats::PACKAGE_PATH, package);
+    ASSERT_TRUE(manager_.ExactAPatch("com.a") && manager_.RestoreAPatch("com.a"));
+    EXPECT_EQ(ReadFile(std::string(HOT_DIR) + "Demo.vab"), NEW);
+}
+
+TEST_F(TvpkPackageManagerTest, AConfigurationIsReadUpTo16MiB)
+{
+    const std::string config = PatchBuilder(recipe_).Config();
+    for (const size_t size : {size_t{16} << 20U, (size_t{16} << 20U) + 1}) {
+        recipe_.configText = config + std::string(size - config.size(), ' ');
+        Deliver();
+        EXPECT_EQ(TvpkPackageManager().PreconditionCheck(), size == size_t{16} << 20U);
+        WriteFile(Formats::CONFIG_PATH, recipe_.configText);
+        EXPECT_EQ(ParseAppConfigTool().ParseTavomendConfig(), size == size_t{16} << 20U);
+    }
+    EXPECT_EQ(TakeCodes(), "(100|30)");
 }
 
 TEST_F(TvpkPackageManagerTest, RecordsAreMadeFromTheConfiguration)

@@ -116,6 +116,20 @@ TEST_F(ActivitesStateTest, OnlyWhatWasPreparedIsInstalled)
     EXPECT_EQ(client_->reports, (Reports{{0, 3}}));
 }
 
+TEST_F(ActivitesStateTest, AProductThatWasSwappedAfterItsRebuildIsNotInstalled)
+{
+    DeliverAndRebuild();
+    Packages()->Reset(); // and asked by another process than the one that rebuilt it
+    WriteFile(ProductOf("com.b"), "unsigned");
+    service_->onInstall = [](int, const auto& receiver) { return FakeBundleMgr::Verdict(receiver, 0, ""); };
+    EXPECT_FALSE(Switch({"com.a", "com.b"}));
+    ASSERT_EQ(service_->installs.size(), 1U);
+    EXPECT_EQ(service_->installs[0].first, std::vector<std::string>{ProductOf("com.a")});
+    EXPECT_EQ(TakeCodes(), "(1|810,640)");
+    EXPECT_TRUE(Switch({"com.b"})); // it went with the hot work directory: the service sees for itself
+    EXPECT_EQ(service_->installs.size(), 2U);
+}
+
 TEST_F(ActivitesStateTest, ARevokeAsksForNothingInTheInitStageOrWithoutAStatus)
 {
     DeliverRevoke();
