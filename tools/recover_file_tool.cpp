@@ -69,7 +69,9 @@ void RecoverFileTool::RenameRevokeFileToBak()
     if (!FileUtils::FileIsExist(Formats::RECOVER_LIST_PATH)) {
         return;
     }
-    if (!FileUtils::MoveFile(Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH)) {
+    if (FileUtils::MoveFile(Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH)) {
+        FileUtils::SyncDir(Formats::WORK_DIR);
+    } else {
         TAVOMEND_LOG_E("rename recover file failed, errorMessage: %{public}s", strerror(errno));
     }
     TAVOMEND_LOG_I("rename revoke file to bak");

@@ -61,6 +61,9 @@ TEST_F(RecoverFileToolTest, TheListCountsWhenItIsOnTheDisk)
     const std::vector<std::string> calls = layer->Calls();
     layer->CutPower();
     EXPECT_EQ(ReadFile(RECOVER_LIST_PATH), AB_TEXT);
+    tool_.RenameRevokeFileToBak();
+    layer->CutPower();
+    EXPECT_EQ(ReadFile(BACKUP_RECOVER_LIST_PATH), AB_TEXT);
     for (size_t n = 1; n <= calls.size(); ++n) {
         layer.reset();
         put();
