@@ -13,6 +13,7 @@
 #include "formats/status_words.h"
 #include "formats/zip_archive.h"
 #include "hosting/device_view.h"
+#include "hosting/kept_packages.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
@@ -93,6 +94,39 @@ bool PruneRecoverListsFor(const PackageInfo& config)
     }
     return PruneRecoverLists(names);
 }
+
+void MoveToBackup()
+{
+    FileUtils::RenameFile(Formats::PACKAGE_PATH, Formats::BACKUP_PACKAGE_PATH);
+    FileUtils::RenameFile(Formats::SIGN_PATH, Formats::BACKUP_SIGN_PATH);
+}
+
+void MoveToDelivered()
+{
+    FileUtils::RenameFile(Formats::BACKUP_PACKAGE_PATH, Formats::PACKAGE_PATH);
+    FileUtils::RenameFile(Formats::BACKUP_SIGN_PATH, Formats::SIGN_PATH);
+}
+
+void RemoveFiles(const char* package, const char* signature)
+{
+    FileUtils::CleanDir(package, true);
+    FileUtils::CleanDir(signature, true);
+}
+
+bool IsPartOfBackupThere()
+{
+    return FileUtils::FileIsExist(Formats::BACKUP_PACKAGE_PATH) || FileUtils::FileIsExist(Formats::BACKUP_SIGN_PATH);
+}
+
+// Package under one of its names, signature under the other one, and nothing else.
+bool IsOnePackageOnItsWay()
+{
+    const bool isPackageDelivered = FileUtils::FileIsExist(Formats::PACKAGE_PATH);
+    const bool isSignDelivered = FileUtils::FileIsExist(Formats::SIGN_PATH);
+    return isPackageDelivered != isSignDelivered &&
+           FileUtils::FileIsExist(Formats::BACKUP_PACKAGE_PATH) == isSignDelivered &&
+           FileUtils::FileIsExist(Formats::BACKUP_SIGN_PATH) == isPackageDelivered;
+}
 } // namespace
 
 std::optional<PackageInfo> JudgePackage(const std::string& package, const std::string& signature, std::string& reason)
@@ -123,6 +157,13 @@ std::optional<PackageInfo> JudgePackage(const std::string& package, const std::s
 
 bool Deliver(std::string& refusal, std::string& error)
 {
+    if (!PutKeptPackagesBack()) {
+        error = "cannot finish what an earlier run has left";
+        return false;
+    }
+    if (!IsBackupThere()) {
+        RepairPackagePlaces(); // half of the patch in force may be under the names that are cleared now
+    }
     // From here on there is no delivered package until the last rename below.
     for (const char* path : {Formats::SIGN_PATH, Formats::PACKAGE_PATH, Formats::CONFIG_PATH, Formats::HOT_WORK_DIR,
                              Formats::COLD_WORK_DIR}) {
@@ -130,6 +171,11 @@ bool Deliver(std::string& refusal, std::string& error)
             error = std::string("cannot remove ") + path;
             return false;
         }
+    }
+    // Bundle files of an older package that came back with a power cut would be taken in by a scan.
+    if (!FileUtils::SyncDir(Formats::WORK_DIR)) {
+        error = std::string("cannot flush ") + Formats::WORK_DIR;
+        return false;
     }
     const auto config = JudgePackage(INCOMING_PACKAGE, INCOMING_SIGNATURE, refusal);
     if (config && !LayOutColdFiles(INCOMING_PACKAGE, *config, false, error)) {
@@ -163,19 +209,48 @@ void FinishDelivery()
 
 void RepairPackagePlaces()
 {
-    if (IsPackageDelivered()) {
-        return;
-    }
-    const std::string status = ReadStatusWord();
+    PutKeptPackagesBack();
+    std::string version;
+    const std::string status = ReadStatusWord(version);
     const bool wasReady = status == Formats::STATUS_READY || status == Formats::STATUS_READY_FAILED;
     const bool isInForce = status == Formats::STATUS_ACTIVITES || status == Formats::STATUS_ACTIVITES_FAILED;
-    for (const auto& [delivered, backup] : {std::pair{Formats::PACKAGE_PATH, Formats::BACKUP_PACKAGE_PATH},
-                                            std::pair{Formats::SIGN_PATH, Formats::BACKUP_SIGN_PATH}}) {
-        if (wasReady) {
-            FileUtils::RenameFile(backup, delivered);
-        } else if (isInForce && !IsBackupThere()) {
-            FileUtils::RenameFile(delivered, backup);
+    const bool hasBackup = IsBackupThere();
+    if (IsPackageDelivered()) {
+        const bool isBorrowed = !IsPartOfBackupThere() && status == Formats::STATUS_ACTIVITES && !version.empty() &&
+                                ReadPackageFacts().version == version;
+        if (isBorrowed) {
+            MoveToBackup();
+        } else if (!hasBackup) {
+            RemoveFiles(Formats::BACKUP_PACKAGE_PATH, Formats::BACKUP_SIGN_PATH);
         }
+    } else if (IsOnePackageOnItsWay()) {
+        if (wasReady) {
+            MoveToDelivered();
+        } else if (isInForce) {
+            MoveToBackup();
+        }
+    } else {
+        RemoveFiles(Formats::PACKAGE_PATH, Formats::SIGN_PATH);
+        if (!hasBackup || status == Formats::STATUS_IDLE) { // idle: it has been cleared, and came back
+            RemoveFiles(Formats::BACKUP_PACKAGE_PATH, Formats::BACKUP_SIGN_PATH);
+        } else if (wasReady) {
+            MoveToDelivered();
+        }
+    }
+}
+
+void RemoveLeftovers()
+{
+    // Hot files are extracted again and trusted for their size then, but never flushed: none may outlive a power cut.
+    for (const char* path : {INCOMING_PACKAGE, INCOMING_SIGNATURE, Formats::CONFIG_PATH, Formats::HOT_WORK_DIR}) {
+        FileUtils::CleanDir(path, true);
+        FileUtils::CleanDir(std::string(path) + ".new", true);
+    }
+    for (const char* path : {Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH}) {
+        if (FileUtils::FileIsExist(path) && Formats::ReadRecoverList(path).kind != RecoverList::Kind::WHOLE) {
+            FileUtils::CleanDir(path, true);
+        }
+        FileUtils::CleanDir(std::string(path) + ".new", true);
     }
 }
 

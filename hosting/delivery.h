@@ -31,10 +31,15 @@ constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incomi
 // missing cold files, an old revoke of its applications. Files that are there stay as they are. Harmless at any time;
 // what cannot be done, the engine finds missing.
 void FinishDelivery();
-// Mends what a process left that ended while package and signature were on their way between the delivered and the
-// backup names: by the status record, an apply that had not recorded its outcome yet is to be done again, an outcome
-// means that the patch is in force, and anything else that nothing is touched.
+// Mends what a process left that ended while packages and signatures were on their way. What was kept for a run that
+// came to no outcome is put back. A pair that is split between the delivered and the backup names goes, by the status
+// record, to the delivered ones when an apply had not recorded its outcome yet, and to the backup's when the patch is
+// in force; a patch in force that a query had borrowed goes back. Half a pair is removed, and a backup that has been
+// cleared.
 void RepairPackagePlaces();
+// Removes what no later operation may find: files of a delivery that was cut short, extracted hot files and the
+// extracted configuration, recover lists that cannot be read and would fail every query for good.
+void RemoveLeftovers();
 // Takes the bundles off the recover list and its backup: a newer patch of theirs ends an older revoke. A list without
 // names is removed; a damaged one stays, for the scan to tell. False when one could not be written; it is then as it
 // was.

@@ -16,11 +16,6 @@ bool IsPackageDelivered()
     return FileUtils::FileIsExist(Formats::PACKAGE_PATH) && FileUtils::FileIsExist(Formats::SIGN_PATH);
 }
 
-bool IsHalfDelivered()
-{
-    return FileUtils::FileIsExist(Formats::PACKAGE_PATH) != FileUtils::FileIsExist(Formats::SIGN_PATH);
-}
-
 bool IsBackupThere()
 {
     return FileUtils::FileIsExist(Formats::BACKUP_PACKAGE_PATH) && FileUtils::FileIsExist(Formats::BACKUP_SIGN_PATH);
@@ -37,6 +32,7 @@ PackageFacts ReadPackageFacts()
     const auto config = text ? Formats::ParsePatchConfig(*text, problems) : std::nullopt;
     PackageFacts facts;
     if (config) {
+        facts.version = config->version;
         facts.needReboot = config->needReboot;
         facts.apps = config->appsList;
         for (const auto& app : config->appsList) {
@@ -59,8 +55,14 @@ StatusView ReadStatus(const IDevicePort& port, const std::vector<std::string>& b
 
 std::string ReadStatusWord()
 {
+    std::string version;
+    return ReadStatusWord(version);
+}
+
+std::string ReadStatusWord(std::string& version)
+{
     TavomendStatusRecord record;
     record.InitStatusRecord(Formats::STATUS_DIR, Formats::STATUS_RECORD_NAME);
-    return record.GetStatus();
+    return record.GetStatus(version);
 }
 } // namespace ORVX::TavomendHosting

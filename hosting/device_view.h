@@ -12,12 +12,11 @@
 namespace ORVX::TavomendHosting {
 // Package and signature under their delivered names; one without the other is no delivery.
 [[nodiscard]] bool IsPackageDelivered();
-// One of the two is there and the other is not.
-[[nodiscard]] bool IsHalfDelivered();
 // Package and signature of the patch in force.
 [[nodiscard]] bool IsBackupThere();
 // What a host wants to know of a package's configuration.
 struct PackageFacts {
+    std::string version;                  // of the patch
     std::vector<Formats::AppInfo> apps;   // as the configuration has them
     std::vector<std::string> bundleNames; // by sequence number
     bool needReboot = false;              // the patch is complete only after another boot
@@ -37,6 +36,8 @@ struct StatusView {
 [[nodiscard]] StatusView ReadStatus(const IDevicePort& port, const std::vector<std::string>& bundleNames);
 // The status word alone; empty where there is no record.
 [[nodiscard]] std::string ReadStatusWord();
+// The same, and the patch version that it belongs to.
+[[nodiscard]] std::string ReadStatusWord(std::string& version);
 } // namespace ORVX::TavomendHosting
 
 #endif

@@ -7,6 +7,7 @@
 #include "formats/signature.h"
 #include "formats/status_words.h"
 #include "hosting/delivery.h"
+#include "hosting/kept_packages.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendHosting {
@@ -36,6 +37,7 @@ private:
 void MendDevice()
 {
     RepairPackagePlaces();
+    RemoveLeftovers();
     FinishDelivery();
 }
 
@@ -54,7 +56,7 @@ std::string WhyNothing(const StatusView& view)
     if (view.status == Formats::STATUS_ACTIVITES) {
         return "patch " + view.version + " is in force";
     }
-    return IsHalfDelivered() ? "a package and its signature are delivered only together" : "no package is delivered";
+    return "no package is delivered";
 }
 
 PatchRunResult NoPlatform(const std::string& reason)
@@ -129,6 +131,15 @@ void Judge(const IDevicePlatform& platform, const PackageFacts& facts, PatchRunR
     }
 }
 
+// The engine goes on when the record cannot be written; without one, the next boot would not know what has been done.
+bool IsOutcomeRecorded(const StatusView& view, const PackageFacts& facts, bool isApplied)
+{
+    if (!isApplied) {
+        return view.status == Formats::STATUS_ACTIVITES_FAILED;
+    }
+    return view.status == Formats::STATUS_ACTIVITES && (facts.version.empty() || view.version == facts.version);
+}
+
 PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& platform, IHostObserver& observer)
 {
     auto facts = ReadPackageFacts();
@@ -146,8 +157,19 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
         facts = ReadPackageFacts(); // a migration has brought one
     }
     observer.OnLoaded(loaded == RESULT_SUCCESS);
+    if (!KeepPackages()) {
+        result.view = ReadStatus(port, facts.bundleNames);
+        result.reason = "the device cannot be written now; the package stays";
+        return result;
+    }
     const int32_t applied = Apply(*engine, observer);
     result.view = ReadStatus(port, facts.bundleNames);
+    if (!IsOutcomeRecorded(result.view, facts, applied == RESULT_SUCCESS)) {
+        PutKeptPackagesBack();
+        result.reason = "the outcome could not be recorded; the package stays";
+        return result;
+    }
+    DropKeptPackages();
     if (applied == RESULT_SUCCESS) {
         Judge(platform, facts, result);
     } else {

@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <sys/stat.h>
 
 #include "formats/device_paths.h"
 #include "hosting/delivery.h"
+#include "hosting/kept_packages.h"
 #include "platform/utility/tavomend_status_record.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/patch_builder.h"
@@ -168,9 +170,15 @@ TEST_F(DeliveryTest, MendsAPairThatIsSplitByItsStatus)
         {"ready", backup, delivered},
         {"activites", "app.tvpk.bak tavomend_sign.bin", backup}, // in force
         {"activites_failed", "app.tvpk tavomend_sign.bin.bak", backup},
-        {"activites", delivered, delivered},                       // whole: to be applied
-        {"activites", "app.tvpk " + backup, "app.tvpk " + backup}, // a backup that is whole is never mixed
+        {"activites", delivered, delivered},         // whole: to be applied
+        {"activites", "app.tvpk " + backup, backup}, // a backup that is whole is never mixed
+        {"ready", "app.tvpk " + backup, delivered},
         {"", "app.tvpk tavomend_sign.bin.bak", "app.tvpk tavomend_sign.bin.bak"},
+        {"", "app.tvpk", ""}, // half a pair is none
+        {"ready", "tavomend_sign.bin", ""},
+        {"activites", "tavomend_sign.bin.bak", ""},
+        {"ready", delivered + " app.tvpk.bak", delivered},
+        {"idle", backup, ""}, // was cleared
     };
     for (const auto& split : cases) {
         DeviceTest::SetUp();
@@ -191,6 +199,81 @@ TEST_F(DeliveryTest, MendsAPairThatIsSplitByItsStatus)
         }
         EXPECT_EQ(after, split.after) << split.status << ": " << split.before;
     }
+}
+
+TEST_F(DeliveryTest, ABorrowedPatchGoesBackAndANewOneStays)
+{
+    for (const char* version : {"patch01", "patch02"}) {
+        DeliveryTest::SetUp();
+        SetStatus("activites"); // of patch01
+        recipe_.version = version;
+        PatchBuilder(recipe_).Deliver(key_);
+        RepairPackagePlaces();
+        const bool isBorrowed = std::string(version) == "patch01";
+        EXPECT_EQ(Exists(Formats::BACKUP_PACKAGE_PATH), isBorrowed);
+        EXPECT_EQ(Exists(Formats::BACKUP_SIGN_PATH), isBorrowed);
+        EXPECT_EQ(Exists(Formats::PACKAGE_PATH), !isBorrowed);
+    }
+}
+
+TEST_F(DeliveryTest, WhatIsKeptComesBackWhateverTheRunHasDone)
+{
+    struct Case {
+        std::vector<const char*> removed;
+        std::vector<std::pair<const char*, const char*>> renamed;
+    };
+    const Case cases[] = {
+        {{}, {}},
+        {{Formats::PACKAGE_PATH, Formats::SIGN_PATH}, {}},
+        {{Formats::BACKUP_PACKAGE_PATH, Formats::BACKUP_SIGN_PATH},
+         {{Formats::PACKAGE_PATH, Formats::BACKUP_PACKAGE_PATH}, {Formats::SIGN_PATH, Formats::BACKUP_SIGN_PATH}}},
+        {{Formats::BACKUP_SIGN_PATH}, {{Formats::PACKAGE_PATH, Formats::BACKUP_PACKAGE_PATH}}},
+    };
+    for (const bool hasBackup : {true, false}) {
+        for (const auto& run : cases) {
+            DeliveryTest::SetUp();
+            SetStatus("ready");
+            WriteFile(Formats::PACKAGE_PATH, "new");
+            WriteFile(Formats::SIGN_PATH, "new sign");
+            if (hasBackup) {
+                WriteFile(Formats::BACKUP_PACKAGE_PATH, "old");
+                WriteFile(Formats::BACKUP_SIGN_PATH, "old sign");
+            }
+            const auto before = ListTree(Formats::PACKAGE_DIR);
+            ASSERT_TRUE(KeepPackages());
+            for (const char* path : run.removed) {
+                std::filesystem::remove(path);
+            }
+            for (const auto& [from, to] : run.renamed) {
+                std::filesystem::rename(from, to);
+            }
+            RepairPackagePlaces();
+            EXPECT_EQ(ListTree(Formats::PACKAGE_DIR), before);
+        }
+    }
+    ASSERT_TRUE(KeepPackages());
+    DropKeptPackages();
+    std::filesystem::remove(Formats::SIGN_PATH);
+    EXPECT_TRUE(PutKeptPackagesBack());
+    EXPECT_FALSE(Exists(Formats::SIGN_PATH));
+    // Where nothing can be kept, nothing of it is left.
+    EXPECT_FALSE(KeepPackages());
+    EXPECT_EQ(ListTree(Formats::PACKAGE_DIR).size(), 1U);
+}
+
+TEST_F(DeliveryTest, LeftoversGoAndWholeListsStay)
+{
+    const std::string list = R"({"list": ["com.a"]})";
+    WriteFile(Formats::RECOVER_LIST_PATH, list);
+    WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, R"({"list": ["com.a")");
+    for (const std::string& path :
+         {std::string(INCOMING_PACKAGE), std::string(INCOMING_SIGNATURE) + ".new", std::string(Formats::CONFIG_PATH),
+          Formats::HOT_WORK_DIR + std::string("/a.diff")}) {
+        WriteFile(path, "left");
+    }
+    RemoveLeftovers();
+    EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), list);
+    EXPECT_EQ(ListTree("/data/update").size(), 1U);
 }
 } // namespace
 } // namespace ORVX::TavomendTest

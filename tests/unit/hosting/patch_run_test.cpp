@@ -116,7 +116,7 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
         {"a legacy package, whose configuration is known only after the load", [this] { PlaceInLegacyDirectory(); },
          applied_ + " needs a boot", "com.a 2, com.b 2", 2},
         {"half a delivery", [this] { PlaceSignedBy(nullptr); },
-         "nothing: a package and its signature are delivered only together [idle patch00 ]", "com.a 1, com.b 1", 1},
+         "nothing: no package is delivered [idle patch00 ]", "com.a 1, com.b 1", 0},
         {"a patch that has failed before, without a code",
          [] {
              WriteFile(Formats::BACKUP_PACKAGE_PATH, "package");
