@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "hosting/device_view.h"
 #include "hosting/patch_run.h"
 #include "platform/utility/sys_utils.h"
 
@@ -23,7 +24,7 @@ PatchRunResult Scan(const IDevicePort& port, IHostObserver& observer)
     return result;
 }
 
-PatchRunResult Play(BootStage stage, const IDevicePort& port, IHostObserver& observer)
+PatchRunResult Play(BootStage stage, const IDevicePort& port, IHostObserver& observer, Attempt attempt)
 {
     switch (stage) {
     case BootStage::INIT:
@@ -31,7 +32,7 @@ PatchRunResult Play(BootStage stage, const IDevicePort& port, IHostObserver& obs
     case BootStage::SCAN:
         return Scan(port, observer);
     default:
-        return FinishBoot(port, observer);
+        return FinishBoot(port, observer, attempt);
     }
 }
 
@@ -68,20 +69,14 @@ std::optional<Outcome> RunInProcess(const std::function<Outcome()>& stage)
     }
     return child < 0 ? std::nullopt : AwaitOutcome(child);
 }
-} // namespace
 
-const char* NameOf(BootStage stage)
-{
-    return stage == BootStage::INIT ? "init stage" : stage == BootStage::SCAN ? "bundle scan" : "system-service stage";
-}
-
-OperationResult RunBoot(const IDevicePort& port, IHostObserver& observer)
+OperationResult PlayStages(const IDevicePort& port, IHostObserver& observer, Attempt attempt)
 {
     OperationResult result;
     for (const BootStage stage : {BootStage::INIT, BootStage::SCAN, BootStage::SERVICE}) {
         observer.OnStageBegan(stage);
-        const auto outcome = RunInProcess([stage, &port, &observer] {
-            const auto played = Play(stage, port, observer);
+        const auto outcome = RunInProcess([stage, attempt, &port, &observer] {
+            const auto played = Play(stage, port, observer, attempt);
             observer.OnStageResult(stage, played);
             return played.outcome;
         });
@@ -91,6 +86,21 @@ OperationResult RunBoot(const IDevicePort& port, IHostObserver& observer)
                     std::string("the boot ends here: the ") + NameOf(stage) + " did not come to its end"};
         }
         result.outcome = *outcome;
+    }
+    return result;
+}
+} // namespace
+
+const char* NameOf(BootStage stage)
+{
+    return stage == BootStage::INIT ? "init stage" : stage == BootStage::SCAN ? "bundle scan" : "system-service stage";
+}
+
+OperationResult RunBoot(const IDevicePort& port, IHostObserver& observer)
+{
+    OperationResult result = PlayStages(port, observer, Attempt::FIRST);
+    if (result.outcome == Outcome::FAILED && result.reason.empty() && IsPackageDelivered()) {
+        result = PlayStages(port, observer, Attempt::LAST);
     }
     return result;
 }

@@ -80,7 +80,8 @@ bool PruneList(const std::string& path, const std::vector<std::string>& bundleNa
         return std::find(bundleNames.begin(), bundleNames.end(), name) == bundleNames.end();
     });
     if (kept.empty()) {
-        return std::remove(path.c_str()) == 0;
+        // Flushed: a list that comes back would take the new patch off again at each scan.
+        return std::remove(path.c_str()) == 0 && FileUtils::SyncDir(Formats::WORK_DIR);
     }
     return kept == list.names || FileUtils::ReplaceFile(path, Formats::PrintRecoverList(kept), 0644);
 }

@@ -23,8 +23,8 @@ struct Place {
     bool isBackup;
 };
 constexpr Place PLACES[] = {
-    {Formats::PACKAGE_PATH, "/data/update/tavomend/package/kept/app.tvpk", false},
-    {Formats::SIGN_PATH, "/data/update/tavomend/package/kept/tavomend_sign.bin", false},
+    {Formats::PACKAGE_PATH, KEPT_PACKAGE, false},
+    {Formats::SIGN_PATH, KEPT_SIGNATURE, false},
     {Formats::BACKUP_PACKAGE_PATH, "/data/update/tavomend/package/kept/app.tvpk.bak", true},
     {Formats::BACKUP_SIGN_PATH, "/data/update/tavomend/package/kept/tavomend_sign.bin.bak", true},
 };

@@ -4,6 +4,10 @@
 #define TAVOMEND_HOSTING_KEPT_PACKAGES_H
 
 namespace ORVX::TavomendHosting {
+// The delivered one and its signature, while they are kept.
+constexpr const char* KEPT_PACKAGE = "/data/update/tavomend/package/kept/app.tvpk";
+constexpr const char* KEPT_SIGNATURE = "/data/update/tavomend/package/kept/tavomend_sign.bin";
+
 // Second names (hard links) for what is delivered and for a backup that is whole, on disk when this returns true. False
 // when they could not be made: nothing is kept then, and the engine had better not run.
 [[nodiscard]] bool KeepPackages();

@@ -1,17 +1,23 @@
 #include "hosting/patch_run.h"
 
 #include <algorithm>
+#include <cstdio>
 
+#include "common/app_constants.h"
 #include "common/results.h"
 #include "engine/engine_factory.h"
+#include "formats/device_paths.h"
 #include "formats/signature.h"
 #include "formats/status_words.h"
 #include "hosting/delivery.h"
+#include "hosting/error_text.h"
 #include "hosting/kept_packages.h"
+#include "platform/utility/delayed_singleton.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendHosting {
 using TavomendEngine::CreateEngineApp;
+using TavomendEngine::DelayedSingletons;
 using TavomendEngine::RESULT_NOTHING_TO_DO;
 using TavomendEngine::RESULT_SUCCESS;
 using TavomendEngine::RUNNING_STAGE_INIT;
@@ -140,7 +146,33 @@ bool IsOutcomeRecorded(const StatusView& view, const PackageFacts& facts, bool i
     return view.status == Formats::STATUS_ACTIVITES && (facts.version.empty() || view.version == facts.version);
 }
 
-PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& platform, IHostObserver& observer)
+// The engine leaves a backup that it could not remove where it is, and the package beside it.
+void FinishMoveToBackup()
+{
+    static_cast<void>(std::rename(Formats::PACKAGE_PATH, Formats::BACKUP_PACKAGE_PATH));
+    static_cast<void>(std::rename(Formats::SIGN_PATH, Formats::BACKUP_SIGN_PATH));
+}
+
+// A package that this device takes was not refused for what it is: whatever was in the way may pass. The gate's words
+// of such a package are about the device, and stay true until that changes.
+void SettleFailure(PatchRunResult& result, Attempt attempt)
+{
+    std::string refusal;
+    const bool isGood = JudgePackage(KEPT_PACKAGE, KEPT_SIGNATURE, refusal).has_value();
+    const auto operations = ParseDetail(result.view.detail);
+    const bool isGate = !operations.empty() && operations.back().codes.count(TavomendEngine::ERROR_KEY_PACKAGE) != 0;
+    if (!isGood || (attempt == Attempt::LAST && !isGate)) {
+        DropKeptPackages();
+        return;
+    }
+    PutKeptPackagesBack();
+    if (isGate) {
+        result.reason += "; the package stays";
+    }
+}
+
+PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& platform, IHostObserver& observer,
+                               Attempt attempt)
 {
     auto facts = ReadPackageFacts();
     const bool wasDelivered = IsPackageDelivered();
@@ -167,13 +199,13 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
     if (!IsOutcomeRecorded(result.view, facts, applied == RESULT_SUCCESS)) {
         PutKeptPackagesBack();
         result.reason = "the outcome could not be recorded; the package stays";
-        return result;
-    }
-    DropKeptPackages();
-    if (applied == RESULT_SUCCESS) {
+    } else if (applied == RESULT_SUCCESS) {
+        DropKeptPackages();
+        FinishMoveToBackup();
         Judge(platform, facts, result);
     } else {
         result.reason = WhyFailed(result.view);
+        SettleFailure(result, attempt);
     }
     return result;
 }
@@ -202,23 +234,36 @@ PatchRunResult Load(const IDevicePort& port, int32_t runningStage, IHostObserver
     return platform == nullptr ? NoPlatform(error) : RunLoad(port);
 }
 
-PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer)
+namespace {
+PatchRunResult AttemptApply(const IDevicePort& port, IHostObserver& observer, Attempt attempt)
 {
     MendDevice();
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
     std::string error;
     const auto platform = port.Start(ServiceStart::SCAN, error);
-    if (platform != nullptr) {
-        TellOfStore(*platform, observer);
+    if (platform == nullptr) {
+        return NoPlatform(error);
     }
-    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, *platform, observer);
+    TellOfStore(*platform, observer);
+    return RunLoadAndApply(port, *platform, observer, attempt);
+}
+} // namespace
+
+PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer)
+{
+    PatchRunResult result = AttemptApply(port, observer, Attempt::FIRST);
+    if (result.outcome == Outcome::FAILED && IsPackageDelivered()) {
+        DelayedSingletons::DestroyAll(); // the engine keeps its judgement of a package for the process
+        result = AttemptApply(port, observer, Attempt::LAST);
+    }
+    return result;
 }
 
-PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer)
+PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer, Attempt attempt)
 {
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
     std::string error;
     const auto platform = port.Start(ServiceStart::ATTACH, error);
-    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, *platform, observer);
+    return platform == nullptr ? NoPlatform(error) : RunLoadAndApply(port, *platform, observer, attempt);
 }
 } // namespace ORVX::TavomendHosting

@@ -20,18 +20,25 @@ namespace ORVX::TavomendHosting {
 // observer: told when the record of what is installed had to be made anew; nothing else.
 [[nodiscard]] PatchRunResult Load(const IDevicePort& port, int32_t runningStage, IHostObserver* observer = nullptr);
 
+// A package that this device takes, but that could not be applied, is tried once more at once: a disk that was full or
+// failed once must not cost it. After the last attempt the failure counts, unless it could not be recorded: then the
+// package stays delivered, as it does where nothing can be written at all.
+enum class Attempt { FIRST, LAST };
+
 // The same with a scan, then load at the system-service stage and apply, in this process, as an engine wants it: what
 // load made ready only this process knows. Apply runs also after a failed load, so that one broken application does not
-// keep the others back. NOTHING when no package is delivered; the reason then says what is in force. FAILED also when
-// the engine is done and an application does not run what the configuration promised: a set of another application, or
-// of another version than the configuration says, installs as well. The status record stays as the engine wrote it.
+// keep the others back; both attempts, the engine reports each. NOTHING when no package is delivered; the reason then
+// says what is in force. FAILED also when the engine is done and an application does not run what the configuration
+// promised: a set of another application, or of another version than the configuration says, installs as well. The
+// status record stays as the engine wrote it.
 [[nodiscard]] PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer);
 
 // Tells the observer when the platform's start has made the record of what is installed anew.
 void TellOfStore(const IDevicePlatform& platform, IHostObserver& observer);
 
-// The last stage of a boot: load and apply as above, on a device that has been mended and scanned.
-[[nodiscard]] PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer);
+// The last stage of a boot: load and apply as above, on a device that has been mended and scanned. FAILED with the
+// package still delivered asks for the whole boot once more, as its last attempt.
+[[nodiscard]] PatchRunResult FinishBoot(const IDevicePort& port, IHostObserver& observer, Attempt attempt);
 } // namespace ORVX::TavomendHosting
 
 #endif

@@ -79,9 +79,12 @@ void RecoverFileTool::RenameRevokeFileToBak()
 
 void RecoverFileTool::RemoveRevokeBakFile()
 {
-    if (FileUtils::FileIsExist(Formats::BACKUP_RECOVER_LIST_PATH) &&
-        !FileUtils::Remove(Formats::BACKUP_RECOVER_LIST_PATH)) {
-        TAVOMEND_LOG_E("remove recover file to bak failed, errorMessage: %{public}s", strerror(errno));
+    if (FileUtils::FileIsExist(Formats::BACKUP_RECOVER_LIST_PATH)) {
+        if (FileUtils::Remove(Formats::BACKUP_RECOVER_LIST_PATH)) {
+            FileUtils::SyncDir(Formats::WORK_DIR); // it would take precedence over a newer list
+        } else {
+            TAVOMEND_LOG_E("remove recover file to bak failed, errorMessage: %{public}s", strerror(errno));
+        }
     }
     TAVOMEND_LOG_I("remove revoke bak file end");
 }

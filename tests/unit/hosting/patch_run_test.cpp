@@ -6,6 +6,7 @@
 #include "platform/utility/tavomend_status_record.h"
 #include "ports/host/bundle_store.h"
 #include "ports/host/host_platform.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/support/install_verdict.h"
 #include "tests/support/vab_builder.h"
 #include "tests/unit/hosting/hosted_device.h"
@@ -59,6 +60,7 @@ protected:
         std::filesystem::create_directories("/data/vrns4");
         std::filesystem::rename(Formats::PACKAGE_DIR, Formats::LEGACY_PATCH_DIR);
     }
+    const std::string failure_ = "not all loaded\nprogress 1/2\nprogress 2/2\nengine 151 activites_failed\n";
     const std::string applied_ =
         "loaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\ndone [activites patch01 1|0:47;1|1:34]";
 };
@@ -79,8 +81,7 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
              AskForBoot();
              Place();
          },
-         "not all loaded\nprogress 1/2\nprogress 2/2\nengine 151 activites_failed\nfailed: " + BROKEN +
-             " [activites_failed patch01 " + BROKEN_DETAIL + "]",
+         failure_ + failure_ + "failed: " + BROKEN + " [activites_failed patch01 " + BROKEN_DETAIL + "]",
          "com.a 1, com.b 2", 2},
         {"a set of another application",
          [this] {
@@ -115,8 +116,8 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
          Unkept("what is installed cannot be read"), "com.a 2, com.b 2", 2},
         {"a legacy package, whose configuration is known only after the load", [this] { PlaceInLegacyDirectory(); },
          applied_ + " needs a boot", "com.a 2, com.b 2", 2},
-        {"half a delivery", [this] { PlaceSignedBy(nullptr); },
-         "nothing: no package is delivered [idle patch00 ]", "com.a 1, com.b 1", 0},
+        {"half a delivery", [this] { PlaceSignedBy(nullptr); }, "nothing: no package is delivered [idle patch00 ]",
+         "com.a 1, com.b 1", 0},
         {"a patch that has failed before, without a code",
          [] {
              WriteFile(Formats::BACKUP_PACKAGE_PATH, "package");
@@ -141,6 +142,45 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
     Place();
     EXPECT_EQ(Load(RUNNING_STAGE_INIT), "failed: " + BROKEN + " [ready_failed  0|0(0|600,611,640):48]\n");
     EXPECT_EQ(Load(RUNNING_STAGE_SA), "done [ready  0|0(0|600,611,640):48;1|0:47]\n");
+}
+
+TEST_F(PatchRunTest, WhatMayPassCostsNoPackage)
+{
+    const auto applyWith = [this](size_t failures) {
+        MakeDevice();
+        recipe.space = 1000; // more than the work directory holds, so that the gate asks for room
+        Place();
+        FaultyFileLayer layer;
+        for (size_t n = 1; n <= failures; ++n) {
+            layer.FailCall("statvfs", n, EIO); // which reads as a full disk
+        }
+        return Apply();
+    };
+    const std::string refused = "not all loaded\nengine 151 activites_failed\n";
+    EXPECT_EQ(applyWith(2), failure_ + applied_ + "\n");
+    const std::string noRoom = applyWith(100);
+    EXPECT_NE(noRoom.find(refused + refused + "failed: "), std::string::npos) << noRoom;
+    EXPECT_NE(noRoom.find("(100|10); the package stays"), std::string::npos) << noRoom;
+    EXPECT_EQ(Apply(), applied_ + "\n");
+
+    MakeDevice();
+    Place();
+    std::filesystem::remove_all(Formats::STATUS_DIR);
+    WriteFile(Formats::STATUS_DIR, "no directory");
+    const std::string unrecorded = Apply();
+    EXPECT_NE(unrecorded.find("failed: the outcome could not be recorded; the package stays"), std::string::npos);
+    EXPECT_EQ(ListTree(Formats::PACKAGE_DIR).size(), 2U);
+    std::filesystem::remove(Formats::STATUS_DIR);
+    EXPECT_EQ(Apply(), applied_ + "\n");
+
+    MakeDevice();
+    Place();
+    WriteFile("/data/update/tavomend/package/kept.new/x", "");
+    WriteFile("/data/update/tavomend/package/kept", "in the way");
+    const std::string unkept = Apply();
+    EXPECT_NE(unkept.find("failed: the device cannot be written now; the package stays"), std::string::npos) << unkept;
+    EXPECT_TRUE(Exists(Formats::PACKAGE_PATH));
+    EXPECT_EQ(Versions(), "com.a 1, com.b 1");
 }
 
 TEST_F(PatchRunTest, WhatWasCutShortBeforeIsMendedFirst)
