@@ -3,6 +3,8 @@
 #   ./test.sh              all tests
 #   ./test.sh --sanitize   the same tests under AddressSanitizer and UndefinedBehaviorSanitizer
 #   ./test.sh --lint       clang-format and clang-tidy over the tree, no tests
+#   ./test.sh --power-cuts the power cut at every system call that changes a file, and every disk error; see
+#                          docs/reliability.md
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -11,8 +13,14 @@ case "${1:-}" in
     "") ;;
     --sanitize) mode=sanitize ;;
     --lint) exec scripts/lint.sh ;;
+    --power-cuts)
+        scripts/install_dependencies.sh --tests
+        cmake --preset default -G Ninja >/dev/null
+        cmake --build --preset default --target powercut
+        exec build/default/tests/powercut/powercut --jobs "$(nproc)"
+        ;;
     *)
-        sed -n '2,5s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,7s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
 esac

@@ -247,8 +247,9 @@ void RemoveLeftovers()
         FileUtils::CleanDir(path, true);
         FileUtils::CleanDir(std::string(path) + ".new", true);
     }
+    const bool isCleared = ReadStatusWord() == Formats::STATUS_IDLE;
     for (const char* path : {Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH}) {
-        if (FileUtils::FileIsExist(path) && Formats::ReadRecoverList(path).kind != RecoverList::Kind::WHOLE) {
+        if (isCleared || Formats::ReadRecoverList(path).kind != RecoverList::Kind::WHOLE) {
             FileUtils::CleanDir(path, true);
         }
         FileUtils::CleanDir(std::string(path) + ".new", true);

@@ -1,6 +1,7 @@
 #include "hosting/kept_packages.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <iterator>
 #include <string>
@@ -17,6 +18,8 @@ namespace {
 constexpr const char* KEPT_DIR = "/data/update/tavomend/package/kept";
 constexpr const char* UNFINISHED_DIR = "/data/update/tavomend/package/kept.new"; // on its way in, or out
 
+constexpr uint32_t KEPT_MODE = 0600;
+
 struct Place {
     const char* path;
     const char* kept;
@@ -29,12 +32,19 @@ constexpr Place PLACES[] = {
     {Formats::BACKUP_SIGN_PATH, "/data/update/tavomend/package/kept/tavomend_sign.bin.bak", true},
 };
 
+// A copy, where the file system knows no second names.
+bool GiveSecondName(const std::string& path, const std::string& name)
+{
+    return link(path.c_str(), name.c_str()) == 0 ||
+           ((errno == EPERM || errno == EOPNOTSUPP) && FileUtils::ReplaceFileByCopy(path, name, KEPT_MODE));
+}
+
 bool LinkAll()
 {
     const bool hasBackup = IsBackupThere();
     return std::all_of(std::begin(PLACES), std::end(PLACES), [hasBackup](const Place& place) {
         const std::string name = std::string(place.kept).substr(std::string(KEPT_DIR).size());
-        return (place.isBackup && !hasBackup) || link(place.path, (UNFINISHED_DIR + name).c_str()) == 0;
+        return (place.isBackup && !hasBackup) || GiveSecondName(place.path, UNFINISHED_DIR + name);
     });
 }
 
@@ -44,7 +54,7 @@ bool PutBack(const Place& place)
         return FileUtils::CleanDir(place.path, true);
     }
     const std::string beside = std::string(place.path) + ".new";
-    const bool isBack = FileUtils::CleanDir(beside, true) && link(place.kept, beside.c_str()) == 0 &&
+    const bool isBack = FileUtils::CleanDir(beside, true) && GiveSecondName(place.kept, beside) &&
                         rename(beside.c_str(), place.path) == 0;
     // A rename between two names of one file does nothing at all.
     return FileUtils::CleanDir(beside, true) && isBack;

@@ -8,8 +8,9 @@ namespace ORVX::TavomendHosting {
 constexpr const char* KEPT_PACKAGE = "/data/update/tavomend/package/kept/app.tvpk";
 constexpr const char* KEPT_SIGNATURE = "/data/update/tavomend/package/kept/tavomend_sign.bin";
 
-// Second names (hard links) for what is delivered and for a backup that is whole, on disk when this returns true. False
-// when they could not be made: nothing is kept then, and the engine had better not run.
+// Second names (hard links, or copies where there are none) for what is delivered and for a backup that is whole, on
+// disk when this returns true. False when they could not be made: nothing is kept then, and the engine had better not
+// run.
 [[nodiscard]] bool KeepPackages();
 // Brings package, backup and signatures back to what they were when they were kept, and keeps them no longer. To be
 // called after a run that did not come to an outcome that counts, or by the next process after one that was cut short;

@@ -103,6 +103,8 @@ PowerCutWorld::PowerCutWorld() : folder_(WorkFolder())
     Add("info", rebooted, "info", third);
     Add("deliver revoke", rebooted, deliver("revoke"), revoked);
     Add("boot revoke", revoking, "boot", revoked);
+    Add("info after", taken, "info", revoked);
+    Add("clear after", taken, "clear", {revoked.versions, "patch00 idle"});
     Add("deliver after", taken, deliver("second"), third);
     Add("clear", rebooted, "clear", {"com.cold 3, com.hot 3", "patch00 idle"});
 }

@@ -274,6 +274,9 @@ TEST_F(DeliveryTest, LeftoversGoAndWholeListsStay)
     RemoveLeftovers();
     EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), list);
     EXPECT_EQ(ListTree("/data/update").size(), 1U);
+    SetStatus("idle");
+    RemoveLeftovers();
+    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
 }
 } // namespace
 } // namespace ORVX::TavomendTest
