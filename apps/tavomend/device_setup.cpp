@@ -131,13 +131,15 @@ bool IsBaseVersion(const std::string& text)
 
 // Where on the device each factory file goes: an application's directory is named after its first file. Nothing for a
 // file that is no bundle file, does not go with the others of its application, or would take another one's place.
-std::optional<std::map<std::string, std::string>> PlaceFactoryFiles(const std::vector<std::string>& files,
-                                                                    std::string& error)
+struct FactoryFiles {
+    std::map<std::string, std::string> targets;                 // by file
+    std::map<std::string, TavomendHost::BundleFileSet> bundles; // by name
+};
+std::optional<FactoryFiles> PlaceFactoryFiles(const std::vector<std::string>& files, std::string& error)
 {
-    std::map<std::string, std::string> dirs; // by bundle name
-    std::map<std::string, TavomendHost::BundleFileSet> sets;
+    std::map<std::string, std::string> dirs;    // by bundle name
     std::map<std::string, std::string> sources; // by target
-    std::map<std::string, std::string> targets;
+    FactoryFiles factory;
     for (const auto& file : files) {
         const auto manifest = Formats::BundleFile::Read(file, error);
         if (!manifest) {
@@ -154,51 +156,53 @@ std::optional<std::map<std::string, std::string>> PlaceFactoryFiles(const std::v
                 former->second + " and " + file + " would both become " + target + ": give one of them another name";
             return std::nullopt;
         }
-        if (AddToBundleFileSet(file, *manifest, sets[manifest->bundleName], error) != TavomendHost::INSTALL_OK) {
+        if (AddToBundleFileSet(file, *manifest, factory.bundles[manifest->bundleName], error) !=
+            TavomendHost::INSTALL_OK) {
             return std::nullopt;
         }
-        targets[file] = target;
+        factory.targets[file] = target;
     }
-    return targets;
+    return factory;
 }
 
 // What can be refused is refused before anything is written.
-bool LayOutFiles(const std::string& root, const DeviceSetup& setup, MadePaths& made, std::string& error)
+std::optional<FactoryFiles> LayOutFiles(const std::string& root, const DeviceSetup& setup, MadePaths& made,
+                                        std::string& error)
 {
     if (!IsBaseVersion(setup.baseVersion)) {
         error = "a base version is one line of printable characters, without quotes, backslashes, \"$\" and \"`\"";
-        return false;
+        return std::nullopt;
     }
     const bool hasKey = !setup.publicKey.empty();
     if (hasKey && FileUtils::GetFileStream(setup.publicKey).find("BEGIN PUBLIC KEY") == std::string::npos) {
         error = setup.publicKey + " is no PEM public key";
-        return false;
+        return std::nullopt;
     }
-    const auto factoryFiles = PlaceFactoryFiles(setup.factoryFiles, error);
-    if (!factoryFiles) {
-        return false;
+    auto factory = PlaceFactoryFiles(setup.factoryFiles, error);
+    if (!factory) {
+        return std::nullopt;
     }
     made.Watch(root + TavomendEngine::OS_RELEASE_PATH);
     made.Watch(root + Formats::PUBLIC_KEY_PATH);
-    for (const auto& entry : *factoryFiles) {
+    for (const auto& entry : factory->targets) {
         made.Watch(root + entry.second);
     }
     const std::string release = "NAME=\"Device\"\nVERSION_ID=\"" + setup.baseVersion + "\"\n";
     if (!FileUtils::ReplaceFile(root + TavomendEngine::OS_RELEASE_PATH, release, FILE_MODE)) {
         error = "cannot write " + root + TavomendEngine::OS_RELEASE_PATH;
-        return false;
+        return std::nullopt;
     }
     if (hasKey && !FileUtils::ReplaceFileByCopy(setup.publicKey, root + Formats::PUBLIC_KEY_PATH, FILE_MODE)) {
         error = "cannot write " + root + Formats::PUBLIC_KEY_PATH;
-        return false;
+        return std::nullopt;
     }
-    for (const auto& [file, target] : *factoryFiles) {
+    for (const auto& [file, target] : factory->targets) {
         if (!FileUtils::ReplaceFileByCopy(file, root + target, FILE_MODE)) {
             error = "cannot copy " + file + " to " + fs::path(root + target).parent_path().string();
-            return false;
+            return std::nullopt;
         }
     }
-    return true;
+    return factory;
 }
 
 bool RequestInstall(const std::vector<std::string>& paths, int32_t userId, const sptr<IStatusReceiver>& receiver)
@@ -257,7 +261,8 @@ int MakeDevice(Session& session, const std::string& root, const DeviceSetup& set
     for (const auto& path : TavomendHost::HostPlatform::InitPaths()) {
         made.Watch(root + path);
     }
-    if (!LayOutFiles(root, setup, made, error)) {
+    const auto factory = LayOutFiles(root, setup, made, error);
+    if (!factory) {
         return session.Out().Fail(error);
     }
     if (!session.EnterRoot()) {
@@ -270,6 +275,12 @@ int MakeDevice(Session& session, const std::string& root, const DeviceSetup& set
     const auto bundles = platform == nullptr ? std::nullopt : ListBundles(session, *platform);
     if (!bundles) {
         return EXIT_FAILED;
+    }
+    for (const auto& given : factory->bundles) {
+        const auto isIt = [&given](const auto& bundle) { return bundle.bundleName == given.first; };
+        if (std::none_of(bundles->begin(), bundles->end(), isIt)) {
+            return session.Out().Fail(given.first + " has not been taken; -v shows why");
+        }
     }
     session.Out().Say("a device at base version " + setup.baseVersion + " with " + std::to_string(bundles->size()) +
                       " factory applications, user 100");

@@ -34,10 +34,10 @@ public:
     // What InitDevice makes, where it is missing: directories and files.
     [[nodiscard]] static std::vector<std::string> InitPaths();
     // Makes the current root a device: its directories, an account file where there is none, and the store, with the
-    // factory applications, what is installed below /data/app, and one account (100) where none is noted. The store
-    // comes last and whole, so that a root is a device or is none. False with one line for people when there is a
-    // device already, a bundle file cannot be used, or something cannot be written; what was made until then stays,
-    // and the next call goes on from it.
+    // factory applications that can be used, what is installed below /data/app, and one account (100) where none is
+    // noted. The store comes last and whole, so that a root is a device or is none. False with one line for people when
+    // there is a device already, an installed version cannot be read, or something cannot be written; what was made
+    // until then stays, and the next call goes on from it.
     [[nodiscard]] static bool InitDevice(std::string& error);
 
     // IDevicePlatform

@@ -362,6 +362,7 @@ TEST(ProgramTest, LaysOutADevice)
         return RunProgram({"sh", "-c", line});
     };
     WriteFile(world.At("locked4/etc/os-release"), "its own");
+    WriteFile(world.At("locked6/system/app/Hot/Other.vab"), "damaged");
     WriteFile(world.At("more/Hot.vab"), Vab{"com.other"}.Bytes());
     WriteFile(world.At("more/Hot2.vab"), Vab{"com.hot", 2}.Bytes());
     const std::string badVersion =
@@ -393,6 +394,7 @@ TEST(ProgramTest, LaysOutADevice)
         {"locked2", "--public-key @/key.pem", "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem"},
         {"locked3", "--factory @/Hot.vab", "cannot copy @/Hot.vab to @/locked3/system/app/Hot"},
         {"locked4", "", "cannot make the directory /data/app"},
+        {"locked6", "--factory @/Hot.vab", "com.hot has not been taken; -v shows why"},
         {"locked5", "", "the bundle store cannot be put in place: Is a directory"},
     };
     WriteFile(world.At("Hot0.vab"), Vab{"com.hot"}.Bytes());

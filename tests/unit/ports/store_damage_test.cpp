@@ -269,11 +269,12 @@ TEST_F(StoreDamageTest, AnInitOfADeviceThatLostItsStoreFindsWhatIsInstalled)
     fs::remove(STORE);
     EXPECT_FALSE(Start(ServiceStart::SCAN));
     EXPECT_EQ(error_, "there is no device here");
-    WriteFile("/system/app/N/N.vab", "damaged");
+    WriteFile("/data/app/com.odd/v1/entry.vab", "damaged");
     EXPECT_FALSE(HostPlatform::InitDevice(error_));
-    EXPECT_EQ(error_, "/system/app/N/N.vab is no zip archive, or its end is missing");
+    EXPECT_EQ(error_, "/data/app/com.odd/v1/entry.vab is no zip archive, or its end is missing");
     EXPECT_FALSE(Exists(STORE));
-    fs::remove("/system/app/N/N.vab");
+    fs::remove_all("/data/app/com.odd");
+    WriteFile("/system/app/N/N.vab", "damaged"); // not ours to judge
     EXPECT_TRUE(HostPlatform::InitDevice(error_)) << error_;
     EXPECT_TRUE(Start(ServiceStart::ATTACH)) << error_;
     EXPECT_EQ(TextOf(*platform_), INSTALLED);
