@@ -105,7 +105,7 @@ bool ParseZipTool::ReadPinned()
     if (content_.empty()) {
         content_ = FileUtils::GetFileStream(zipFilePath_);
         if (!Handles::Sha256::Of(content_.data(), content_.size(), digest) || digest != digest_) {
-            content_ = std::string();
+            content_.clear();
         }
     }
     return !content_.empty();
@@ -225,6 +225,6 @@ void ParseZipTool::Reset()
     if (unzHandle_ != nullptr) {
         unzClose(std::exchange(unzHandle_, nullptr));
     }
-    content_ = std::string(); // not clear: the memory goes
+    std::string().swap(content_); // neither clear nor an assignment would give the memory back
 }
 } // namespace ORVX::TavomendEngine

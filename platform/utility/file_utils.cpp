@@ -271,7 +271,10 @@ std::string FileUtils::GetFileStream(const std::string& path, size_t sizeMax)
 {
     try {
         std::string content;
-        return ReadWhole(path, sizeMax, content) ? content : std::string();
+        if (!ReadWhole(path, sizeMax, content)) {
+            content.clear();
+        }
+        return content; // moved: a package is large
     } catch (const std::exception&) {
         return {}; // a size that there is no memory for
     }

@@ -121,6 +121,29 @@ TEST_F(FileUtilsFaultTest, WhereverACallFailsOrThePowerGoesTheStateIsOldOrNewAnd
     }
 }
 
+// Where the last read put what it read.
+class WatchedLayer : public FaultyFileLayer {
+public:
+    ssize_t Read(int file, void* room, size_t size) override
+    {
+        room_ = room;
+        return FaultyFileLayer::Read(file, room, size);
+    }
+    void* room_ = nullptr;
+};
+
+TEST_F(FileUtilsFaultTest, AFileIsReadIntoWhatIsGivenBackUpToASize)
+{
+    WriteFile("/data/large", std::string(1000, 'x'));
+    WatchedLayer layer;
+    const std::string content = FileUtils::GetFileStream("/data/large", 1000);
+    EXPECT_EQ(content.size(), 1000U);
+    EXPECT_EQ(content.data(), layer.room_); // and not copied: a package is large
+    layer.room_ = nullptr;
+    EXPECT_EQ(FileUtils::GetFileStream("/data/large", 999), "");
+    EXPECT_EQ(layer.room_, nullptr); // not even begun
+}
+
 TEST_F(FileUtilsFaultTest, AFileIsReadWholeOrNotAtAllAndAFullDiskEnds)
 {
     for (const char* kind : {"read", "write"}) {
