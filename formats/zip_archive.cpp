@@ -94,13 +94,16 @@ bool ZipArchive::ReadThrough(const ArchiveMember& member, const Sink& sink, std:
         return false;
     }
     std::vector<char> buffer(CHUNK_SIZE);
+    uint64_t total = 0;
     int count = 0;
     bool isTaken = true;
     while (isTaken &&
            (count = unzReadCurrentFile(zip_.get(), buffer.data(), static_cast<unsigned>(buffer.size()))) > 0) {
         isTaken = sink(buffer.data(), static_cast<size_t>(count));
+        total += static_cast<uint64_t>(count);
     }
-    const bool isWhole = unzCloseCurrentFile(zip_.get()) == UNZ_OK && count == 0; // closing compares the checksum
+    // Closing compares the checksum, but not that of a member which ends before its size.
+    const bool isWhole = unzCloseCurrentFile(zip_.get()) == UNZ_OK && count == 0 && total == member.size;
     if (!isTaken) {
         error = path_ + ": the member " + member.name + " could not be taken out";
     } else if (!isWhole) {
