@@ -87,12 +87,16 @@ DeviceState ReadDeviceState(const std::string& deviceFolder)
     for (const auto& entry : fs::recursive_directory_iterator(deviceFolder)) {
         const std::string path = entry.path().string().substr(deviceFolder.size());
         if (StartsWith(path, "/data/log/") || path == STATUS_RECORD || path == STORE ||
-            path == "/data/update/tavomend/package") {
+            path == "/data/update/tavomend/package" || used.count(path) != 0) {
             continue;
         }
-        if (used.count(path) == 0) {
-            (StartsWith(path, "/data/update/tavomend/package/") ? packages : others).insert(Describe(entry, path));
-        }
+        const fs::path holder = entry.path().parent_path();
+        const bool isOfVersion =
+            used.count(holder.string().substr(deviceFolder.size())) != 0 && entry.is_regular_file();
+        const std::string told = isOfVersion ? "beside the files of " + holder.parent_path().filename().string() +
+                                                   ": " + entry.path().filename().string()
+                                             : path;
+        (StartsWith(path, "/data/update/tavomend/package/") ? packages : others).insert(Describe(entry, told));
     }
     for (const auto& line : packages) {
         state.patch += line;
