@@ -1,6 +1,7 @@
 #include "tools/memory_archive.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <minizip/unzip.h>
 
@@ -8,7 +9,7 @@ namespace ORVX::TavomendEngine {
 namespace {
 struct Stream {
     const std::string& bytes;
-    uint64_t at = 0;
+    size_t at = 0; // may lie behind the end, as in a file
 };
 
 void* Open(void* bytes, const void* /*name*/, int /*mode*/)
@@ -19,8 +20,9 @@ void* Open(void* bytes, const void* /*name*/, int /*mode*/)
 uLong Read(void* /*bytes*/, void* stream, void* room, uLong size)
 {
     auto& from = *static_cast<Stream*>(stream);
-    const uLong count = std::min<uLong>(size, from.bytes.size() - from.at);
-    std::memcpy(room, from.bytes.data() + from.at, count);
+    const size_t at = std::min(from.at, from.bytes.size());
+    const uLong count = std::min<uLong>(size, from.bytes.size() - at);
+    std::memcpy(room, from.bytes.data() + at, count);
     from.at += count;
     return count;
 }
@@ -38,13 +40,14 @@ ZPOS64_T Tell(void* /*bytes*/, void* stream)
 long Seek(void* /*bytes*/, void* stream, ZPOS64_T offset, int origin)
 {
     auto& in = *static_cast<Stream*>(stream);
-    const uint64_t start = origin == ZLIB_FILEFUNC_SEEK_CUR   ? in.at
-                           : origin == ZLIB_FILEFUNC_SEEK_END ? in.bytes.size()
-                                                              : 0;
-    if (offset > in.bytes.size() - start) {
+    const size_t start = origin == ZLIB_FILEFUNC_SEEK_CUR   ? in.at
+                         : origin == ZLIB_FILEFUNC_SEEK_END ? in.bytes.size()
+                                                            : 0;
+    const size_t target = start + offset; // wraps for an offset below 0
+    if (target > PTRDIFF_MAX) {
         return -1;
     }
-    in.at = start + offset;
+    in.at = target;
     return 0;
 }
 

@@ -1,5 +1,5 @@
-// Bundle files. There is one reader (Formats::BundleFile). The first byte says what follows: 'm' a manifest's text, which
-// is put into an archive, anything else the file itself.
+// Bundle files. There is one reader (Formats::BundleFile). The first byte says what follows: 'm' a manifest's text,
+// which is put into an archive, anything else the file itself.
 #include "formats/bundle_file.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "tests/fuzz/zip_checksums.h"
@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     using ORVX::Formats::BundleFile;
     const std::string input = size == 0 ? "" : TextOf(data + 1, size - 1);
     const bool isManifest = size != 0 && data[0] == 'm';
-    Store("/tmp/App.vab", isManifest ? ZipBuilder().Add("manifest.json", input, 0).Build() : WithFittingChecksums(input));
+    Store("/tmp/App.vab",
+          isManifest ? ZipBuilder().Add("manifest.json", input, 0).Build() : WithFittingChecksums(input));
     std::string error;
     const auto manifest = BundleFile::Read("/tmp/App.vab", error);
     Require(manifest.has_value() == error.empty(), "a refusal has a reason");

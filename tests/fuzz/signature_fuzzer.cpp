@@ -77,8 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         signature.resize(BLOCK_SIZE);
         signature = Transformed(key.get(), signature, true);
     }
-    const bool isRight =
-        signature.size() == BLOCK_SIZE && Transformed(key.get(), signature, false) == RightBlock();
+    const bool isRight = signature.size() == BLOCK_SIZE && Transformed(key.get(), signature, false) == RightBlock();
     Store("/tmp/signature", signature);
     std::string error;
     const bool isTakenByHosts = Formats::VerifyFile("/tmp/package", "/tmp/signature", Formats::PUBLIC_KEY_PATH, error);
