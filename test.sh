@@ -17,7 +17,7 @@ case "${1:-}" in
         scripts/install_dependencies.sh --tests
         cmake --preset default -G Ninja >/dev/null
         cmake --build --preset default --target powercut
-        exec build/default/tests/powercut/powercut --jobs "$(nproc)"
+        exec build/default/instruments/powercut/powercut --jobs "$(nproc)"
         ;;
     *)
         sed -n '2,7s/^# \{0,1\}//p' "$0" >&2

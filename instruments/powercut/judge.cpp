@@ -1,4 +1,4 @@
-#include "tests/powercut/judge.h"
+#include "instruments/powercut/judge.h"
 
 #include <filesystem>
 #include <nlohmann/json.hpp>

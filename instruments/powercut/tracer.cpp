@@ -1,4 +1,4 @@
-#include "tests/powercut/tracer.h"
+#include "instruments/powercut/tracer.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "tests/powercut/journal.h"
+#include "instruments/powercut/journal.h"
 
 #include <algorithm>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 // Says whether a device is what it was before an operation, or what it is to be afterwards, or something between.
-#ifndef TAVOMEND_TESTS_POWERCUT_JUDGE_H
-#define TAVOMEND_TESTS_POWERCUT_JUDGE_H
+#ifndef TAVOMEND_INSTRUMENTS_POWERCUT_JUDGE_H
+#define TAVOMEND_INSTRUMENTS_POWERCUT_JUDGE_H
 
 #include <string>
 

@@ -13,9 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/powercut/journal.h"
-#include "tests/powercut/power_cut_world.h"
-#include "tests/powercut/tracer.h"
+#include "instruments/powercut/journal.h"
+#include "instruments/powercut/power_cut_world.h"
+#include "instruments/powercut/tracer.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {

@@ -1,4 +1,4 @@
-#include "tests/powercut/power_cut_world.h"
+#include "instruments/powercut/power_cut_world.h"
 
 #include <cstdlib>
 #include <filesystem>

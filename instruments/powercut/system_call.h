@@ -1,6 +1,6 @@
 // What the power-cut tests see of a program: its calls that change files, one by one.
-#ifndef TAVOMEND_TESTS_POWERCUT_SYSTEM_CALL_H
-#define TAVOMEND_TESTS_POWERCUT_SYSTEM_CALL_H
+#ifndef TAVOMEND_INSTRUMENTS_POWERCUT_SYSTEM_CALL_H
+#define TAVOMEND_INSTRUMENTS_POWERCUT_SYSTEM_CALL_H
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 // Runs a program, stops it before each call that changes files below a folder, and asks a watcher what becomes of it.
-#ifndef TAVOMEND_TESTS_POWERCUT_TRACER_H
-#define TAVOMEND_TESTS_POWERCUT_TRACER_H
+#ifndef TAVOMEND_INSTRUMENTS_POWERCUT_TRACER_H
+#define TAVOMEND_INSTRUMENTS_POWERCUT_TRACER_H
 
 #include <optional>
 #include <set>
@@ -8,7 +8,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "tests/powercut/system_call.h"
+#include "instruments/powercut/system_call.h"
 
 namespace ORVX::TavomendTest {
 // ptrace(2) with a seccomp(2) filter that stops only at the calls of interest, in all processes and threads of the

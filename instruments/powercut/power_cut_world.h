@@ -1,11 +1,11 @@
 // The device, the packages and the operations whose power is cut.
-#ifndef TAVOMEND_TESTS_POWERCUT_POWER_CUT_WORLD_H
-#define TAVOMEND_TESTS_POWERCUT_POWER_CUT_WORLD_H
+#ifndef TAVOMEND_INSTRUMENTS_POWERCUT_POWER_CUT_WORLD_H
+#define TAVOMEND_INSTRUMENTS_POWERCUT_POWER_CUT_WORLD_H
 
 #include <string>
 #include <vector>
 
-#include "tests/powercut/judge.h"
+#include "instruments/powercut/judge.h"
 #include "tests/support/patch_builder.h"
 
 namespace ORVX::TavomendTest {

@@ -1,12 +1,12 @@
 // What a power cut may take away: changes that were made and not flushed.
-#ifndef TAVOMEND_TESTS_POWERCUT_JOURNAL_H
-#define TAVOMEND_TESTS_POWERCUT_JOURNAL_H
+#ifndef TAVOMEND_INSTRUMENTS_POWERCUT_JOURNAL_H
+#define TAVOMEND_INSTRUMENTS_POWERCUT_JOURNAL_H
 
 #include <map>
 #include <string>
 #include <vector>
 
-#include "tests/powercut/system_call.h"
+#include "instruments/powercut/system_call.h"
 
 namespace ORVX::TavomendTest {
 // Follows the changes below a folder in which everything is flushed at the beginning. A file's data is safe once the
