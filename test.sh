@@ -2,6 +2,7 @@
 # Installs what is needed, builds, and runs the tests.
 #   ./test.sh              all tests
 #   ./test.sh --sanitize   the same tests under AddressSanitizer and UndefinedBehaviorSanitizer
+#   ./test.sh --thread     the tests with threads under ThreadSanitizer
 #   ./test.sh --lint       clang-format and clang-tidy over the tree, no tests
 #   ./test.sh --power-cuts the power cut at every system call that changes a file, and every disk error; see
 #                          docs/reliability.md
@@ -12,6 +13,7 @@ mode=default
 case "${1:-}" in
     "") ;;
     --sanitize) mode=sanitize ;;
+    --thread) mode=thread ;;
     --lint) exec scripts/lint.sh ;;
     --power-cuts)
         scripts/install_dependencies.sh --tests
@@ -20,7 +22,7 @@ case "${1:-}" in
         exec build/default/instruments/powercut/powercut --jobs "$(nproc)"
         ;;
     *)
-        sed -n '2,7s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,8s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
 esac

@@ -260,6 +260,7 @@ std::string EngineAppImpl::TestTavomend()
     if (!appPatchManager_->GetTestData(testData)) {
         return TEST_WITHOUT_DATA;
     }
+    const std::lock_guard<std::mutex> lock(testMutex_);
     testManager_.CheckAppPatchInit();
     for (const auto& [name, version] : testData) {
         testManager_.CheckAppPatch(name, version);

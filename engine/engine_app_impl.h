@@ -99,6 +99,7 @@ private:
     // Recursive: a client may ask for information while it is told of progress.
     std::recursive_mutex operationMutex_;
     std::mutex versionMutex_;       // queries for the version wait for nothing longer than the cache
+    std::mutex testMutex_;          // one run of the test hook after the other
     mutable std::mutex cacheMutex_; // string list, bundle list and patch info
     std::mutex registrationMutex_;  // keeps the two slots of one client together
 };

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 
 #include "common/log.h"
 #include "formats/device_paths.h"
@@ -14,12 +15,19 @@ namespace ORVX::TavomendEngine {
 using Formats::RecoverList;
 using Handles::JsonRoot;
 
+namespace {
+// The list has two names, and several tools: who looks which of them counts must find it there.
+std::recursive_mutex g_listMutex;
+using ListLock = std::lock_guard<std::recursive_mutex>;
+} // namespace
+
 bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleNames)
 {
     TAVOMEND_LOG_I("WriteReInstallFile begin");
     if (bundleNames.empty()) {
         return true;
     }
+    const ListLock lock(g_listMutex);
     const std::string beside = std::string(Formats::RECOVER_LIST_PATH) + ".new";
     OutputFile file(beside);
     const bool isInTheWay = file.IsValid() && FileUtils::DirIsExist(Formats::RECOVER_LIST_PATH);
@@ -40,6 +48,7 @@ bool RecoverFileTool::WriteReInstallFile(const std::vector<std::string>& bundleN
 
 bool RecoverFileTool::GetRecoverBundleNameList(std::vector<std::string>& bundleNames)
 {
+    const ListLock lock(g_listMutex);
     const std::string path = Formats::RecoverListInForce();
     if (!FileUtils::FileIsExist(path)) {
         TAVOMEND_LOG_I("get recover bundleName list end");
@@ -66,6 +75,7 @@ bool RecoverFileTool::GetRecoverBundleNameList(std::vector<std::string>& bundleN
 
 void RecoverFileTool::RenameRevokeFileToBak()
 {
+    const ListLock lock(g_listMutex);
     if (!FileUtils::FileIsExist(Formats::RECOVER_LIST_PATH)) {
         return;
     }
@@ -79,6 +89,7 @@ void RecoverFileTool::RenameRevokeFileToBak()
 
 void RecoverFileTool::RemoveRevokeBakFile()
 {
+    const ListLock lock(g_listMutex);
     if (FileUtils::FileIsExist(Formats::BACKUP_RECOVER_LIST_PATH)) {
         if (FileUtils::Remove(Formats::BACKUP_RECOVER_LIST_PATH)) {
             FileUtils::SyncDir(Formats::WORK_DIR); // it would take precedence over a newer list

@@ -11,7 +11,8 @@
 namespace ORVX::TavomendEngine {
 // Used by the ready and revoke states, which write the list, and by the app patch manager, which reads it; at boot the
 // platform reads it too (formats/recover_list.h has the format). The backup copy, made before the applications are
-// checked, takes precedence, so that a pass that was interrupted goes on with the same names. One operation at a time.
+// checked, takes precedence, so that a pass that was interrupted goes on with the same names. From any thread: one lock
+// of the process is around both names.
 class RecoverFileTool : public virtual RefBase {
 public:
     // Writes the names in their order, and drops the backup: a new list makes it obsolete. An empty list writes

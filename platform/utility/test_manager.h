@@ -9,7 +9,7 @@
 
 namespace ORVX::TavomendEngine {
 // Held by the facade and called by it alone, in this order: CheckAppPatchInit, CheckAppPatch for each application,
-// CheckAppPatchEnd. For one thread at a time.
+// CheckAppPatchEnd. For one thread at a time: the facade holds a lock from the first call to the last.
 class TestManager {
 public:
     // Forgets the applications of an earlier run.

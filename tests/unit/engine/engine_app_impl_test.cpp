@@ -1,6 +1,7 @@
 // The facade in one process, with the real platform behind it.
 #include <atomic>
 #include <functional>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -47,6 +48,7 @@ protected:
     {
         DeviceTest::SetUp();
         WriteFile(Formats::PUBLIC_KEY_PATH, key_.PublicPem());
+        recipe_.apps.clear();
         for (const char* name : {"com.a", "com.b"}) {
             const Vab vab{name, 1, "entry", "", std::string("application ") + name};
             PatchFile file;
@@ -396,6 +398,81 @@ TEST_F(EngineAppImplTest, ThereIsOneCallbackSlotAndOnlyStatesAreSwitchedTo)
     EXPECT_EQ(second->progress, (std::vector<std::pair<int32_t, int32_t>>{{0, 9}, {1, 9}}));
     EXPECT_EQ(first->statuses, std::vector<std::string>{"101 m"});
     EXPECT_EQ(second->statuses, (std::vector<std::string>{"151 m", "151 n"}));
+}
+
+// Whoever queries or revokes beside a load and an apply disturbs neither, and gets no half of anything. A clear among
+// them leaves the patch with its record, or no patch.
+TEST_F(EngineAppImplTest, OperationsOfEightThreadsGoBesideEachOther)
+{
+    using testing::AnyOf;
+    using Operations = std::vector<std::function<void()>>;
+    std::unique_ptr<EngineAppImpl> engine;
+    const Infos notFixed = {{"com.a", PATCH_NOT_FIXED}, {"com.b", PATCH_NOT_FIXED}};
+    const Operations harmless = {
+        [&] { EXPECT_EQ(engine->LoadTavomend(), 0); },
+        [&] { EXPECT_EQ(engine->ApplyTavomend(), 0); },
+        [&] {
+            EXPECT_THAT(engine->RevokeTavomend({"com.a", "com.b"}), AnyOf(0, -1));
+        },
+        [&] { EXPECT_THAT(engine->TestTavomend(), testing::HasSubstr("com.a:")); },
+        [&] { EXPECT_THAT(engine->GetTavomendInfo(), AnyOf(fixed_, notFixed)); },
+        [&] { EXPECT_EQ(engine->GetTavomendVersion(), "patch01"); },
+        [&] { EXPECT_THAT(engine->GetTavomendStatus(), AnyOf("", "ready", "activites")); },
+        [&] {
+            const auto client = MakeSptr<Client>();
+            EXPECT_EQ(engine->RegisterCallback(client), 0);
+            engine->UnregisterCallback(client); // another thread's may have taken its place
+        },
+    };
+    const Operations withClear = {
+        [&] { EXPECT_EQ(engine->ClearTavomend(), 0); },
+        [&] { engine->ApplyTavomend(); },
+        [&] { engine->LoadTavomend(); },
+        [&] { engine->RevokeTavomend({"com.a"}); },
+        [&] { engine->TestTavomend(); },
+        [&] { engine->GetTavomendInfo(); },
+    };
+    const auto run = [](const Operations& operations) {
+        std::vector<std::thread> threads;
+        for (size_t first = 0; first < 8; ++first) {
+            threads.emplace_back([&operations, first] {
+                for (size_t i = 0; i < operations.size(); ++i) {
+                    operations[(first + i) % operations.size()]();
+                }
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+    };
+    const auto hasPackage = [] { return Exists(Formats::PACKAGE_PATH) || Exists(Formats::SIGN_PATH); };
+    for (int round = 0; round < 4; ++round) {
+        SCOPED_TRACE(round);
+        engine.reset();
+        platform_.reset();
+        SetUp();
+        TavomendKalogWrapper::SetLevel(TAVOMEND_LOG_ERROR);
+        engine = std::make_unique<EngineAppImpl>();
+        EXPECT_EQ(engine->LoadTavomend(), 0); // an apply installs what this process has loaded
+        run(harmless);
+        EXPECT_EQ(Versions(), (std::vector<uint32_t>{2, 2}));
+        EXPECT_EQ(OnDisk(), "patch01 activites");
+        EXPECT_EQ(engine->GetTavomendStatus(), "activites");
+        EXPECT_EQ(ReadFile(Formats::BACKUP_PACKAGE_PATH), PatchBuilder(recipe_).Package());
+        EXPECT_TRUE(Exists(Formats::BACKUP_SIGN_PATH));
+        EXPECT_FALSE(hasPackage());
+
+        engine->ClearTavomend();
+        Deliver();
+        EXPECT_EQ(engine->LoadTavomend(), 0);
+        run(withClear);
+        EXPECT_EQ(Versions(), (std::vector<uint32_t>{2, 2}));
+        const bool isKept = Exists(Formats::BACKUP_PACKAGE_PATH);
+        EXPECT_EQ(isKept, Exists(Formats::BACKUP_SIGN_PATH));
+        EXPECT_FALSE(hasPackage());
+        EXPECT_EQ(OnDisk().substr(8), engine->GetTavomendStatus());
+        EXPECT_TRUE(!isKept || OnDisk() == "patch01 activites") << OnDisk();
+    }
 }
 
 } // namespace
