@@ -16,7 +16,7 @@ case "${1:-}" in
     --thread) mode=thread ;;
     --lint) exec scripts/lint.sh ;;
     --power-cuts)
-        scripts/install_dependencies.sh --tests
+        scripts/install_dependencies.sh --power-cuts
         cmake --preset default -G Ninja >/dev/null
         cmake --build --preset default --target powercut
         exec build/default/instruments/powercut/powercut --jobs "$(nproc)"

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing: what the build needs, and with "--tests" what the tests need as well.
+# Installs the Debian packages that are missing: what the build needs, with "--tests" what the tests need as well, and
+# with "--power-cuts" what makes the file systems whose power is cut.
 # Asks for nothing when all are there, so that an ordinary user can build on a prepared machine.
 set -euo pipefail
 
@@ -11,8 +12,11 @@ packages=(
     libcli11-dev nlohmann-json3-dev                        # the programs
     openssl                                                # the demo's sample data
 )
-if [ "${1:-}" = "--tests" ]; then
+if [ $# -gt 0 ]; then
     packages+=(libgtest-dev libgmock-dev binutils zstd zip unzip)
+fi
+if [ "${1:-}" = "--power-cuts" ]; then
+    packages+=(e2fsprogs xfsprogs mount)
 fi
 
 missing=()

@@ -202,7 +202,7 @@ class Worker:
                   "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", *flags])
         self.run(["ninja", "-C", self.build])
         targets = self.run(["ninja", "-C", self.build, "-t", "targets", "all"])
-        for target in re.findall(r"^(tests/\S*_tests): CXX_EXECUTABLE", targets, re.M):
+        for target in re.findall(r"^((?:tests|fuzz)/\S*_tests): CXX_EXECUTABLE", targets, re.M):
             path = os.path.join(self.build, target)
             start = time.time()
             if not self.passes(path, 600):

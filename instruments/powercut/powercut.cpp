@@ -13,90 +13,20 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "instruments/powercut/journal.h"
+#include "instruments/powercut/cutter.h"
 #include "instruments/powercut/power_cut_world.h"
 #include "instruments/powercut/tracer.h"
+#include "tests/support/cli_runner.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {
 namespace {
-using Kind = SystemCall::Kind;
+namespace fs = std::filesystem;
+
 constexpr int EXIT_SKIPPED = 77;
-constexpr int EXIT_NOTHING = 3; // of tavomend
-constexpr int NEVER = 1 << 30;
+constexpr int EXIT_NOTHING = 3;      // of tavomend
 constexpr int CALLS_OF_A_BOOT = 300; // about: where a second cut may fall
 constexpr size_t TOLD_FAILURES = 12;
-
-struct Mode {
-    const char* name;
-    const char* meaning;
-    enum class Cut { KILL, TEAR, NO_ROOM, IO_ERROR } cut;
-    enum class Loss { NOTHING, DATA, NAMES } loss;
-    bool isTwice;
-};
-constexpr Mode MODES[] = {
-    {"killed", "ended before the call", Mode::Cut::KILL, Mode::Loss::NOTHING, false},
-    {"torn", "ended within a write", Mode::Cut::TEAR, Mode::Loss::NOTHING, false},
-    {"zeros", "what was not flushed is zeros", Mode::Cut::KILL, Mode::Loss::DATA, false},
-    {"names", "and names are as they were flushed", Mode::Cut::KILL, Mode::Loss::NAMES, false},
-    {"killed-twice", "and again in the boot that repairs", Mode::Cut::KILL, Mode::Loss::NOTHING, true},
-    {"names-twice", "the worst, and again in that boot", Mode::Cut::KILL, Mode::Loss::NAMES, true},
-    {"no-room", "the disk is full from the call on", Mode::Cut::NO_ROOM, Mode::Loss::NOTHING, false},
-    {"io-error", "this one call fails", Mode::Cut::IO_ERROR, Mode::Loss::NOTHING, false},
-};
-
-// Lets everything pass up to the n-th call of the mode's kind, from 1 on.
-class Cutter : public CallWatcher {
-public:
-    Cutter(const Mode& mode, int at, Journal* journal) : mode_(mode), at_(at), journal_(journal) {}
-
-    Verdict Before(const SystemCall& call) override
-    {
-        const bool isCut = Count(call);
-        if (isCut && lastCall_.empty()) {
-            lastCall_ = call.name + " " + call.path + (call.newPath.empty() ? "" : " to " + call.newPath);
-        }
-        if (call.kind == Kind::SPACE) {
-            return mode_.cut == Mode::Cut::NO_ROOM && count_ >= at_ ? Verdict::NO_ROOM : Verdict::RUN;
-        }
-        if (isCut) {
-            return mode_.cut == Mode::Cut::KILL   ? Verdict::KILL
-                   : mode_.cut == Mode::Cut::TEAR ? Verdict::TEAR
-                                                  : Verdict::FAIL;
-        }
-        if (journal_ != nullptr) {
-            journal_->Before(call);
-        }
-        return Verdict::RUN;
-    }
-    void After(const SystemCall& call, int64_t result) override
-    {
-        if (journal_ != nullptr && mode_.cut != Mode::Cut::TEAR) {
-            journal_->After(call, result);
-        }
-    }
-    [[nodiscard]] int Error() const override { return mode_.cut == Mode::Cut::NO_ROOM ? ENOSPC : EIO; }
-    [[nodiscard]] int Calls() const { return count_; }
-    [[nodiscard]] const std::string& LastCall() const { return lastCall_; }
-
-private:
-    // The log's lines are no points: what is on disk between two of them is the same.
-    bool Count(const SystemCall& call)
-    {
-        const bool isLog = call.path.find("/data/log/") != std::string::npos;
-        const bool isFull = mode_.cut == Mode::Cut::NO_ROOM;
-        const bool isPoint = !isLog && call.kind != Kind::SPACE && (!isFull || call.isGrowing) &&
-                             (mode_.cut != Mode::Cut::TEAR || call.kind == Kind::WRITE);
-        count_ += isPoint ? 1 : 0;
-        return isFull ? call.isGrowing && count_ >= at_ : isPoint && count_ == at_;
-    }
-
-    const Mode& mode_;
-    const int at_;
-    Journal* const journal_;
-    int count_ = 0;
-    std::string lastCall_;
-};
 
 struct Point {
     const Operation* operation;
@@ -116,20 +46,20 @@ public:
     int CountPoints(const Operation& operation, const Mode& mode)
     {
         PowerCutWorld::CopyDevice(operation.snapshot, device_);
-        Cutter cutter(mode, NEVER, nullptr);
+        Cutter cutter(mode, Cutter::NEVER, nullptr);
         static_cast<void>(tracer_.Run(operation.command, cutter));
         return cutter.Calls() + (mode.loss == Mode::Loss::NOTHING ? 0 : 1); // and once it is over
     }
     // Empty when the point held.
     std::string Play(const Point& point)
     {
-        PowerCutWorld::CopyDevice(point.operation->snapshot, device_);
+        const auto disk = Prepare(point);
         std::string where;
-        const auto exitCode = Cut(point.operation->command, *point.mode, point.at, where);
+        const auto exitCode = Cut(point.operation->command, *point.mode, point.at, where, disk.get());
         if (point.mode->isTwice) {
             std::string again;
             const int at = 1 + static_cast<int>(random_() % CALLS_OF_A_BOOT);
-            static_cast<void>(Cut(PowerCutWorld::CommandOn(device_, "boot"), *point.mode, at, again));
+            static_cast<void>(Cut(PowerCutWorld::CommandOn(device_, "boot"), *point.mode, at, again, disk.get()));
             where += again.empty() ? "" : ", then at call " + std::to_string(at) + ", " + again;
         }
         const bool mustBeNew = exitCode && (*exitCode == 0 || *exitCode == EXIT_NOTHING);
@@ -138,17 +68,43 @@ public:
     }
 
 private:
-    std::optional<int> Cut(const std::vector<std::string>& command, const Mode& mode, int at, std::string& where)
+    // The device before the operation, on a disk of its own where the mode wants one.
+    std::unique_ptr<DiskImage> Prepare(const Point& point)
     {
+        const Operation& operation = *point.operation;
+        const Mode& mode = *point.mode;
+        if (!mode.IsOnDisk()) {
+            PowerCutWorld::CopyDevice(operation.snapshot, device_);
+            return nullptr;
+        }
+        fs::remove_all(device_);
+        fs::create_directory(device_);
+        const std::string whole = operation.snapshot + "." + mode.name;
+        if (!fs::exists(whole)) {
+            DiskImage::Make(mode.disk, whole, operation.snapshot, device_);
+        }
+        const std::string played = world_.At("disk");
+        if (RunProgram({"cp", "--sparse=always", whole, played}).exitCode != 0) {
+            throw std::runtime_error("cannot copy " + whole);
+        }
+        return std::make_unique<DiskImage>(mode.disk, played, device_);
+    }
+    std::optional<int> Cut(const std::vector<std::string>& command, const Mode& mode, int at, std::string& where,
+                           DiskImage* disk)
+    {
+        const bool isJournaled = mode.loss == Mode::Loss::DATA || mode.loss == Mode::Loss::NAMES;
         Journal journal(device_, world_.At("attic"));
-        Cutter cutter(mode, at, mode.loss == Mode::Loss::NOTHING ? nullptr : &journal);
+        Cutter cutter(mode, at, isJournaled ? &journal : nullptr);
         const auto exitCode = tracer_.Run(command, cutter);
         where = cutter.LastCall();
         for (size_t found = 0; (found = where.find(device_)) != std::string::npos;) {
             where.erase(found, device_.size());
         }
-        if (mode.loss != Mode::Loss::NOTHING) {
+        if (isJournaled) {
             journal.Lose(mode.loss == Mode::Loss::NAMES);
+        }
+        if (disk != nullptr) {
+            disk->CutPower(mode.loss == Mode::Loss::FLUSHED_DISK);
         }
         return exitCode;
     }
@@ -169,7 +125,7 @@ private:
     }
     int Boot()
     {
-        Cutter cutter(MODES[0], NEVER, nullptr);
+        Cutter cutter(MODES[0], Cutter::NEVER, nullptr);
         return tracer_.Run(PowerCutWorld::CommandOn(device_, "boot"), cutter).value_or(-1);
     }
 
@@ -180,7 +136,7 @@ private:
 };
 
 struct Options {
-    std::string modes;     // names, with commas; all when empty
+    std::string modes;     // names, with commas
     std::string operation; // the only one
     int at = 0;            // the only point
     size_t sample = 0;     // so many points of each mode; all when 0
@@ -190,14 +146,36 @@ struct Options {
     std::string results;
 };
 
+bool IsPlayed(const Mode& mode, const Options& options)
+{
+    return ("," + options.modes + ",").find("," + std::string(mode.name) + ",") != std::string::npos;
+}
+
+// Of the modes that were asked for, by default all, those that work here; a line about each of the others.
+std::string PlayableModes(const Options& options)
+{
+    std::string playable;
+    for (const Mode& mode : MODES) {
+        std::string reason;
+        if (!options.modes.empty() && !IsPlayed(mode, options)) {
+            continue;
+        }
+        if (mode.IsOnDisk() && !DiskImage::IsAllowed(mode.disk, reason)) {
+            printf("%s is skipped: %s\n", mode.name, reason.c_str());
+            continue;
+        }
+        playable += (playable.empty() ? "" : ",") + std::string(mode.name);
+    }
+    return playable;
+}
+
 std::vector<Point> ChoosePoints(const PowerCutWorld& world, const Options& options)
 {
     Player player(world, options.seed);
     std::mt19937 random(options.seed);
     std::vector<Point> chosen;
     for (const Mode& mode : MODES) {
-        if (!options.modes.empty() &&
-            ("," + options.modes + ",").find("," + std::string(mode.name) + ",") == std::string::npos) {
+        if (!IsPlayed(mode, options)) {
             continue;
         }
         std::vector<Point> points;
@@ -309,7 +287,7 @@ int RunJobs(Options options)
     }
     const int reported = Report(files);
     std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
+    fs::remove_all(folder, ignored);
     printf("seed %u\n", options.seed);
     return isPlayed ? reported : EXIT_FAILURE;
 }
@@ -353,5 +331,6 @@ int main(int argc, char** argv)
         printf("skipped: programs cannot be traced here\n");
         return EXIT_SKIPPED;
     }
-    return RunJobs(options);
+    options.modes = PlayableModes(options);
+    return options.modes.empty() ? EXIT_SKIPPED : RunJobs(options);
 }

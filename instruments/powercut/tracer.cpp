@@ -124,12 +124,21 @@ std::string ReadLink(const std::string& path)
     return fs::read_symlink(path, error).string();
 }
 
+// Memory of another process: its addresses are mere numbers here.
+iovec There(uint64_t address, size_t size)
+{
+    iovec there{nullptr, size};
+    static_assert(sizeof(there.iov_base) == sizeof(address));
+    std::memcpy(&there.iov_base, &address, sizeof(address));
+    return there;
+}
+
 std::string ReadText(pid_t thread, uint64_t address)
 {
     std::string text;
     for (char byte = 1;; ++address) {
         const iovec here{&byte, 1};
-        const iovec there{reinterpret_cast<void*>(address), 1};
+        const iovec there = There(address, 1);
         if (process_vm_readv(thread, &here, 1, &there, 1, 0) != 1 || byte == '\0') {
             return text;
         }
@@ -187,7 +196,7 @@ void TellNoRoom(pid_t thread, uint64_t address)
     fsblkcnt_t none[2] = {0, 0};
     static_assert(offsetof(struct statfs, f_bavail) == offsetof(struct statfs, f_bfree) + sizeof(none[0]));
     const iovec here{none, sizeof(none)};
-    const iovec there{reinterpret_cast<void*>(address + offsetof(struct statfs, f_bfree)), sizeof(none)};
+    const iovec there = There(address + offsetof(struct statfs, f_bfree), sizeof(none));
     static_cast<void>(process_vm_writev(thread, &here, 1, &there, 1, 0));
 }
 

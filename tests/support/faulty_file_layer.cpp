@@ -9,7 +9,6 @@
 
 namespace ORVX::TavomendTest {
 namespace fs = std::filesystem;
-using TavomendEngine::FileLayer;
 
 FaultyFileLayer::FaultyFileLayer(std::string root) : real_(FileLayer::GetReal()), root_(std::move(root))
 {

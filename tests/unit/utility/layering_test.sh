@@ -51,7 +51,7 @@ check apps/tavomend apps/common hosting ports formats common "${utility[@]}"
 for source in $(find . -path ./build -prune -o -name '*.cpp' -print | cut -d/ -f2 | sort -u); do
     case $source in
         handles | platform | formats | diff | ports | common | error | tools | bundle | package | state | engine | \
-            hosting | apps | tests | instruments | bench | docs) ;;
+            hosting | apps | tests | fuzz | instruments | bench | docs) ;;
         *)
             echo "the room $source has no rule"
             failed=1

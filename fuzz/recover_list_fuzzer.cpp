@@ -2,7 +2,7 @@
 // same bytes.
 #include "formats/device_paths.h"
 #include "formats/recover_list.h"
-#include "tests/fuzz/fuzz_target.h"
+#include "fuzz/fuzz_target.h"
 #include "tools/recover_file_tool.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -1,8 +1,8 @@
 // Bundle files. There is one reader (Formats::BundleFile). The first byte says what follows: 'm' a manifest's text,
 // which is put into an archive, anything else the file itself.
 #include "formats/bundle_file.h"
-#include "tests/fuzz/fuzz_target.h"
-#include "tests/fuzz/zip_checksums.h"
+#include "fuzz/fuzz_target.h"
+#include "fuzz/zip_checksums.h"
 #include "tests/support/zip_builder.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -1,6 +1,6 @@
 // Zip archives whose members' checksums fit what the members hold, so that a mutated input is not refused for them.
-#ifndef TAVOMEND_TESTS_FUZZ_ZIP_CHECKSUMS_H
-#define TAVOMEND_TESTS_FUZZ_ZIP_CHECKSUMS_H
+#ifndef TAVOMEND_FUZZ_ZIP_CHECKSUMS_H
+#define TAVOMEND_FUZZ_ZIP_CHECKSUMS_H
 
 #include <string>
 #include <zlib.h>

@@ -4,9 +4,9 @@
 // without a look at checksums: the signature stands for them.)
 #include "formats/device_paths.h"
 #include "formats/zip_archive.h"
+#include "fuzz/fuzz_target.h"
+#include "fuzz/zip_checksums.h"
 #include "platform/utility/file_utils.h"
-#include "tests/fuzz/fuzz_target.h"
-#include "tests/fuzz/zip_checksums.h"
 #include "tools/parse_zip_tool.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

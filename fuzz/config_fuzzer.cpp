@@ -2,7 +2,7 @@
 // its tool, hosts and the maker through a text: both judge alike, and what is written again reads as it was.
 #include "formats/device_paths.h"
 #include "formats/patch_config.h"
-#include "tests/fuzz/fuzz_target.h"
+#include "fuzz/fuzz_target.h"
 #include "tools/parse_app_config_tool.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

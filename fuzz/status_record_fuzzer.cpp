@@ -2,8 +2,8 @@
 // same.
 #include <zlib.h>
 
+#include "fuzz/fuzz_target.h"
 #include "platform/utility/tavomend_status_record.h"
-#include "tests/fuzz/fuzz_target.h"
 
 namespace {
 constexpr const char* CHECKSUM_KEY = "crc32=";

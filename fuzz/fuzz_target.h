@@ -1,8 +1,8 @@
 // What the fuzz targets share. A target is one file with LLVMFuzzerTestOneInput, which aborts (Require) when what it
 // sees is wrong, and a folder corpus/NAME with small inputs. It runs on a device root of its own: as a plain test over
 // the corpus and mutations of it (corpus_test.cpp), and as a libFuzzer program (device_initializer.cpp).
-#ifndef TAVOMEND_TESTS_FUZZ_FUZZ_TARGET_H
-#define TAVOMEND_TESTS_FUZZ_FUZZ_TARGET_H
+#ifndef TAVOMEND_FUZZ_FUZZ_TARGET_H
+#define TAVOMEND_FUZZ_FUZZ_TARGET_H
 
 #include <cstdint>
 #include <cstdio>

@@ -1,6 +1,6 @@
 // A libFuzzer program takes the folder that it is started in as its device's root; corpus and findings are paths below.
+#include "fuzz/fuzz_target.h"
 #include "ports/host/device_root.h"
-#include "tests/fuzz/fuzz_target.h"
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/)
 {

@@ -6,8 +6,8 @@
 #include "diff/difference_applier.h"
 #include "diff/difference_header.h"
 #include "diff/difference_result.h"
+#include "fuzz/fuzz_target.h"
 #include "handles/sha256.h"
-#include "tests/fuzz/fuzz_target.h"
 
 namespace {
 using namespace ORVX::Difference;

@@ -10,9 +10,9 @@
 
 #include "formats/device_paths.h"
 #include "formats/signature.h"
+#include "fuzz/fuzz_target.h"
 #include "handles/crypto.h"
 #include "handles/sha256.h"
-#include "tests/fuzz/fuzz_target.h"
 #include "tools/rsa_sign_verify_tool.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/fuzz/fuzz_target.h"
+#include "fuzz/fuzz_target.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {
