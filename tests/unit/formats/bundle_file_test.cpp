@@ -7,7 +7,6 @@
 namespace ORVX::TavomendTest {
 namespace {
 using Formats::BundleFile;
-using Formats::BundleManifest;
 
 class BundleFileTest : public DeviceTest {
 protected:

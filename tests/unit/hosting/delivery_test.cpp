@@ -181,7 +181,7 @@ TEST_F(DeliveryTest, MendsAPairThatIsSplitByItsStatus)
         {"idle", backup, ""}, // was cleared
     };
     for (const auto& split : cases) {
-        DeviceTest::SetUp();
+        SetUp();
         if (*split.status != '\0') {
             SetStatus(split.status);
         }

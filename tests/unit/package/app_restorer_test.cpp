@@ -42,17 +42,17 @@ protected:
 TEST_F(AppRestorerTest, EachStateAllowsItsSteps)
 {
     struct Case {
+        const char* exactErrors;
         AppRestoreState state;
         bool isExacted;
-        const char* exactErrors;
         bool isRestored;
     };
     const Case cases[] = {
-        {APP_PARSED, false, "com.a 420 ", false},
-        {APP_EXACT_FAILED, false, "com.a 420 ", false},
-        {APP_RESTORED, false, "com.a 420 ", true},
-        {APP_RESTORE_FAILED, false, "com.a 420 ", false},
-        {APP_FIXED, true, "", true},
+        {"com.a 420 ", APP_PARSED, false, false},
+        {"com.a 420 ", APP_EXACT_FAILED, false, false},
+        {"com.a 420 ", APP_RESTORED, false, true},
+        {"com.a 420 ", APP_RESTORE_FAILED, false, false},
+        {"", APP_FIXED, true, true},
     };
     for (const Case& step : cases) {
         record_.state = step.state;

@@ -20,7 +20,7 @@ class SystemAbilityRegistryTest : public DeviceTest {
 protected:
     static sptr<FakeBundleMgr> MakeService(uint32_t version)
     {
-        const auto service = MakeSptr<FakeBundleMgr>();
+        auto service = MakeSptr<FakeBundleMgr>();
         service->Add("com.a", version);
         service->dependent["com.fwk"].versionCode = version;
         return service;
