@@ -32,8 +32,8 @@ public:
         } catch (const CLI::ParseError& error) {
             const auto unknown = program_.remaining();
             if (error.get_exit_code() != 0 && !unknown.empty()) {
-                Console(false).Fail(unknown.front() + " is no command; --help lists them");
-                return EXIT_USAGE;
+                return Cli::Console("tavomend", options_.isJson)
+                    .Fail(unknown.front() + " is no command; --help lists them", Cli::WRONG_USAGE);
             }
             return program_.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
         }

@@ -25,7 +25,7 @@ int RunDeliver(Session& session, const PackageFiles& files)
     if (result.outcome != Outcome::DONE) {
         return session.Out().Fail(result.reason);
     }
-    session.Out().Emit({{"delivered", true}, {"refusal", result.refusal}});
+    session.Out().Emit("deliver", {{"delivered", true}, {"refusal", result.refusal}});
     session.Out().Say(result.refusal.empty() ? "delivered"
                                              : "delivered, but this device will refuse it: " + result.refusal);
     return EXIT_DONE;
@@ -84,7 +84,7 @@ int RunClear(Session& session)
         return session.Out().Fail(result.reason);
     }
     session.Out().Say("cleared: no patch is delivered for keeping or in force; applications stay as they are");
-    session.Out().Emit({{"cleared", true}});
+    session.Out().Emit("clear", {{"cleared", true}});
     return EXIT_DONE;
 }
 
@@ -98,7 +98,7 @@ int RunTest(Session& session)
         return session.Out().Fail(result.reason);
     }
     session.Out().Say(result.text);
-    session.Out().Emit({{"test", result.text}});
+    session.Out().Emit("test", {{"test", result.text}});
     return EXIT_DONE;
 }
 
@@ -108,7 +108,7 @@ int RunVersion(Session& session)
         return EXIT_FAILED;
     }
     const auto result = AskVersion();
-    session.Out().Emit({{"version", result.version}});
+    session.Out().Emit("version", {{"version", result.version}});
     if (result.outcome != Outcome::DONE) {
         return session.Out().Fail(result.reason);
     }
@@ -122,10 +122,10 @@ int RunStatus(Session& session)
         return EXIT_FAILED;
     }
     const StatusView view = AskStatus(session.Port());
-    session.Out().Emit({{"status", view.status},
-                        {"version", view.version},
-                        {"detail", view.detail},
-                        {"explanation", view.explanation}});
+    session.Out().Emit("status", {{"status", view.status},
+                                  {"version", view.version},
+                                  {"detail", view.detail},
+                                  {"explanation", view.explanation}});
     if (view.status.empty()) {
         session.Out().Say("no operation has been recorded");
         return EXIT_DONE;
@@ -154,7 +154,7 @@ int RunInfo(Session& session)
         table.Add({name, word});
         applications[name] = word;
     }
-    session.Out().Emit({{"pending", result.isPending}, {"applications", applications}});
+    session.Out().Emit("info", {{"pending", result.isPending}, {"applications", applications}});
     if (result.outcome == Outcome::NOTHING) {
         session.Out().Say(result.reason);
         return EXIT_NOTHING;

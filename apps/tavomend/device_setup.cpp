@@ -284,7 +284,7 @@ int MakeDevice(Session& session, const std::string& root, const DeviceSetup& set
     }
     session.Out().Say("a device at base version " + setup.baseVersion + " with " + std::to_string(bundles->size()) +
                       " factory applications, user 100");
-    session.Out().Emit({{"baseVersion", setup.baseVersion}, {"applications", bundles->size()}});
+    session.Out().Emit("init", {{"baseVersion", setup.baseVersion}, {"applications", bundles->size()}});
     return EXIT_DONE;
 }
 } // namespace
@@ -337,7 +337,7 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
     }
     auto [code, message] = verdict->Wait();
     message = incoming.InUsersWords(message);
-    session.Out().Emit({{"code", code}, {"message", message}});
+    session.Out().Emit("install", {{"code", code}, {"message", message}});
     if (code != 0) {
         return session.Out().Fail(message);
     }
@@ -366,7 +366,7 @@ int RunDeviceUsers(Session& session, const std::vector<int32_t>& added, const st
     if (!users) {
         return session.Out().Fail(CANNOT_READ_STORE);
     }
-    session.Out().Emit({{"users", *users}});
+    session.Out().Emit("users", {{"users", *users}});
     session.Out().Say("users: " + JoinUsers(*users));
     return EXIT_DONE;
 }
@@ -394,7 +394,7 @@ int RunDeviceList(Session& session)
                         {"type", bundle.bundleType},
                         {"files", FilesOf(bundle)}});
     }
-    session.Out().Emit({{"bundles", rows}});
+    session.Out().Emit("list", {{"bundles", rows}});
     if (!session.Out().IsJson()) {
         session.Out().Say(table.ToString());
     }

@@ -9,17 +9,16 @@ namespace {
 constexpr int STAGE_DIED = -1;
 
 // Says in one line how a run failed.
-int FailRun(const Console& console, const std::string& what, const PatchRunResult& result)
+int FailRun(const Cli::Console& console, const std::string& what, const PatchRunResult& result)
 {
     if (result.outcome == Outcome::NO_PLATFORM) {
         return console.Fail(result.reason);
     }
-    console.Emit({{"event", "result"},
-                  {"done", false},
-                  {"status", result.view.status},
-                  {"version", result.view.version},
-                  {"detail", result.view.detail},
-                  {"explanation", result.reason}});
+    console.Emit("result", {{"done", false},
+                            {"status", result.view.status},
+                            {"version", result.view.version},
+                            {"detail", result.view.detail},
+                            {"explanation", result.reason}});
     return console.Fail(what + ": " + result.reason);
 }
 
@@ -36,39 +35,36 @@ int ExitCodeOf(Outcome outcome)
     return outcome == Outcome::DONE ? EXIT_DONE : outcome == Outcome::NOTHING ? EXIT_NOTHING : EXIT_FAILED;
 }
 
-int ShowLoad(const Console& console, const PatchRunResult& result)
+int ShowLoad(const Cli::Console& console, const PatchRunResult& result)
 {
     if (result.outcome != Outcome::DONE && result.outcome != Outcome::NOTHING) {
         return FailRun(console, "load failed", result);
     }
     const bool isDone = result.outcome == Outcome::DONE;
     console.Say("load: " + (isDone ? result.view.status : result.reason));
-    console.Emit({{"event", "result"}, {"done", isDone}, {"status", result.view.status}});
+    console.Emit("result", {{"done", isDone}, {"status", result.view.status}});
     return ExitCodeOf(result.outcome);
 }
 
-int ShowApply(const Console& console, const PatchRunResult& result)
+int ShowApply(const Cli::Console& console, const PatchRunResult& result)
 {
     const auto& view = result.view;
     if (result.outcome == Outcome::NOTHING) {
-        console.Emit({{"event", "result"}, {"done", false}, {"status", view.status}, {"version", view.version}});
+        console.Emit("result", {{"done", false}, {"status", view.status}, {"version", view.version}});
         console.Say("nothing to do: " + result.reason);
         return EXIT_NOTHING;
     }
     if (result.outcome != Outcome::DONE) {
         return FailRun(console, "apply failed", result);
     }
-    nlohmann::ordered_json line = {{"event", "result"},
-                                   {"done", true},
-                                   {"status", view.status},
-                                   {"version", view.version},
-                                   {"detail", view.detail}};
+    nlohmann::ordered_json line = {
+        {"done", true}, {"status", view.status}, {"version", view.version}, {"detail", view.detail}};
     console.Say("patch " + view.version + " is in force");
     if (result.needReboot) {
         console.Say("the patch asks for a boot to be complete");
         line["needReboot"] = true;
     }
-    console.Emit(line);
+    console.Emit("result", line);
     return EXIT_DONE;
 }
 
@@ -82,17 +78,16 @@ void ConsoleObserver::OnScanned(const ScanReport& report)
     console_.Say(report.entries.empty() ? "scan: nothing has changed" : "scan:");
     for (const auto& entry : report.entries) {
         console_.Say(LineOf(entry));
-        console_.Emit({{"event", "scan"},
-                       {"bundle", entry.bundleName},
-                       {"action", entry.action},
-                       {"version", entry.versionCode},
-                       {"reason", entry.reason}});
+        console_.Emit("scan", {{"bundle", entry.bundleName},
+                               {"action", entry.action},
+                               {"version", entry.versionCode},
+                               {"reason", entry.reason}});
     }
 }
 
 void ConsoleObserver::OnStoreRebuilt(const std::string& line)
 {
-    console_.Emit({{"event", "store"}, {"message", line}});
+    console_.Emit("store", {{"message", line}});
     console_.Say(line);
 }
 
@@ -108,7 +103,7 @@ void ConsoleObserver::OnProgress(int32_t done, int32_t total)
 
 void ConsoleObserver::OnEngineStatus(int32_t status, const std::string& message)
 {
-    console_.Emit({{"event", "status"}, {"status", status}, {"message", message}});
+    console_.Emit("status", {{"status", status}, {"message", message}});
     console_.Say("the engine reports: " + message + " (" + std::to_string(status) + ")");
 }
 
@@ -125,7 +120,6 @@ void ConsoleObserver::OnStageResult(BootStage stage, const PatchRunResult& resul
 
 void ConsoleObserver::OnStageEnded(BootStage stage, std::optional<Outcome> outcome)
 {
-    console_.Emit(
-        {{"event", "stage"}, {"stage", NameOf(stage)}, {"exit", outcome ? ExitCodeOf(*outcome) : STAGE_DIED}});
+    console_.Emit("stage", {{"stage", NameOf(stage)}, {"exit", outcome ? ExitCodeOf(*outcome) : STAGE_DIED}});
 }
 } // namespace ORVX::TavomendCli

@@ -4,19 +4,23 @@
 
 #include <string>
 
-#include "apps/tavomend/console.h"
+#include "apps/common/console.h"
 #include "hosting/host_observer.h"
 
 namespace ORVX::TavomendCli {
+using Cli::EXIT_DONE;
+using Cli::EXIT_FAILED;
+using Cli::EXIT_NOTHING;
+
 [[nodiscard]] int ExitCodeOf(TavomendHosting::Outcome outcome);
 // Both show what a run came to and give the program's exit code.
-[[nodiscard]] int ShowLoad(const Console& console, const TavomendHosting::PatchRunResult& result);
-[[nodiscard]] int ShowApply(const Console& console, const TavomendHosting::PatchRunResult& result);
+[[nodiscard]] int ShowLoad(const Cli::Console& console, const TavomendHosting::PatchRunResult& result);
+[[nodiscard]] int ShowApply(const Cli::Console& console, const TavomendHosting::PatchRunResult& result);
 
 // Prints each report as it comes, flushed, as a boot's processes need it. The console must outlive it.
 class ConsoleObserver : public TavomendHosting::IHostObserver {
 public:
-    explicit ConsoleObserver(const Console& console) : console_(console) {}
+    explicit ConsoleObserver(const Cli::Console& console) : console_(console) {}
 
     void OnStageBegan(TavomendHosting::BootStage stage) override;
     void OnScanned(const ScanReport& report) override;
@@ -28,7 +32,7 @@ public:
     void OnStageEnded(TavomendHosting::BootStage stage, std::optional<TavomendHosting::Outcome> outcome) override;
 
 private:
-    const Console& console_;
+    const Cli::Console& console_;
 };
 } // namespace ORVX::TavomendCli
 

@@ -5,11 +5,16 @@
 #include <memory>
 #include <string>
 
-#include "apps/tavomend/console.h"
+#include "apps/common/console.h"
 #include "ports/host/device_root.h"
 #include "ports/host/host_port.h"
 
 namespace ORVX::TavomendCli {
+using Cli::EXIT_DONE;
+using Cli::EXIT_FAILED;
+using Cli::EXIT_NOTHING;
+using Cli::EXIT_USAGE;
+
 struct Options {
     std::string root = "/"; // the device's folder, without a "/" at its end; "/" for this machine
     int verbosity = 0;      // 1 warnings and errors of the platform log, 2 all of it, 3 debug lines too
@@ -20,12 +25,12 @@ struct Options {
 // where they happen, and a command that meets one ends with EXIT_FAILED.
 class Session {
 public:
-    explicit Session(const Options& options) : options_(options), console_(options.isJson) {}
+    explicit Session(const Options& options) : options_(options), console_("tavomend", options.isJson) {}
 
     // Before the device is entered: what a path on the device is appended to.
     [[nodiscard]] std::string DeviceFolder() const { return options_.root == "/" ? "" : options_.root; }
     [[nodiscard]] const IDevicePort& Port() const { return port_; }
-    [[nodiscard]] const Console& Out() const { return console_; }
+    [[nodiscard]] const Cli::Console& Out() const { return console_; }
     // Before the device is entered. False, shown, when the folder is no device.
     [[nodiscard]] bool CheckDevice() const;
     // Checks, sets the log up and enters the device root; once, before the process has a second thread. False, shown,
@@ -40,7 +45,7 @@ public:
 
 private:
     Options options_;
-    Console console_;
+    Cli::Console console_;
     TavomendHost::HostPort port_;
     std::unique_ptr<TavomendHost::DeviceRoot> root_;
 };

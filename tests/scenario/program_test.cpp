@@ -189,13 +189,13 @@ const char* const FAILED_APPLY = R"-({"schema":1,"event":"progress","step":"inst
 {"schema":1,"event":"result","done":false,"status":"activites_failed","version":"patch01",)-"
                                  R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
                                  R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
-{"schema":1,"event":"error","message":"apply failed: com.hot: a bundle file is broken (0|1002)"}
+{"schema":1,"event":"error","error":{"code":"failed","message":"apply failed: com.hot: a bundle file is broken (0|1002)"}}
 )-";
 const char* const ENDED_BOOT = R"({"schema":1,"event":"result","done":false,"status":"activites_failed"}
 {"schema":1,"event":"stage","stage":"init stage","exit":3}
-{"schema":1,"event":"error","message":"the bundle store is damaged: file is not a database, and cannot be made anew: /data/app/com.odd/v1/entry.vab is no zip archive, or its end is missing"}
+{"schema":1,"event":"error","error":{"code":"failed","message":"the bundle store is damaged: file is not a database, and cannot be made anew: /data/app/com.odd/v1/entry.vab is no zip archive, or its end is missing"}}
 {"schema":1,"event":"stage","stage":"bundle scan","exit":1}
-{"schema":1,"event":"error","message":"the boot ends here: the bundle scan did not come to its end"}
+{"schema":1,"event":"error","error":{"code":"failed","message":"the boot ends here: the bundle scan did not come to its end"}}
 )";
 
 TEST(ProgramTest, GivesScriptsJson)
@@ -206,8 +206,8 @@ TEST(ProgramTest, GivesScriptsJson)
     world.Deliver(recipe);
     WriteFile(world.At("broken.vab"), "broken");
     const std::vector<std::pair<std::string, std::string>> calls = {
-        {"version", R"({"schema":1,"version":"patch01"})"},
-        {"info", R"({"schema":1,"pending":true,"applications":{}})"},
+        {"version", R"({"schema":1,"event":"version","version":"patch01"})"},
+        {"info", R"({"schema":1,"event":"info","pending":true,"applications":{}})"},
         {"load --stage init", R"({"schema":1,"event":"result","done":true,"status":"ready"})"},
         {"boot", R"({"schema":1,"event":"result","done":true,"status":"ready"}
 {"schema":1,"event":"stage","stage":"init stage","exit":0}
@@ -216,18 +216,19 @@ TEST(ProgramTest, GivesScriptsJson)
 {"schema":1,"event":"status","status":101,"message":"activites"}
 {"schema":1,"event":"result","done":true,"status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
 {"schema":1,"event":"stage","stage":"system-service stage","exit":0})"},
-        {"info", R"({"schema":1,"pending":false,"applications":{"com.hot":"fixed"}})"},
-        {"test", R"({"schema":1,"test":"\"Vab\": \"com.hot:2:true\""})"},
+        {"info", R"({"schema":1,"event":"info","pending":false,"applications":{"com.hot":"fixed"}})"},
+        {"test", R"({"schema":1,"event":"test","test":"\"Vab\": \"com.hot:2:true\""})"},
         {"status",
-         R"({"schema":1,"status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":""})"},
+         R"({"schema":1,"event":"status","status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":""})"},
         {"apply", R"({"schema":1,"event":"result","done":false,"status":"activites","version":"patch01"})"},
         {"load --stage sa", R"({"schema":1,"event":"result","done":false,"status":"activites"})"},
-        {"clear", R"({"schema":1,"cleared":true})"},
-        {"device users --add 7", R"({"schema":1,"users":[7,100]})"},
-        {"device users --remove 8", R"({"schema":1,"event":"error","message":"there is no user 8"})"},
+        {"clear", R"({"schema":1,"event":"clear","cleared":true})"},
+        {"device users --add 7", R"({"schema":1,"event":"users","users":[7,100]})"},
+        {"device users --remove 8",
+         R"({"schema":1,"event":"error","error":{"code":"failed","message":"there is no user 8"}})"},
         {"device install @/broken.vab",
-         R"({"schema":1,"code":1002,"message":"@/broken.vab is no zip archive, or its end is missing"}
-{"schema":1,"event":"error","message":"@/broken.vab is no zip archive, or its end is missing"})"},
+         R"({"schema":1,"event":"install","code":1002,"message":"@/broken.vab is no zip archive, or its end is missing"}
+{"schema":1,"event":"error","error":{"code":"failed","message":"@/broken.vab is no zip archive, or its end is missing"}})"},
     };
     for (const auto& [arguments, out] : calls) {
         const CliResult result = world.Tavomend("--json " + InWorld(world, arguments));
@@ -425,7 +426,7 @@ TEST(ProgramTest, LaysOutADevice)
                   .out.find("com.fwk   100    1        1.0   factory  keep-alive,appServiceFwk\n"),
               std::string::npos);
     EXPECT_EQ(RunProgram({TAVOMEND_PROGRAM, "--json", "--root", world.At("other"), "device", "init"}).out,
-              "{\"schema\":1,\"baseVersion\":\"1.0.0\",\"applications\":0}\n");
+              "{\"schema\":1,\"event\":\"init\",\"baseVersion\":\"1.0.0\",\"applications\":0}\n");
 }
 } // namespace
 } // namespace ORVX::TavomendTest

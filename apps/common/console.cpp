@@ -1,17 +1,17 @@
-#include "apps/tavomend/console.h"
+#include "apps/common/console.h"
 
 #include <cstdlib>
 #include <iostream>
 #include <unistd.h>
 
-namespace ORVX::TavomendCli {
+namespace ORVX::Cli {
 namespace {
 constexpr int BAR_WIDTH = 30;
 constexpr int SCHEMA = 1;
 } // namespace
 
-Console::Console(bool isJson)
-    : isJson_(isJson), isTerminal_(!isJson && isatty(STDOUT_FILENO) != 0),
+Console::Console(const char* program, bool isJson)
+    : program_(program), isJson_(isJson), isTerminal_(!isJson && isatty(STDOUT_FILENO) != 0),
       hasColour_(isatty(STDERR_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr)
 {
 }
@@ -21,26 +21,27 @@ void Console::Say(const std::string& text) const
     (isJson_ ? std::cerr : std::cout) << text << (text.empty() || text.back() != '\n' ? "\n" : "") << std::flush;
 }
 
-int Console::Fail(const std::string& text) const
+int Console::Fail(const std::string& text, const Failure& kind) const
 {
-    Emit({{"event", "error"}, {"message", text}});
-    std::cerr << (hasColour_ ? "\033[31mtavomend:\033[0m " : "tavomend: ") << text << std::endl;
-    return EXIT_FAILED;
+    Emit("error", {{"error", {{"code", kind.code}, {"message", text}}}});
+    std::cerr << (hasColour_ ? "\033[31m" : "") << program_ << ":" << (hasColour_ ? "\033[0m " : " ") << text
+              << std::endl;
+    return kind.exitCode;
 }
 
-void Console::Emit(const nlohmann::ordered_json& object) const
+void Console::Emit(const char* event, const nlohmann::ordered_json& fields) const
 {
     if (!isJson_) {
         return;
     }
-    nlohmann::ordered_json line = {{"schema", SCHEMA}};
-    line.update(object);
+    nlohmann::ordered_json line = {{"schema", SCHEMA}, {"event", event}};
+    line.update(fields);
     std::cout << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
 }
 
 void Console::Progress(const std::string& step, int32_t done, int32_t total) const
 {
-    Emit({{"event", "progress"}, {"step", step}, {"done", done}, {"total", total}});
+    Emit("progress", {{"step", step}, {"done", done}, {"total", total}});
     if (isJson_) {
         return;
     }
@@ -54,4 +55,4 @@ void Console::Progress(const std::string& step, int32_t done, int32_t total) con
               << std::string(static_cast<size_t>(BAR_WIDTH - filled), '.') << "] " << count
               << (done >= total ? "\n" : "") << std::flush;
 }
-} // namespace ORVX::TavomendCli
+} // namespace ORVX::Cli

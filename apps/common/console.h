@@ -1,0 +1,50 @@
+// What both programs print: for people, or as JSON for scripts.
+#ifndef TAVOMEND_APPS_COMMON_CONSOLE_H
+#define TAVOMEND_APPS_COMMON_CONSOLE_H
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace ORVX::Cli {
+constexpr int EXIT_DONE = 0;
+constexpr int EXIT_FAILED = 1;
+constexpr int EXIT_USAGE = 2;
+constexpr int EXIT_NOTHING = 3;
+
+// A kind of failure: its word for scripts, and the exit code that goes with it.
+struct Failure {
+    const char* code;
+    int exitCode;
+};
+constexpr Failure FAILED{"failed", EXIT_FAILED};
+constexpr Failure WRONG_USAGE{"usage", EXIT_USAGE};
+
+// With JSON on, standard output carries JSON only, one object a line, each with "schema" and "event"; what is meant for
+// people then goes to standard error. Everything is flushed as it is written. Colour only on a terminal and without
+// NO_COLOR. Used on one thread.
+class Console {
+public:
+    // program: what stands before a failure; must outlive the console.
+    Console(const char* program, bool isJson);
+
+    [[nodiscard]] bool IsJson() const { return isJson_; }
+    // One line, or lines that end with a line feed already.
+    void Say(const std::string& text) const;
+    // One line on standard error, and the event "error" with it; gives the exit code of that kind of failure.
+    int Fail(const std::string& text, const Failure& kind = FAILED) const;
+    // One line of JSON: the schema number, the event, and then the fields of an object. A field has the same type in
+    // every event of both programs. Does nothing without JSON.
+    void Emit(const char* event, const nlohmann::ordered_json& fields) const;
+    // One step of a longer work: a bar on a terminal, a line elsewhere.
+    void Progress(const std::string& step, int32_t done, int32_t total) const;
+
+private:
+    const char* program_;
+    bool isJson_;
+    bool isTerminal_;
+    bool hasColour_;
+};
+} // namespace ORVX::Cli
+
+#endif
