@@ -26,16 +26,15 @@ using TavomendEngine::FileUtils;
 using TavomendEngine::SysUtils;
 
 namespace {
+// A file of a package that is being judged.
+constexpr const char* INCOMING_MEMBER = "/data/update/tavomend/package/incoming.vab";
+
 // A whole bundle file is taken in by the next scan as it is, so it must be the one that the configuration means.
-bool LayOutFile(const ZipArchive& archive, const AppInfo& app, size_t index, std::string& error)
+bool LayOutFile(const ZipArchive& archive, const AppInfo& app, size_t index, const std::string& path,
+                std::string& error)
 {
-    const std::string path = Formats::ExtractedPathOf(app, index);
     const std::string& target = app.diffPaths[index];
     const auto member = Formats::MemberNameOf(target);
-    if (!FileUtils::IsValidPath(path)) {
-        error = path + " is not a path below the work directory";
-        return false;
-    }
     if (!member) {
         error = "the configuration names the member " + target + " without its \"/\"";
         return false;
@@ -52,6 +51,32 @@ bool LayOutFile(const ZipArchive& archive, const AppInfo& app, size_t index, std
     return true;
 }
 
+bool IsOfColdApp(const AppInfo& app)
+{
+    return app.appPatchType == Formats::PATCH_TYPE_COLD;
+}
+
+// Lays each file out where nobody looks for it, and removes it again.
+bool CheckColdFiles(const PackageInfo& config, std::string& error)
+{
+    const auto archive = ZipArchive::Open(INCOMING_PACKAGE, error);
+    bool isWhole = archive.has_value();
+    for (const auto& app : config.appsList) {
+        for (size_t i = 0; isWhole && IsOfColdApp(app) && i < app.diffPaths.size(); ++i) {
+            const std::string path = Formats::ExtractedPathOf(app, i);
+            if (!FileUtils::IsValidPath(path)) {
+                error = path + " is not a path below the work directory";
+                return false;
+            }
+            const std::string apart =
+                Formats::IsDifference(path) ? std::string(INCOMING_MEMBER) + Formats::DIFF_SUFFIX : INCOMING_MEMBER;
+            isWhole = LayOutFile(*archive, app, i, apart, error);
+            FileUtils::CleanDir(apart, true);
+        }
+    }
+    return isWhole;
+}
+
 bool LayOutColdFiles(const std::string& package, const PackageInfo& config, bool onlyMissing, std::string& error)
 {
     const auto archive = ZipArchive::Open(package, error);
@@ -60,9 +85,10 @@ bool LayOutColdFiles(const std::string& package, const PackageInfo& config, bool
     }
     bool isWhole = true;
     for (const auto& app : config.appsList) {
-        for (size_t i = 0; app.appPatchType == Formats::PATCH_TYPE_COLD && i < app.diffPaths.size(); ++i) {
-            if (!onlyMissing || !FileUtils::FileIsExist(Formats::ExtractedPathOf(app, i))) {
-                isWhole = LayOutFile(*archive, app, i, error) && isWhole;
+        for (size_t i = 0; IsOfColdApp(app) && i < app.diffPaths.size(); ++i) {
+            const std::string path = Formats::ExtractedPathOf(app, i);
+            if (FileUtils::IsValidPath(path) && !(onlyMissing && FileUtils::FileIsExist(path))) {
+                isWhole = LayOutFile(*archive, app, i, path, error) && isWhole;
             }
         }
     }
@@ -156,8 +182,16 @@ std::optional<PackageInfo> JudgePackage(const std::string& package, const std::s
     return config;
 }
 
-bool Deliver(std::string& refusal, std::string& error)
+bool Deliver(Refused refused, std::string& refusal, std::string& error)
 {
+    auto config = JudgePackage(INCOMING_PACKAGE, INCOMING_SIGNATURE, refusal);
+    if (config && !CheckColdFiles(*config, refusal)) {
+        config.reset();
+    }
+    if (!config && refused == Refused::IS_SENT_BACK) {
+        RemoveFiles(INCOMING_PACKAGE, INCOMING_SIGNATURE);
+        return false;
+    }
     if (!PutKeptPackagesBack()) {
         error = "cannot finish what an earlier run has left";
         return false;
@@ -178,10 +212,9 @@ bool Deliver(std::string& refusal, std::string& error)
         error = std::string("cannot flush ") + Formats::WORK_DIR;
         return false;
     }
-    const auto config = JudgePackage(INCOMING_PACKAGE, INCOMING_SIGNATURE, refusal);
-    if (config && !LayOutColdFiles(INCOMING_PACKAGE, *config, false, error)) {
-        refusal = error;
-        error.clear();
+    if (config) {
+        std::string passing; // it was judged: what is missing now is laid out by the next boot
+        static_cast<void>(LayOutColdFiles(INCOMING_PACKAGE, *config, false, passing));
     }
     if (std::rename(INCOMING_PACKAGE, Formats::PACKAGE_PATH) != 0 || !FileUtils::SyncDir(Formats::PACKAGE_DIR) ||
         std::rename(INCOMING_SIGNATURE, Formats::SIGN_PATH) != 0 || !FileUtils::SyncDir(Formats::PACKAGE_DIR)) {
@@ -243,7 +276,8 @@ void RepairPackagePlaces()
 void RemoveLeftovers()
 {
     // Hot files are extracted again and trusted for their size then, but never flushed: none may outlive a power cut.
-    for (const char* path : {INCOMING_PACKAGE, INCOMING_SIGNATURE, Formats::CONFIG_PATH, Formats::HOT_WORK_DIR}) {
+    for (const char* path :
+         {INCOMING_PACKAGE, INCOMING_SIGNATURE, INCOMING_MEMBER, Formats::CONFIG_PATH, Formats::HOT_WORK_DIR}) {
         FileUtils::CleanDir(path, true);
         FileUtils::CleanDir(std::string(path) + ".new", true);
     }

@@ -19,14 +19,18 @@ constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incomi
 // engine asks for. Otherwise nothing, and why not in `reason`. Changes nothing.
 [[nodiscard]] std::optional<Formats::PackageInfo> JudgePackage(const std::string& package, const std::string& signature,
                                                                std::string& reason);
-// Takes the two incoming files. Clears what an earlier package left in the work directory, lays out the files of cold
-// applications (of a package that this device will take), puts package and signature in place, each by one rename, the
-// signature last (a package counts as delivered only with both), and takes the package's applications off the recover
-// lists.
-// refusal: why the engine will refuse it; empty when it will not. A package that will be refused is delivered all the
-// same, so that the engine tells its client. False, with `error`, when the device could not be written: no package is
-// delivered then, unless only a recover list could not be rewritten, which FinishDelivery tries again.
-[[nodiscard]] bool Deliver(std::string& refusal, std::string& error);
+// What a package that this device will refuse comes to: the incoming files are removed and the device is as it was,
+// with what waited on it; or it is delivered all the same, so that the engine tells its client, and nothing of it laid
+// out.
+enum class Refused { IS_SENT_BACK, IS_DELIVERED };
+// Takes the two incoming files. Judges them, the files of cold applications included; then clears what an earlier
+// package left in the work directory, lays out the cold files, puts package and signature in place, each by one rename,
+// the signature last (a package counts as delivered only with both), and takes the package's applications off the
+// recover lists.
+// refusal: why the engine will refuse it; empty when it will not. False when it was sent back; or, with `error`, when
+// the device could not be written: no package is delivered then, unless only a recover list could not be rewritten,
+// which FinishDelivery tries again.
+[[nodiscard]] bool Deliver(Refused refused, std::string& refusal, std::string& error);
 // Does again, for a package that is delivered, what a delivery or a boot that was cut short has left undone or used up:
 // missing cold files, an old revoke of its applications. Files that are there stay as they are. Harmless at any time;
 // what cannot be done, the engine finds missing.

@@ -34,12 +34,31 @@ PackageFacts ReadPackageFacts()
     if (config) {
         facts.version = config->version;
         facts.needReboot = config->needReboot;
+        facts.isRevoke = config->action == Formats::ACTION_REVOKE;
         facts.apps = config->appsList;
         for (const auto& app : config->appsList) {
             facts.bundleNames.push_back(app.bundleName);
         }
     }
     return facts;
+}
+
+std::string WhyBootIsNeeded()
+{
+    if (!IsPackageDelivered()) {
+        return "";
+    }
+    const auto facts = ReadPackageFacts();
+    if (facts.isRevoke) {
+        return "the package takes the patch off, which happens in a boot: `tavomend boot`";
+    }
+    std::string names;
+    for (const auto& app : facts.apps) {
+        if (app.appPatchType == Formats::PATCH_TYPE_COLD) {
+            names += (names.empty() ? "" : ", ") + app.bundleName;
+        }
+    }
+    return names.empty() ? "" : "a boot takes cold applications in (" + names + "): `tavomend boot`";
 }
 
 StatusView ReadStatus(const IDevicePort& port, const std::vector<std::string>& bundleNames)

@@ -20,10 +20,14 @@ struct PackageFacts {
     std::vector<Formats::AppInfo> apps;   // as the configuration has them
     std::vector<std::string> bundleNames; // by sequence number
     bool needReboot = false;              // the patch is complete only after another boot
+    bool isRevoke = false;
 };
 // Of the delivered package, else of the backup; empty when unreadable. Nothing is verified: the facts serve what people
 // are told, and what they are told of needReboot counts only once the engine has taken the package.
 [[nodiscard]] PackageFacts ReadPackageFacts();
+// Why an apply is not enough for the delivered package: cold applications are taken in, and patches taken off, by the
+// scan of a boot. One line for people; empty when an apply is enough, or no package is delivered.
+[[nodiscard]] std::string WhyBootIsNeeded();
 
 struct StatusView {
     std::string version;     // the patch version that the status belongs to

@@ -12,6 +12,8 @@ enum class Outcome {
     NOTHING,     // there was nothing to do, or to tell
     FAILED,      // it was tried
     NO_PLATFORM, // the port's services did not start, so the engine was not asked
+    BUSY,        // another process works on the device; nothing was touched
+    NEEDS_BOOT,  // nothing was touched, or what could be done is done: a boot does the rest
 };
 
 struct OperationResult {

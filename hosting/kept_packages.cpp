@@ -72,6 +72,23 @@ bool KeepPackages()
     return isKept;
 }
 
+bool HasKeptBackup()
+{
+    return std::all_of(std::begin(PLACES), std::end(PLACES),
+                       [](const Place& place) { return !place.isBackup || FileUtils::FileIsExist(place.kept); });
+}
+
+bool PutKeptBackupBack()
+{
+    const bool isBack = std::all_of(std::begin(PLACES), std::end(PLACES),
+                                    [](const Place& place) { return !place.isBackup || PutBack(place); }) &&
+                        FileUtils::SyncDir(Formats::PACKAGE_DIR);
+    if (isBack) {
+        DropKeptPackages();
+    }
+    return isBack;
+}
+
 bool PutKeptPackagesBack()
 {
     if (!FileUtils::DirIsExist(KEPT_DIR)) {

@@ -16,6 +16,10 @@ constexpr const char* KEPT_SIGNATURE = "/data/update/tavomend/package/kept/tavom
 // called after a run that did not come to an outcome that counts, or by the next process after one that was cut short;
 // harmless when nothing is kept. False when it could not be done: all is kept on.
 bool PutKeptPackagesBack();
+// Of a run that has used its package up for nothing: brings the backup alone back, and keeps nothing longer. Needs
+// one that was kept. False when it could not be done: all is kept on then, for the next process to bring back.
+bool PutKeptBackupBack();
+[[nodiscard]] bool HasKeptBackup();
 // Keeps them no longer: the outcome of the run counts.
 void DropKeptPackages();
 } // namespace ORVX::TavomendHosting

@@ -13,11 +13,13 @@
 #include "hosting/error_text.h"
 #include "hosting/kept_packages.h"
 #include "platform/utility/delayed_singleton.h"
+#include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendHosting {
 using TavomendEngine::CreateEngineApp;
 using TavomendEngine::DelayedSingletons;
+using TavomendEngine::FileUtils;
 using TavomendEngine::RESULT_NOTHING_TO_DO;
 using TavomendEngine::RESULT_SUCCESS;
 using TavomendEngine::RUNNING_STAGE_INIT;
@@ -65,18 +67,39 @@ std::string WhyNothing(const StatusView& view)
     return "no package is delivered";
 }
 
-PatchRunResult NoPlatform(const std::string& reason)
+PatchRunResult Untried(Outcome outcome, const std::string& reason)
 {
     PatchRunResult result;
-    result.outcome = Outcome::NO_PLATFORM;
+    result.outcome = outcome;
     result.reason = reason;
     return result;
+}
+
+PatchRunResult NoPlatform(const std::string& reason)
+{
+    return Untried(Outcome::NO_PLATFORM, reason);
+}
+
+// The engine's load copies the legacy directory and leaves it. Once its package has been taken, or a newer one was
+// there already, it must not come again at each boot.
+void RetireLegacyPatch()
+{
+    const std::string retired = std::string(Formats::LEGACY_PATCH_DIR) + ".taken";
+    if (SysUtils::GetRunningStage() == RUNNING_STAGE_INIT || !IsPackageDelivered() ||
+        !FileUtils::DirIsExist(Formats::LEGACY_PATCH_DIR)) {
+        return;
+    }
+    FileUtils::CleanDir(retired, true);
+    if (FileUtils::MoveFile(Formats::LEGACY_PATCH_DIR, retired)) {
+        FileUtils::SyncDir(std::string(Formats::LEGACY_PATCH_DIR) + "/..");
+    }
 }
 
 PatchRunResult RunLoad(const IDevicePort& port)
 {
     const auto facts = ReadPackageFacts();
     const int32_t loaded = CreateEngineApp()->LoadTavomend();
+    RetireLegacyPatch();
     PatchRunResult result;
     result.view = ReadStatus(port, facts.bundleNames);
     if (loaded == RESULT_NOTHING_TO_DO || !IsPackageDelivered()) {
@@ -155,12 +178,16 @@ void FinishMoveToBackup()
 
 // A package that this device takes was not refused for what it is: whatever was in the way may pass. The gate's words
 // of such a package are about the device, and stay true until that changes.
-void SettleFailure(PatchRunResult& result, Attempt attempt)
+void SettleFailure(PatchRunResult& result, const PackageFacts& facts, Attempt attempt)
 {
     std::string refusal;
     const bool isGood = JudgePackage(KEPT_PACKAGE, KEPT_SIGNATURE, refusal).has_value();
     const auto operations = ParseDetail(result.view.detail);
     const bool isGate = !operations.empty() && operations.back().codes.count(TavomendEngine::ERROR_KEY_PACKAGE) != 0;
+    if (isGood && facts.isRevoke && attempt == Attempt::LAST && !isGate && HasKeptBackup()) {
+        static_cast<void>(PutKeptBackupBack()); // the patch is still in force, and its revoke can be repeated
+        return;
+    }
     if (!isGood || (attempt == Attempt::LAST && !isGate)) {
         DropKeptPackages();
         return;
@@ -178,6 +205,7 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
     const bool wasDelivered = IsPackageDelivered();
     const auto engine = CreateEngineApp();
     const int32_t loaded = engine->LoadTavomend();
+    RetireLegacyPatch();
     PatchRunResult result;
     if (!wasDelivered) {
         if (!IsPackageDelivered()) {
@@ -205,7 +233,7 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
         Judge(platform, facts, result);
     } else {
         result.reason = WhyFailed(result.view);
-        SettleFailure(result, attempt);
+        SettleFailure(result, facts, attempt);
     }
     return result;
 }
@@ -238,6 +266,9 @@ namespace {
 PatchRunResult AttemptApply(const IDevicePort& port, IHostObserver& observer, Attempt attempt)
 {
     MendDevice();
+    if (const std::string why = WhyBootIsNeeded(); !why.empty()) {
+        return Untried(Outcome::NEEDS_BOOT, why);
+    }
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
     std::string error;
     const auto platform = port.Start(ServiceStart::SCAN, error);

@@ -28,9 +28,10 @@ enum class Attempt { FIRST, LAST };
 // The same with a scan, then load at the system-service stage and apply, in this process, as an engine wants it: what
 // load made ready only this process knows. Apply runs also after a failed load, so that one broken application does not
 // keep the others back; both attempts, the engine reports each. NOTHING when no package is delivered; the reason then
-// says what is in force. FAILED also when the engine is done and an application does not run what the configuration
-// promised: a set of another application, or of another version than the configuration says, installs as well. The
-// status record stays as the engine wrote it.
+// says what is in force. NEEDS_BOOT, and nothing touched, when the package has
+// cold applications or is a revoke: half of it would be done, and the package used up. FAILED also when the engine is
+// done and an application does not run what the configuration promised: a set of another application, or of another
+// version than the configuration says, installs as well. The status record stays as the engine wrote it.
 [[nodiscard]] PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer);
 
 // Tells the observer when the platform's start has made the record of what is installed anew.

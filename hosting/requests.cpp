@@ -60,11 +60,14 @@ bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::stri
     return false;
 }
 
-DeliveryResult DeliverIncoming()
+DeliveryResult DeliverIncoming(Refused refused)
 {
     DeliveryResult result;
-    if (Deliver(result.refusal, result.reason)) {
+    if (Deliver(refused, result.refusal, result.reason)) {
         result.outcome = Outcome::DONE;
+        result.needsBoot = WhyBootIsNeeded();
+    } else if (result.reason.empty()) {
+        result.reason = "this device refuses the package: " + result.refusal;
     }
     return result;
 }

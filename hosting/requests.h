@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "hosting/delivery.h"
 #include "hosting/host_result.h"
 #include "platform/api/device_port.h"
 
@@ -24,12 +25,13 @@ struct PackageFiles {
 [[nodiscard]] bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error);
 
 struct DeliveryResult : OperationResult {
-    std::string refusal; // done, but why this device will refuse the package; empty when it will not
+    std::string refusal;   // why this device will refuse the package; empty when it will not
+    std::string needsBoot; // delivered, and why an apply is not enough: one line for people
 };
 // The second half, on the device root: judges what was brought in and puts it in place of an earlier package that has
-// not been applied yet. A package that will be refused is delivered all the same, so that the engine's own judgement
-// reaches the status record; nothing of it is laid out.
-[[nodiscard]] DeliveryResult DeliverIncoming();
+// not been applied yet. A package that would be refused is sent back (FAILED) and nothing has changed; or delivered all
+// the same, so that the engine's own judgement reaches the status record.
+[[nodiscard]] DeliveryResult DeliverIncoming(Refused refused);
 
 // Back to a device without a patch record; installed applications stay as they are.
 [[nodiscard]] OperationResult ClearPatches();

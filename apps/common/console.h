@@ -11,6 +11,8 @@ constexpr int EXIT_DONE = 0;
 constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
 constexpr int EXIT_NOTHING = 3;
+constexpr int EXIT_BUSY = 4;
+constexpr int EXIT_NEEDS_BOOT = 5;
 
 // A kind of failure: its word for scripts, and the exit code that goes with it.
 struct Failure {
@@ -19,6 +21,7 @@ struct Failure {
 };
 constexpr Failure FAILED{"failed", EXIT_FAILED};
 constexpr Failure WRONG_USAGE{"usage", EXIT_USAGE};
+constexpr Failure BUSY{"busy", EXIT_BUSY};
 
 // With JSON on, standard output carries JSON only, one object a line, each with "schema" and "event"; what is meant for
 // people then goes to standard error. Everything is flushed as it is written. Colour only on a terminal and without

@@ -8,7 +8,12 @@
 #include "apps/tavomend/session.h"
 
 namespace ORVX::TavomendCli {
+using TavomendHosting::Refused;
+
 namespace {
+constexpr int WAIT_FOR_EVER = -1;
+constexpr int WAIT_MAX = 1 << 30;
+
 // The command line: what every command takes, and which one was asked for.
 class CommandLine {
 public:
@@ -20,6 +25,10 @@ public:
         program_.add_option("--root", options_.root, "The device's folder; this machine itself without it");
         program_.add_flag("-v", options_.verbosity, "Platform log on standard error: -v warnings, -vv all, -vvv debug");
         program_.add_flag("--json", options_.isJson, "JSON lines on standard output");
+        program_
+            .add_option("--wait", options_.wait, "Wait for a busy device: SECONDS at most, without a number for ever")
+            ->type_name("[SECONDS]")
+            ->check(CLI::Range(WAIT_FOR_EVER, WAIT_MAX));
         AddDeviceCommands();
         AddPatchCommands();
         AddQueries();
@@ -28,7 +37,7 @@ public:
     int Run(int argc, char** argv)
     {
         try {
-            program_.parse(argc, argv);
+            program_.parse(ReadArguments(argc, argv));
         } catch (const CLI::ParseError& error) {
             const auto unknown = program_.remaining();
             if (error.get_exit_code() != 0 && !unknown.empty()) {
@@ -45,6 +54,37 @@ public:
 
 private:
     using Command = std::function<int(Session&)>;
+
+    // From the last one to the first, as the parser takes them. A "--wait" that no number follows waits for ever: an
+    // option with a value that may be missing would take the next argument for it.
+    static std::vector<std::string> ReadArguments(int argc, char** argv)
+    {
+        std::vector<std::string> arguments;
+        for (int i = argc - 1; i > 0; --i) {
+            const std::string word = argv[i];
+            const bool isNumberNext = !arguments.empty() && !arguments.back().empty() &&
+                                      arguments.back().find_first_not_of("0123456789") == std::string::npos;
+            if (word == "--wait" && !isNumberNext) {
+                arguments.push_back(word + "=" + std::to_string(WAIT_FOR_EVER));
+            } else {
+                arguments.push_back(word);
+            }
+        }
+        return arguments;
+    }
+
+    // A command that changes the device, or that moves packages to ask the engine: one at a time.
+    CLI::App* AddLocked(CLI::App& parent, const char* name, const char* help, const Command& command)
+    {
+        const std::string operation = (&parent == &program_ ? "" : parent.get_name() + " ") + name;
+        return Add(parent, name, help, [operation, command](Session& session) {
+            if (!session.CheckDevice()) {
+                return EXIT_FAILED;
+            }
+            const int locked = session.Lock(operation);
+            return locked == EXIT_DONE ? command(session) : locked;
+        });
+    }
 
     CLI::App* Add(CLI::App& parent, const char* name, const char* help, const Command& command)
     {
@@ -67,12 +107,12 @@ private:
         init->add_option("--base-version", setup_.baseVersion, "The device's base version")->capture_default_str();
         init->add_option("--public-key", setup_.publicKey, "Public key of patch packages (PEM)");
         init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)");
-        CLI::App* install = Add(*device, "install", "Install the bundle files of one application",
-                                [this](Session& session) { return RunDeviceInstall(session, files_, user_); });
+        CLI::App* install = AddLocked(*device, "install", "Install the bundle files of one application",
+                                      [this](Session& session) { return RunDeviceInstall(session, files_, user_); });
         install->add_option("FILE", files_, "Bundle files (.vab)")->required();
         install->add_option("--user", user_, "For which user; 0 for a singleton")->capture_default_str();
-        CLI::App* users = Add(*device, "users", "List, add or remove users",
-                              [this](Session& session) { return RunDeviceUsers(session, added_, removed_); });
+        CLI::App* users = AddLocked(*device, "users", "List, add or remove users",
+                                    [this](Session& session) { return RunDeviceUsers(session, added_, removed_); });
         users->add_option("--add", added_, "Users to add");
         users->add_option("--remove", removed_, "Users to remove");
         Add(*device, "list", "List the installed applications", RunDeviceList);
@@ -80,29 +120,38 @@ private:
 
     void AddPatchCommands()
     {
-        CLI::App* deliver = Add(program_, "deliver", "Bring a patch package onto the device",
-                                [this](Session& session) { return RunDeliver(session, delivery_); });
+        CLI::App* deliver =
+            AddLocked(program_, "deliver", "Bring a patch package onto the device", [this](Session& session) {
+                return RunDeliver(session, delivery_, isForced_ ? Refused::IS_DELIVERED : Refused::IS_SENT_BACK);
+            });
+        deliver->add_flag("--force", isForced_, "Also a package that this device will refuse");
         deliver->add_option("PACKAGE", delivery_.package, "app.tvpk")->required();
         deliver->add_option("SIGNATURE", delivery_.signature, "tavomend_sign.bin")->required();
-        Add(program_, "apply", "Load and apply the delivered package", RunApply);
-        CLI::App* load = Add(program_, "load", "Load the delivered package at one stage of a boot",
-                             [this](Session& session) { return RunLoad(session, stage_); });
+        CLI::App* install = AddLocked(program_, "install", "Deliver a package, and apply it where that takes no boot",
+                                      [this](Session& session) { return RunInstall(session, delivery_); });
+        install->add_option("PACKAGE", delivery_.package, "app.tvpk")->required();
+        install->add_option("SIGNATURE", delivery_.signature, "tavomend_sign.bin")->required();
+        AddLocked(program_, "apply", "Load and apply the delivered package", RunApply);
+        CLI::App* load = AddLocked(program_, "load", "Load the delivered package at one stage of a boot",
+                                   [this](Session& session) { return RunLoad(session, stage_); });
         load->add_option("--stage", stage_, "init, or sa: the system-service stage")
             ->required()
             ->check(CLI::IsMember({"init", "sa"}));
-        Add(program_, "boot", "Play one whole boot, each stage in a process of its own", RunBoot);
-        CLI::App* revoke = Add(program_, "revoke", "Take the patch off applications",
-                               [this](Session& session) { return RunRevoke(session, bundles_); });
+        AddLocked(program_, "boot", "Play one whole boot, each stage in a process of its own", RunBoot);
+        CLI::App* revoke = AddLocked(program_, "revoke", "Take the patch off applications",
+                                     [this](Session& session) { return RunRevoke(session, bundles_); });
         revoke->add_option("BUNDLE", bundles_, "Bundle names")->required();
-        Add(program_, "clear", "Forget delivered and applied patches", RunClear);
+        CLI::App* clear = AddLocked(program_, "clear", "Forget delivered and applied patches",
+                                    [this](Session& session) { return RunClear(session, isSure_); });
+        clear->add_flag("--yes", isSure_, "Also a patch in force, which then can no longer be taken off");
     }
 
     void AddQueries()
     {
-        Add(program_, "test", "Run the test hook", RunTest);
-        Add(program_, "version", "Show the patch version", RunVersion);
+        AddLocked(program_, "test", "Run the test hook", RunTest);
+        AddLocked(program_, "version", "Show the patch version", RunVersion);
         Add(program_, "status", "Show the status record, with its error codes in words", RunStatus);
-        Add(program_, "info", "Show which applications carry the patch", RunInfo);
+        AddLocked(program_, "info", "Show which applications carry the patch", RunInfo);
     }
 
     CLI::App program_{"Hosts the hot-patch engine on a device in a folder.", "tavomend"};
@@ -115,6 +164,8 @@ private:
     std::vector<int32_t> removed_;
     TavomendHosting::PackageFiles delivery_;
     std::string stage_;
+    bool isForced_ = false;
+    bool isSure_ = false;
     int32_t user_ = 100;
 };
 } // namespace

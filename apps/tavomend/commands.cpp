@@ -9,26 +9,53 @@
 namespace ORVX::TavomendCli {
 using namespace TavomendHosting;
 
-int RunDeliver(Session& session, const PackageFiles& files)
+namespace {
+// Enters the device. A result that is not done has been shown.
+DeliveryResult BringAndDeliver(Session& session, const PackageFiles& files, Refused refused)
 {
-    std::string error;
-    if (!session.CheckDevice()) {
-        return EXIT_FAILED;
-    }
-    if (!BringIn(files, session.DeviceFolder(), error)) {
-        return session.Out().Fail(error);
+    DeliveryResult result;
+    if (!BringIn(files, session.DeviceFolder(), result.reason)) {
+        session.Out().Fail(result.reason);
+        return result;
     }
     if (!session.EnterDevice()) {
+        return result;
+    }
+    result = DeliverIncoming(refused);
+    if (result.outcome != Outcome::DONE) {
+        session.Out().Fail(result.reason);
+    }
+    return result;
+}
+} // namespace
+
+int RunDeliver(Session& session, const PackageFiles& files, Refused refused)
+{
+    const DeliveryResult result = BringAndDeliver(session, files, refused);
+    if (result.outcome != Outcome::DONE) {
         return EXIT_FAILED;
     }
-    const DeliveryResult result = DeliverIncoming();
-    if (result.outcome != Outcome::DONE) {
-        return session.Out().Fail(result.reason);
-    }
     session.Out().Emit("deliver", {{"delivered", true}, {"refusal", result.refusal}});
-    session.Out().Say(result.refusal.empty() ? "delivered"
+    session.Out().Say(result.refusal.empty() ? "delivered" + (result.needsBoot.empty() ? "" : "; " + result.needsBoot)
                                              : "delivered, but this device will refuse it: " + result.refusal);
     return EXIT_DONE;
+}
+
+int RunInstall(Session& session, const PackageFiles& files)
+{
+    const DeliveryResult delivered = BringAndDeliver(session, files, Refused::IS_SENT_BACK);
+    if (delivered.outcome != Outcome::DONE) {
+        return EXIT_FAILED;
+    }
+    session.Out().Emit("deliver", {{"delivered", true}, {"refusal", delivered.refusal}});
+    if (!delivered.needsBoot.empty()) {
+        session.Out().Say("delivered; " + delivered.needsBoot);
+        return EXIT_NEEDS_BOOT;
+    }
+    ConsoleObserver observer(session.Out());
+    const auto applied = LoadAndApply(session.Port(), observer);
+    const int shown = ShowApply(session.Out(), applied);
+    return applied.outcome == Outcome::DONE && applied.needReboot ? EXIT_NEEDS_BOOT : shown;
 }
 
 int RunApply(Session& session)
@@ -74,10 +101,14 @@ int RunRevoke(Session& session, const std::vector<std::string>& bundleNames)
                               "and boot");
 }
 
-int RunClear(Session& session)
+int RunClear(Session& session, bool isSure)
 {
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
+    }
+    if (IsBackupThere() && !isSure) {
+        return session.Out().Fail("a patch is in force: after a clear nothing can take it off again, and applications "
+                                  "stay as they are; `clear --yes` does it");
     }
     const auto result = ClearPatches();
     if (result.outcome != Outcome::DONE) {

@@ -10,13 +10,15 @@
 #include "hosting/requests.h"
 
 namespace ORVX::TavomendCli {
-[[nodiscard]] int RunDeliver(Session& session, const TavomendHosting::PackageFiles& files);
+[[nodiscard]] int RunDeliver(Session& session, const TavomendHosting::PackageFiles& files,
+                             TavomendHosting::Refused refused);
+[[nodiscard]] int RunInstall(Session& session, const TavomendHosting::PackageFiles& files);
 [[nodiscard]] int RunApply(Session& session);
 // stage: "init" or "sa".
 [[nodiscard]] int RunLoad(Session& session, const std::string& stage);
 [[nodiscard]] int RunBoot(Session& session);
 [[nodiscard]] int RunRevoke(Session& session, const std::vector<std::string>& bundleNames);
-[[nodiscard]] int RunClear(Session& session);
+[[nodiscard]] int RunClear(Session& session, bool isSure);
 [[nodiscard]] int RunTest(Session& session);
 [[nodiscard]] int RunVersion(Session& session);
 [[nodiscard]] int RunStatus(Session& session);

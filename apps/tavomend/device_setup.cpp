@@ -301,8 +301,14 @@ int RunDeviceInit(Session& session, const DeviceSetup& setup)
     const std::string absolute = fs::absolute(root).lexically_normal().string();
     MadePaths made;
     made.Watch(absolute);
-    if (!FileUtils::MakeDirs(absolute)) {
+    const std::string lock = absolute + TavomendHosting::DEVICE_LOCK_PATH;
+    made.Watch(lock);
+    if (!FileUtils::MakeDirs(fs::path(lock).parent_path())) {
         return session.Out().Fail("cannot make the directory " + root);
+    }
+    if (const int locked = session.Lock("device init"); locked != EXIT_DONE) {
+        made.Keep(); // what another process makes is its own
+        return locked;
     }
     const int result = MakeDevice(session, absolute, setup, made);
     session.LeaveRoot();

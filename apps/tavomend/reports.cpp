@@ -11,7 +11,7 @@ constexpr int STAGE_DIED = -1;
 // Says in one line how a run failed.
 int FailRun(const Cli::Console& console, const std::string& what, const PatchRunResult& result)
 {
-    if (result.outcome == Outcome::NO_PLATFORM) {
+    if (result.outcome == Outcome::NO_PLATFORM || result.outcome == Outcome::NEEDS_BOOT) {
         return console.Fail(result.reason);
     }
     console.Emit("result", {{"done", false},
@@ -32,7 +32,16 @@ std::string LineOf(const ScanReport::Entry& entry)
 
 int ExitCodeOf(Outcome outcome)
 {
-    return outcome == Outcome::DONE ? EXIT_DONE : outcome == Outcome::NOTHING ? EXIT_NOTHING : EXIT_FAILED;
+    switch (outcome) {
+    case Outcome::DONE:
+        return EXIT_DONE;
+    case Outcome::NOTHING:
+        return EXIT_NOTHING;
+    case Outcome::BUSY:
+        return EXIT_BUSY;
+    default:
+        return EXIT_FAILED;
+    }
 }
 
 int ShowLoad(const Cli::Console& console, const PatchRunResult& result)

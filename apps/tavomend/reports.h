@@ -8,6 +8,7 @@
 #include "hosting/host_observer.h"
 
 namespace ORVX::TavomendCli {
+using Cli::EXIT_BUSY;
 using Cli::EXIT_DONE;
 using Cli::EXIT_FAILED;
 using Cli::EXIT_NOTHING;

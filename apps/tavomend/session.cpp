@@ -52,6 +52,16 @@ bool Session::CheckDevice() const
     return true;
 }
 
+int Session::Lock(const std::string& operation)
+{
+    const auto result = lock_.Take(DeviceFolder(), operation, options_.wait);
+    if (result.outcome == TavomendHosting::Outcome::DONE) {
+        return EXIT_DONE;
+    }
+    const bool isBusy = result.outcome == TavomendHosting::Outcome::BUSY;
+    return console_.Fail(result.reason, isBusy ? Cli::BUSY : Cli::FAILED);
+}
+
 bool Session::EnterDevice()
 {
     return CheckDevice() && EnterRoot();

@@ -6,12 +6,15 @@
 #include <string>
 
 #include "apps/common/console.h"
+#include "hosting/device_lock.h"
 #include "ports/host/device_root.h"
 #include "ports/host/host_port.h"
 
 namespace ORVX::TavomendCli {
+using Cli::EXIT_BUSY;
 using Cli::EXIT_DONE;
 using Cli::EXIT_FAILED;
+using Cli::EXIT_NEEDS_BOOT;
 using Cli::EXIT_NOTHING;
 using Cli::EXIT_USAGE;
 
@@ -19,6 +22,7 @@ struct Options {
     std::string root = "/"; // the device's folder, without a "/" at its end; "/" for this machine
     int verbosity = 0;      // 1 warnings and errors of the platform log, 2 all of it, 3 debug lines too
     bool isJson = false;
+    int wait = 0; // seconds for which to wait for a busy device; negative for ever
 };
 
 // Made by the command line for each command; keeps the process on the device as long as it lives. Failures are shown
@@ -33,6 +37,9 @@ public:
     [[nodiscard]] const Cli::Console& Out() const { return console_; }
     // Before the device is entered. False, shown, when the folder is no device.
     [[nodiscard]] bool CheckDevice() const;
+    // Before the device is entered: holds its lock as long as the session lives. operation: what is done, for others.
+    // EXIT_DONE; otherwise the exit code, shown.
+    [[nodiscard]] int Lock(const std::string& operation);
     // Checks, sets the log up and enters the device root; once, before the process has a second thread. False, shown,
     // on failure.
     [[nodiscard]] bool EnterDevice();
@@ -45,6 +52,7 @@ public:
 
 private:
     Options options_;
+    TavomendHosting::DeviceLock lock_;
     Cli::Console console_;
     TavomendHost::HostPort port_;
     std::unique_ptr<TavomendHost::DeviceRoot> root_;

@@ -104,9 +104,9 @@ PowerCutWorld::PowerCutWorld() : folder_(WorkFolder())
     Add("deliver revoke", rebooted, deliver("revoke"), revoked);
     Add("boot revoke", revoking, "boot", revoked);
     Add("info after", taken, "info", revoked);
-    Add("clear after", taken, "clear", {revoked.versions, "patch00 idle"});
+    Add("clear after", taken, "clear --yes", {revoked.versions, "patch00 idle"});
     Add("deliver after", taken, deliver("second"), third);
-    Add("clear", rebooted, "clear", {"com.cold 3, com.hot 3", "patch00 idle"});
+    Add("clear", rebooted, "clear --yes", {"com.cold 3, com.hot 3", "patch00 idle"});
 }
 
 PowerCutWorld::~PowerCutWorld()

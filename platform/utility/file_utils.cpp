@@ -263,7 +263,12 @@ bool FileUtils::CopyDir(const std::string& source, const std::string& target)
         if (S_ISDIR(status.st_mode)) {
             return MakeDirs(target + path);
         }
-        return S_ISREG(status.st_mode) && ReplaceFileByCopy(source + path, target + path, status.st_mode & MODE_MASK);
+        struct stat there {};
+        const bool isThere = Layer().Stat(target + path, there) == 0;
+        return S_ISREG(status.st_mode) &&
+               ((isThere && S_ISREG(there.st_mode)) ||
+                (!isThere && errno == ENOENT &&
+                 ReplaceFileByCopy(source + path, target + path, status.st_mode & MODE_MASK)));
     });
 }
 

@@ -41,9 +41,9 @@ public:
     static bool Remove(const std::string& path);
     // Sets the mode of a file, and not of one that a link leads to.
     static bool SetMode(const std::string& path, uint32_t mode);
-    // Copies a directory tree; the target directory is created, files of the same name are replaced whole. Links and
-    // special files are refused. False when anything could not be copied; the rest is copied all the same, each file
-    // old or new. All that was copied is flushed.
+    // Copies a directory tree; the target directory is created, files of the same name stay as they are: what is
+    // there is newer. Links and special files are refused. False when anything could not be copied; the rest is copied
+    // all the same, each file whole. All that was copied is flushed.
     [[nodiscard]] static bool CopyDir(const std::string& source, const std::string& target);
     // The whole content of a regular file; empty when it cannot be read to its end, or not be held in memory. One of
     // more than sizeMax bytes is not read at all.

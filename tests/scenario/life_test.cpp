@@ -103,6 +103,12 @@ TEST(LifeTest, ARevokeBringsTheFactoryVersionsBackUnlessTheyAreGone)
     world.Deliver(DeviceWorld::RevokePatch());
     EXPECT_EQ(world.Tavomend("boot").exitCode, 1);
     EXPECT_EQ(world.Status(), "activites_failed patch09 0|0:47;1|0:47;1|1:35");
+    // The patch stays in force, and can be taken off once its factory version is back.
+    EXPECT_NE(world.Tavomend("info").out.find("com.cold    fixed\n"), std::string::npos) << world.Tavomend("info").out;
+    WriteFile(world.At("dev/system/app/Hot/Hot.vab"), Vab{"com.hot"}.Bytes());
+    world.Deliver(DeviceWorld::RevokePatch());
+    EXPECT_EQ(world.Tavomend("boot").exitCode, 0);
+    EXPECT_EQ(world.InstalledVersions(), FACTORY);
 }
 } // namespace
 } // namespace ORVX::TavomendTest

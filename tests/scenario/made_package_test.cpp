@@ -87,7 +87,8 @@ TEST_F(MadePackageTest, PatchesADevice)
     EXPECT_EQ(seen["configuration"]["pre_version"], "patch04");
     EXPECT_EQ(seen["configuration"]["apps"]["com.cold"]["diff_path"],
               (nlohmann::json{"/com.cold/Cold.vab", "/com.cold/ColdFeature.vab.diff"}));
-    EXPECT_EQ(world_.Tavomend("deliver " + package + " " + signature).out, "delivered\n");
+    EXPECT_EQ(world_.Tavomend("deliver " + package + " " + signature).out,
+              "delivered; a boot takes cold applications in (com.cold): `tavomend boot`\n");
     const CliResult boot = world_.Tavomend("boot");
     EXPECT_EQ(boot.exitCode, 0) << boot.out << boot.err;
     EXPECT_EQ(world_.InstalledVersions(),

@@ -123,31 +123,42 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
     WriteFile(world.At("good.bin"), world.Key().Sign(package));
     WriteFile(world.At("bad.bin"), SigningKey().Sign(package));
     const char* const refused = "the delivered package does not pass its check: the signature does not verify";
-    Play(world, {{"deliver @/app.tvpk @/bad.bin", 0,
-                  "delivered, but this device will refuse it: the signature does not verify\n", ""},
-                 {"version", 1, "", refused},
-                 {"load --stage init", 1, "", "load failed: the signature does not verify (100|20)"},
-                 {"apply", 1, "load: not everything is ready\nthe engine reports: activites_failed (151)\n",
-                  "apply failed: the signature does not verify (100|20)"},
-                 {"status", 0,
-                  "activites_failed, detail 0|0(100|20,20):48;1|0(100|20,20):48;1|1(100|20,20):35\n"
-                  "the signature does not verify (100|20)\n",
-                  ""},
-                 {"deliver @/app.tvpk @/good.bin", 0, "delivered\n", ""},
-                 {"version", 0, "patch01\n", ""},
-                 {"info", 3, "a delivered package is waiting: apply it, or boot, first\n", ""},
-                 {"load --stage init", 0, "load: ready\n", ""},
-                 {"boot", 0,
-                  "-- init stage\nload: ready\n-- bundle scan\nscan: nothing has changed\n-- system-service stage\n"
-                  "load: ready\ninstalled 1 of 1\nthe engine reports: activites (101)\npatch patch01 is in force\n"
-                  "the patch asks for a boot to be complete\n",
-                  ""},
-                 {"info", 0, "BUNDLE   PATCH\ncom.hot  fixed\n", ""},
-                 {"status", 0, "activites, version patch01, detail 0|0:47;1|0:47;1|1:34\n", ""},
-                 {"boot", 3,
-                  "-- init stage\nload: no package is delivered\n-- bundle scan\nscan: nothing has changed\n"
-                  "-- system-service stage\nnothing to do: patch patch01 is in force\n",
-                  ""}});
+    Play(world,
+         {{"deliver @/app.tvpk @/bad.bin", 1, "", "this device refuses the package: the signature does not verify"},
+          {"version", 0, "patch00\n", ""},
+          {"deliver --force @/app.tvpk @/bad.bin", 0,
+           "delivered, but this device will refuse it: the signature does not verify\n", ""},
+          {"version", 1, "", refused},
+          {"load --stage init", 1, "", "load failed: the signature does not verify (100|20)"},
+          {"apply", 1, "load: not everything is ready\nthe engine reports: activites_failed (151)\n",
+           "apply failed: the signature does not verify (100|20)"},
+          {"status", 0,
+           "activites_failed, detail 0|0(100|20,20):48;1|0(100|20,20):48;1|1(100|20,20):35\n"
+           "the signature does not verify (100|20)\n",
+           ""},
+          {"deliver @/app.tvpk @/good.bin", 0, "delivered\n", ""},
+          {"version", 0, "patch01\n", ""},
+          {"info", 3, "a delivered package is waiting: apply it, or boot, first\n", ""},
+          {"load --stage init", 0, "load: ready\n", ""},
+          {"boot", 0,
+           "-- init stage\nload: ready\n-- bundle scan\nscan: nothing has changed\n-- system-service stage\n"
+           "load: ready\ninstalled 1 of 1\nthe engine reports: activites (101)\npatch patch01 is in force\n"
+           "the patch asks for a boot to be complete\n",
+           ""},
+          {"info", 0, "BUNDLE   PATCH\ncom.hot  fixed\n", ""},
+          {"status", 0, "activites, version patch01, detail 0|0:47;1|0:47;1|1:34\n", ""},
+          {"boot", 3,
+           "-- init stage\nload: no package is delivered\n-- bundle scan\nscan: nothing has changed\n"
+           "-- system-service stage\nnothing to do: patch patch01 is in force\n",
+           ""},
+          {"clear", 1, "",
+           "a patch is in force: after a clear nothing can take it off again, and applications stay as they "
+           "are; `clear --yes` does it"},
+          {"install @/app.tvpk @/bad.bin", 1, "", "this device refuses the package: the signature does not verify"},
+          {"install @/app.tvpk @/good.bin", 5,
+           "load: ready\ninstalled 1 of 1\nthe engine reports: activites (101)\npatch patch01 is in force\n"
+           "the patch asks for a boot to be complete\n",
+           ""}});
     std::filesystem::remove(world.At("dev/system/app/Keep/Keep.vab"));
     WriteFile(world.At("dev/system/app/Single/Single.vab"), "damaged");
     WriteFile(world.At("dev/system/app/New/New.vab"), Vab{"com.new", 3}.Bytes());
@@ -222,7 +233,7 @@ TEST(ProgramTest, GivesScriptsJson)
          R"({"schema":1,"event":"status","status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":""})"},
         {"apply", R"({"schema":1,"event":"result","done":false,"status":"activites","version":"patch01"})"},
         {"load --stage sa", R"({"schema":1,"event":"result","done":false,"status":"activites"})"},
-        {"clear", R"({"schema":1,"event":"clear","cleared":true})"},
+        {"clear --yes", R"({"schema":1,"event":"clear","cleared":true})"},
         {"device users --add 7", R"({"schema":1,"event":"users","users":[7,100]})"},
         {"device users --remove 8",
          R"({"schema":1,"event":"error","error":{"code":"failed","message":"there is no user 8"}})"},
@@ -312,9 +323,10 @@ TEST(ProgramTest, TellsWrongUsageFromFailure)
     }
     const CliResult help = world.Tavomend("--help");
     EXPECT_EQ(help.exitCode, 0);
-    EXPECT_TRUE(std::regex_search(help.out, std::regex("device .*\n *deliver .*\n *apply .*\n *load .*\n *boot .*\n *"
-                                                       "revoke .*\n *clear .*\n *test .*\n *version .*\n *status "
-                                                       ".*\n *info .*\n")))
+    EXPECT_TRUE(std::regex_search(
+        help.out, std::regex("device .*\n *deliver .*\n *install .*\n *apply .*\n *load .*\n *boot .*\n *"
+                             "revoke .*\n *clear .*\n *test .*\n *version .*\n *status "
+                             ".*\n *info .*\n")))
         << help.out;
     EXPECT_EQ(world.Tavomend("--version").out, "1.0.0\n");
 }
@@ -394,7 +406,7 @@ TEST(ProgramTest, LaysOutADevice)
         {"locked1", "", "cannot write @/locked1/etc/os-release"},
         {"locked2", "--public-key @/key.pem", "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem"},
         {"locked3", "--factory @/Hot.vab", "cannot copy @/Hot.vab to @/locked3/system/app/Hot"},
-        {"locked4", "", "cannot make the directory /data/app"},
+        {"locked4", "", "cannot make the directory @/locked4"},
         {"locked6", "--factory @/Hot.vab", "com.hot has not been taken; -v shows why"},
         {"locked5", "", "the bundle store cannot be put in place: Is a directory"},
     };

@@ -35,15 +35,24 @@ protected:
         app.files = {file};
         recipe_.apps = {app};
     }
-    // As `tavomend deliver` does, with both files on the device already; gives the refusal.
+    // As `tavomend deliver --force` does, with both files on the device already; gives the refusal. Without force, what
+    // is refused has changed nothing.
     std::string Bring(const std::string& package, const SigningKey& key)
     {
+        const auto before = ListTree("/data");
         const std::string signature = key.Sign(package);
-        WriteFile(INCOMING_PACKAGE, package);
-        WriteFile(INCOMING_SIGNATURE, signature);
+        const auto place = [&] {
+            WriteFile(INCOMING_PACKAGE, package);
+            WriteFile(INCOMING_SIGNATURE, signature);
+        };
         std::string refusal;
         std::string error;
-        EXPECT_TRUE(Deliver(refusal, error)) << error;
+        place();
+        if (!Deliver(Refused::IS_SENT_BACK, refusal, error)) {
+            EXPECT_EQ(ListTree("/data"), before) << refusal;
+            place();
+            EXPECT_TRUE(Deliver(Refused::IS_DELIVERED, refusal, error)) << error;
+        }
         EXPECT_EQ(error, "");
         EXPECT_EQ(ReadFile(Formats::PACKAGE_PATH), package);
         EXPECT_EQ(ReadFile(Formats::SIGN_PATH), signature);
@@ -148,6 +157,9 @@ TEST_F(DeliveryTest, ANewPatchEndsAnOlderRevokeOfItsApplications)
     EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), "{\n\t\"list\":\t[\"com.b\", \"com.c\"]\n}");
     EXPECT_EQ(ModeOf(Formats::RECOVER_LIST_PATH), 0644U);
     EXPECT_FALSE(Exists(Formats::BACKUP_RECOVER_LIST_PATH));
+    WriteFile(Formats::RECOVER_LIST_PATH, R"({"list": ["com.a"]})"); // as a power cut may bring it back
+    FinishDelivery();
+    EXPECT_FALSE(Exists(Formats::RECOVER_LIST_PATH));
     // Damaged lists, and those that name others, stay as they are.
     for (const char* text : {"damaged", R"({"list": ["com.a", 5]})", R"({"list": ["com.b"]})"}) {
         WriteFile(Formats::RECOVER_LIST_PATH, text);

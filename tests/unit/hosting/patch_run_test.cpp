@@ -116,6 +116,30 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
          Unkept("what is installed cannot be read"), "com.a 2, com.b 2", 2},
         {"a legacy package, whose configuration is known only after the load", [this] { PlaceInLegacyDirectory(); },
          applied_ + " needs a boot", "com.a 2, com.b 2", 2},
+        {"a newer package beside a legacy one",
+         [this] {
+             PlaceInLegacyDirectory();
+             recipe.configText.clear();
+             recipe.version = "patch02";
+             Place();
+         },
+         "loaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\n"
+         "done [activites patch02 1|0:47;1|1:34]",
+         "com.a 2, com.b 2", 2},
+        {"a package with a cold application, which it does not touch",
+         [this] {
+             recipe.apps[1].patchType = "cold";
+             Place();
+         },
+         "needs a boot: a boot takes cold applications in (com.b): `tavomend boot`", "com.a 1, com.b 1", 2},
+        {"a package that takes a patch off",
+         [this] {
+             recipe.apps.clear();
+             recipe.action = 2;
+             Place();
+         },
+         "needs a boot: the package takes the patch off, which happens in a boot: `tavomend boot`", "com.a 1, com.b 1",
+         2},
         {"half a delivery", [this] { PlaceSignedBy(nullptr); }, "nothing: no package is delivered [idle patch00 ]",
          "com.a 1, com.b 1", 0},
         {"a patch that has failed before, without a code",
@@ -134,6 +158,7 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
         EXPECT_EQ(Apply(), entry.reports + "\n");
         EXPECT_EQ(Versions(), entry.versions);
         EXPECT_EQ(ListTree(Formats::PACKAGE_DIR).size(), entry.files);
+        EXPECT_FALSE(Exists(Formats::LEGACY_PATCH_DIR)); // or each boot would take it again
         port.isBlind = false;
     }
     MakeDevice(); // a load's failure is of its stage
@@ -187,7 +212,7 @@ TEST_F(PatchRunTest, WhatWasCutShortBeforeIsMendedFirst)
 {
     const std::function<std::string()> operations[] = {[this] { return Load(RUNNING_STAGE_INIT); },
                                                        [this] { return Load(RUNNING_STAGE_SA); },
-                                                       [this] { return Apply(); }};
+                                                       [this] { return Apply(); }}; // which leaves it for a boot
     for (const auto& operation : operations) {
         MakeDevice();
         recipe.apps[1].patchType = "cold";

@@ -11,7 +11,7 @@ using TavomendEngine::FileUtils;
 
 class FileUtilsTest : public DeviceTest {};
 
-TEST_F(FileUtilsTest, RenamesNeverReplaceCopiesDoAndCleaningStaysInside)
+TEST_F(FileUtilsTest, RenamesAndCopiesNeverReplaceAndCleaningStaysInside)
 {
     WriteFile("/data/from", "from");
     WriteFile("/data/work/two", "a longer old file");
@@ -23,7 +23,7 @@ TEST_F(FileUtilsTest, RenamesNeverReplaceCopiesDoAndCleaningStaysInside)
     WriteFile("/data/source/a/one", "one");
     WriteFile("/data/source/two", "two");
     EXPECT_TRUE(FileUtils::CopyDir("/data/source", "/data/work"));
-    EXPECT_EQ(ReadFile("/data/work/a/one") + ReadFile("/data/work/two") + ReadFile("/data/work/other"), "onetwofrom");
+    EXPECT_EQ(ReadFile("/data/work/a/one") + ReadFile("/data/work/two") + ReadFile("/data/work/other"), "onea longer old filefrom");
     fs::create_directory_symlink("/data/source", "/data/work/link");
     EXPECT_FALSE(FileUtils::CopyDir("/data/work", "/data/third"));
     EXPECT_FALSE(Exists("/data/third/link"));

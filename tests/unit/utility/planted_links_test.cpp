@@ -23,6 +23,7 @@ protected:
         DeviceTest::SetUp();
         WriteFile("/etc/passwd", "tavomend:x:1077:1078::/:\n");
         WriteFile("/data/source/file", "the engine's");
+        WriteFile("/data/source/other", "and more");
     }
 };
 
@@ -32,9 +33,9 @@ TEST_F(PlantedLinksTest, NoWriteGoesThroughALink)
     const std::pair<const char*, std::function<bool()>> writers[] = {
         {"replace", [path] { return FileUtils::ReplaceFile(path, "the engine's", 0640); }},
         {"replace by a copy", [path] { return FileUtils::ReplaceFileByCopy("/data/source/file", path, 0640); }},
-        {"copy a tree", [path] { return FileUtils::CopyDir("/data/source", path.substr(0, path.rfind('/'))); }},
         {"write anew", [path] { return OutputFile(path).Write("the engine's", 12); }},
         {"move", [path] { return FileUtils::MoveFile("/data/source/file", path); }},
+        {"copy a tree", [path] { return FileUtils::CopyDir("/data/source", path.substr(0, path.rfind('/'))); }},
         {"remove", [path] { return FileUtils::Remove(path); }},
         {"clean", [path] { return FileUtils::CleanDir(path, true); }},
         {"empty", [path] { return FileUtils::CleanDir(path.substr(0, path.rfind('/')) + "/deep", false); }},
@@ -54,7 +55,7 @@ TEST_F(PlantedLinksTest, NoWriteGoesThroughALink)
         }
     }
     // A second name of somebody else's file is no file to write into.
-    for (size_t i = 0; i < 5; ++i) {
+    for (size_t i = 0; i < 4; ++i) {
         SetUp();
         const PlantedLink link(Plant::HARD_LINK, path);
         EXPECT_TRUE(writers[i].second()) << writers[i].first;
