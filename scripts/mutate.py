@@ -9,8 +9,9 @@
 Kinds of faults: drop a call, negate a condition, change a constant, swap two statements, return early (or the opposite
 of a bool), drop a lock, drop a flush. All places in the sources of the rooms have the same chance. Left out is what
 changes no behaviour: log lines, whose texts the tests look for one by one where they matter, swaps of two statements
-neither of which writes what the other one names, and constants that only say how large a buffer is. A fault that does
-not compile is no fault and is replaced by the next of the sample.
+neither of which writes what the other one names, constants that only say how large a buffer is, and the first value of a
+variable that the statement behind it has somebody fill in. A fault that does not compile is no fault and is replaced by
+the next of the sample.
 
 The tree is copied to build/mutate/N (one copy a job), so the working tree stays as it is. Each test program runs as one
 process until its first failure, in a mount namespace of its own where that is allowed, with everything but its
@@ -137,6 +138,13 @@ def is_simple(code):
     return (CALL.match(code) and not NOT_A_CALL.match(code)) or re.match(r"^\s+[\w.\->\[\]]+ [+|&-]?= [^{}]*;$", code)
 
 
+def is_filled_in_next(code, following):
+    """A variable with a first value that nobody reads: a call that is given the variable comes at once."""
+    declared = re.match(r"^\s+[\w:]+ (\w+) = (?:-?\d+|true|false|nullptr);$", code)
+    return bool(declared) and any(re.search(r"\w\(.*(?:&|[(,] ?)" + declared.group(1) + r"(?=[,)])", without_strings(line))
+                                  for line in following)
+
+
 def faults_of(file):
     with open(os.path.join(ROOT, file), encoding="utf-8") as source:
         lines = source.read().split("\n")
@@ -153,7 +161,7 @@ def faults_of(file):
             continue
         if LOG.search(line) or (i > 0 and LOG.search(lines[i - 1]) and not lines[i - 1].rstrip().endswith((";", "{"))):
             continue
-        for kind, new in single_faults(code, line):
+        for kind, new in ([] if is_filled_in_next(code, lines[i + 1:i + 3]) else single_faults(code, line)):
             found.append(Fault(file, i + 1, kind, (line,), () if new is None else (new,)))
         following = lines[i + 1] if i + 1 < len(lines) else ""
         after = without_strings(following)

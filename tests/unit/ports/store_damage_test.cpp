@@ -167,6 +167,8 @@ TEST_F(StoreDamageTest, AReadThatFailsIsNoEmptyList)
                                                  : ": the bundle store cannot be read: nothing is cleaned up; "));
         EXPECT_EQ(skipped.find("gone"), std::string::npos) << skipped;
 
+        std::optional<InstalledBundle> found;
+        EXPECT_EQ(store->FindBundle("com.own", found), isOfUsers);
         EXPECT_EQ(platform_->ListBundles().has_value(), isOfUsers);
         EXPECT_EQ(platform_->ListUsers().has_value(), !isOfUsers);
         EXPECT_EQ(OsAccountManager::QueryAllCreatedOsAccounts(accounts), isOfUsers ? 1 : 0);
@@ -247,6 +249,16 @@ TEST_F(StoreDamageTest, AStoreIsMadeAnewFromFilesAndNotes)
         ExpectRebuilt(installed);
         EXPECT_EQ(ReadFile(STORE + ".damaged-1"), "damaged again");
     }
+}
+
+TEST_F(StoreDamageTest, AUserWhoCannotBeNotedIsNotAdded)
+{
+    ASSERT_TRUE(Start(ServiceStart::ATTACH)) << error_;
+    fs::remove(ACCOUNT_NOTE_PATH);
+    fs::create_directories(std::string(ACCOUNT_NOTE_PATH) + "/in the way");
+    EXPECT_FALSE(platform_->AddUser(102, error_));
+    EXPECT_EQ(error_, "the bundle store cannot be written");
+    EXPECT_EQ(TextOf(*platform_), INSTALLED);
 }
 
 TEST_F(StoreDamageTest, WhatCannotBeReadStopsTheRebuild)
