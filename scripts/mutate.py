@@ -117,7 +117,8 @@ def single_faults(code, line):
         for number in NUMBER.finditer(code):
             digits = number.group(1)
             is_octal = len(digits) > 1 and digits.isdigit() and digits.startswith("0")
-            value = f"0{int(digits, 8) + 1:o}" if is_octal else str(int(digits, 0) + 1)
+            is_negative = re.search(r"(^|[(,=<>?:{ ])-$", code[:number.start(1)])  # then on to 0, and not past it
+            value = f"0{int(digits, 8) + 1:o}" if is_octal else str(int(digits, 0) + (-1 if is_negative else 1))
             yield "change a constant", line[:number.start(1)] + value + line[number.end(1):]
 
 

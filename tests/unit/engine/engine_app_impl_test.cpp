@@ -331,6 +331,7 @@ TEST_F(EngineAppImplTest, EachStagePreparesItsKindAndTheInitStageNeitherMigrates
     const LogCapture log;
     EXPECT_EQ(engine.LoadTavomend(), 0); // a failed migration does not stop a load
     EXPECT_TRUE(log.Contains("migrate path failed: /data/vrns4/tavomend"));
+    EXPECT_TRUE(log.Contains("migrate tavomend failed"));
 }
 
 TEST_F(EngineAppImplTest, ClientsComeAndGoBesideReports)

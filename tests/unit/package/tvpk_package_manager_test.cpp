@@ -57,7 +57,11 @@ TEST_F(TvpkPackageManagerTest, TheGateNamesTheStepThatFailed)
         EXPECT_EQ(TakeCodes(), refusal.codes);
         EXPECT_TRUE(log.Contains(refusal.message)) << refusal.message;
         bool isRevoke = false;
+        uint32_t version = 0;
+        std::map<std::string, std::string> names;
         EXPECT_FALSE(manager.GetAction(isRevoke)); // also where the configuration was parsed
+        EXPECT_FALSE(manager.GetAllBundleNameList(names) || manager.GetAppVersion("com.a", version) ||
+                     manager.GetAppPreVersion("com.a", version));
     }
     SetUp();
     recipe_.configText = "{}";
@@ -220,7 +224,9 @@ TEST_F(TvpkPackageManagerTest, TheBackupIsReadWithoutDeviceChecks)
     std::vector<TvpkBakPackageManager::APatchInfo> records;
     ASSERT_TRUE(whole.GetPackageInfo());
     EXPECT_FALSE(whole.GetAllAPatchInfo(records)); // parsed, and not passed
+    const LogCapture log;
     ASSERT_TRUE(whole.PreconditionCheck());
+    EXPECT_FALSE(log.Contains("GetPackageInfo failed"));
     manager_.ClearBackupPackage();
     ASSERT_TRUE(whole.PreconditionCheck()); // once passed it stays passed
     ASSERT_TRUE(whole.GetAllAPatchInfo(records));

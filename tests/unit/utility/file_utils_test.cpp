@@ -23,11 +23,14 @@ TEST_F(FileUtilsTest, RenamesAndCopiesNeverReplaceAndCleaningStaysInside)
     WriteFile("/data/source/a/one", "one");
     WriteFile("/data/source/two", "two");
     EXPECT_TRUE(FileUtils::CopyDir("/data/source", "/data/work"));
-    EXPECT_EQ(ReadFile("/data/work/a/one") + ReadFile("/data/work/two") + ReadFile("/data/work/other"), "onea longer old filefrom");
+    EXPECT_EQ(ReadFile("/data/work/a/one") + ReadFile("/data/work/two") + ReadFile("/data/work/other"),
+              "onea longer old filefrom");
     fs::create_directory_symlink("/data/source", "/data/work/link");
     EXPECT_FALSE(FileUtils::CopyDir("/data/work", "/data/third"));
     EXPECT_FALSE(Exists("/data/third/link"));
     EXPECT_FALSE(FileUtils::CopyDir("/data/none", "/data/fourth"));
+    fs::create_directory("/data/empty");
+    EXPECT_FALSE(FileUtils::CopyDir("/data/empty", "/data/source/two/below a file"));
 
     EXPECT_TRUE(FileUtils::CleanDir("/data/work", false));
     EXPECT_TRUE(fs::is_empty("/data/work"));

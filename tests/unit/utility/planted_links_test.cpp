@@ -112,7 +112,9 @@ TEST_F(PlantedLinksTest, TheLogGoesIntoItsOwnFileOrNone)
     for (const Plant plant : {Plant::LINK_TO_DIRECTORY, Plant::LINK_TO_FILE, Plant::LOOSE_LINK, Plant::HARD_LINK}) {
         SetUp();
         const PlantedLink link(plant, TavomendEngine::TAVOMEND_LOG_FILE);
+        const int next = NextDescriptor();
         TAVOMEND_LOG_I("a line");
+        EXPECT_LE(NextDescriptor(), next + 1);
         EXPECT_TRUE(link.IsUntouched()) << static_cast<int>(plant);
         EXPECT_TRUE(plant == Plant::LINK_TO_DIRECTORY ||
                     ReadFile(TavomendEngine::TAVOMEND_LOG_FILE).find("a line\n") != std::string::npos);
