@@ -182,13 +182,14 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
 }
 
 // Tried once more at once.
-const char* const FAILED_APPLY = R"-({"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+const char* const FAILED_APPLY =
+    R"-({"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"status","status":151,"message":"activites_failed"}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"status","status":151,"message":"activites_failed"}
 {"schema":1,"event":"result","done":false,"status":"activites_failed","version":"patch01",)-"
-                                 R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
-                                 R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
+    R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
+    R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
 {"schema":1,"event":"error","error":{"code":"failed","message":"apply failed: com.hot: a bundle file is broken (0|1002)"}}
 )-";
 const char* const ENDED_BOOT = R"({"schema":1,"event":"result","done":false,"status":"activites_failed"}
@@ -212,7 +213,7 @@ TEST(ProgramTest, GivesScriptsJson)
         {"boot", R"({"schema":1,"event":"result","done":true,"status":"ready"}
 {"schema":1,"event":"stage","stage":"init stage","exit":0}
 {"schema":1,"event":"stage","stage":"bundle scan","exit":0}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"status","status":101,"message":"activites"}
 {"schema":1,"event":"result","done":true,"status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
 {"schema":1,"event":"stage","stage":"system-service stage","exit":0})"},
