@@ -193,13 +193,14 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
 }
 
 // Tried once more at once.
-const char* const FAILED_APPLY = R"-({"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+const char* const FAILED_APPLY =
+    R"-({"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"status","status":151,"message":"activites_failed"}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"status","status":151,"message":"activites_failed"}
 {"schema":1,"event":"result","done":false,"status":"activites_failed","version":"patch01",)-"
-                                 R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
-                                 R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
+    R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
+    R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
 {"schema":1,"event":"error","error":{"code":"failed","message":"apply failed: com.hot: a bundle file is broken (0|1002)"}}
 )-";
 const char* const ENDED_BOOT = R"({"schema":1,"event":"result","done":false,"status":"activites_failed"}
@@ -223,7 +224,7 @@ TEST(ProgramTest, GivesScriptsJson)
         {"boot", R"({"schema":1,"event":"result","done":true,"status":"ready"}
 {"schema":1,"event":"stage","stage":"init stage","exit":0}
 {"schema":1,"event":"stage","stage":"bundle scan","exit":0}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"status","status":101,"message":"activites"}
 {"schema":1,"event":"result","done":true,"status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
 {"schema":1,"event":"stage","stage":"system-service stage","exit":0})"},
@@ -305,9 +306,15 @@ TEST(ProgramTest, NeedsItsDevicesBundleStore)
 TEST(ProgramTest, TellsWrongUsageFromFailure)
 {
     const std::pair<const char*, const char*> wrong[] = {
-        {"", "A subcommand is required"},
-        {"bogus", "tavomend: bogus is no command; --help lists them\n"},
-        {"device", "A subcommand is required"},
+        {"", "A subcommand is required; --help tells more\n"},
+        {"bogus", "bogus is no command; --help lists them\n"},
+        {"aply", "aply is no command; did you mean apply?\n"},
+        {"bo\x1b[2J", "bo\\x1b[2J is no command; --help lists them\n"},
+        {"device", "A subcommand is required; --help tells more\n"},
+        {"device lst", "lst is no command of device; did you mean list?\n"},
+        {"device list all", "\"all\" is more than list takes; --help shows what it takes\n"},
+        {"device init --base-versoin 1", "--base-versoin is no option of init; did you mean --base-version?\n"},
+        {"status --jsno", "--jsno is no option of status; did you mean --json?\n"},
         {"load", "--stage is required"},
         {"load --stage late", "--stage: late not in {init,sa}"},
         {"deliver one", "SIGNATURE is required"},
@@ -319,8 +326,12 @@ TEST(ProgramTest, TellsWrongUsageFromFailure)
         const CliResult result = world.Tavomend(arguments);
         EXPECT_EQ(result.exitCode, 2) << arguments;
         EXPECT_EQ(result.out, "") << arguments;
-        EXPECT_EQ(result.err.substr(0, std::string(says).size()), says) << arguments;
+        EXPECT_EQ(result.err.rfind(std::string("tavomend: ") + says, 0), 0U) << result.err;
     }
+    EXPECT_EQ(
+        world.Tavomend("aply --json").out,
+        R"({"schema":1,"event":"error","error":{"code":"usage","message":"aply is no command; did you mean apply?"}})"
+        "\n");
     const CliResult help = world.Tavomend("--help");
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(std::regex_search(
