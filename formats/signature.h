@@ -23,6 +23,9 @@ constexpr size_t MAX_SIGNATURE_SIZE = 4096;
 [[nodiscard]] bool VerifyFile(const std::string& path, const std::string& signaturePath, const std::string& keyPath,
                               std::string& error);
 
+// Whether a file holds a public key that VerifyFile takes.
+[[nodiscard]] bool HasPublicKey(const std::string& keyPath, std::string& error);
+
 // 64 lower-case hexadecimal digits; empty on failure.
 [[nodiscard]] std::string Sha256OfFile(const std::string& path, std::string& error);
 // Whether two hashes in hexadecimal are one: the case of the digits says nothing.

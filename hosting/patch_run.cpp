@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include "common/app_constants.h"
 #include "common/results.h"
@@ -47,20 +49,59 @@ void MendDevice()
     FinishDelivery();
 }
 
-std::string WhyFailed(const StatusView& view)
+// Why a revoke has nothing to take back; asked before the run, which may change the backup. Empty for other packages.
+std::string WhyUnrevocable(const PackageFacts& facts)
 {
-    return view.explanation.empty() ? "an application does not run the version that the patch asks for"
-                                    : view.explanation;
+    if (!facts.isRevoke) {
+        return "";
+    }
+    const PackageView inForce = ViewPackage(Formats::BACKUP_PACKAGE_PATH, Formats::BACKUP_SIGN_PATH);
+    if (inForce.state == PackageState::KNOWN) {
+        return inForce.apps.empty() ? "the patch in force names no applications" : "";
+    }
+    return inForce.state == PackageState::NONE ? "there is no patch to take back"
+                                               : ProblemOf(inForce, "the patch to take back");
 }
 
-std::string WhyNothing(const StatusView& view)
+// The engine records no code where it has compared versions only, which is what a revoke's apply does.
+std::string WhyFailed(const StatusView& view, const std::string& unrevocable, bool hasCompared)
+{
+    if (!view.explanation.empty()) {
+        return view.explanation;
+    }
+    return !unrevocable.empty() ? unrevocable
+           : hasCompared        ? "an application does not run the version that the patch asks for"
+                                : "the engine has recorded no reason";
+}
+
+// The delivered package, to be known again under another name.
+class DeliveredFile {
+public:
+    DeliveredFile() : isThere_(stat(Formats::PACKAGE_PATH, &info_) == 0) {}
+    // When the package has become the backup, says since when: a file keeps its time of modification while queries
+    // rename it to and fro.
+    void StampAsBackup() const
+    {
+        struct stat now {};
+        if (isThere_ && stat(Formats::BACKUP_PACKAGE_PATH, &now) == 0 && now.st_ino == info_.st_ino &&
+            now.st_dev == info_.st_dev) {
+            static_cast<void>(utimensat(AT_FDCWD, Formats::BACKUP_PACKAGE_PATH, nullptr, AT_SYMLINK_NOFOLLOW));
+        }
+    }
+
+private:
+    struct stat info_ {};
+    bool isThere_;
+};
+
+std::string WhyNothing(const StatusView& view, const PackageFacts& facts)
 {
     if (view.status == Formats::STATUS_ACTIVITES_FAILED) {
         return "no package is delivered; the last apply failed" +
                (view.explanation.empty() ? "" : ": " + view.explanation);
     }
     if (view.status == Formats::STATUS_ACTIVITES) {
-        return "patch " + view.version + " is in force";
+        return "patch " + view.version + (facts.isRevoke ? " has taken the patch back" : " is in force");
     }
     return "no package is delivered";
 }
@@ -76,6 +117,7 @@ PatchRunResult NoPlatform(const std::string& reason)
 PatchRunResult RunLoad(const IDevicePort& port)
 {
     const auto facts = ReadPackageFacts();
+    const std::string unrevocable = WhyUnrevocable(facts);
     const int32_t loaded = CreateEngineApp()->LoadTavomend();
     PatchRunResult result;
     result.view = ReadStatus(port, facts.bundleNames);
@@ -85,7 +127,7 @@ PatchRunResult RunLoad(const IDevicePort& port)
     } else if (loaded == RESULT_SUCCESS) {
         result.outcome = Outcome::DONE;
     } else {
-        result.reason = WhyFailed(result.view);
+        result.reason = WhyFailed(result.view, unrevocable, false);
     }
     return result;
 }
@@ -183,7 +225,7 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
         if (!IsPackageDelivered()) {
             result.outcome = Outcome::NOTHING;
             result.view = ReadStatus(port, facts.bundleNames);
-            result.reason = WhyNothing(result.view);
+            result.reason = WhyNothing(result.view, facts);
             return result;
         }
         facts = ReadPackageFacts(); // a migration has brought one
@@ -194,6 +236,8 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
         result.reason = "the device cannot be written now; the package stays";
         return result;
     }
+    const std::string unrevocable = WhyUnrevocable(facts);
+    const DeliveredFile delivered;
     const int32_t applied = Apply(*engine, observer);
     result.view = ReadStatus(port, facts.bundleNames);
     if (!IsOutcomeRecorded(result.view, facts, applied == RESULT_SUCCESS)) {
@@ -204,9 +248,10 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
         FinishMoveToBackup();
         Judge(platform, facts, result);
     } else {
-        result.reason = WhyFailed(result.view);
+        result.reason = WhyFailed(result.view, unrevocable, facts.isRevoke);
         SettleFailure(result, attempt);
     }
+    delivered.StampAsBackup();
     return result;
 }
 } // namespace

@@ -40,17 +40,19 @@ struct DeliveryResult : OperationResult {
 struct VersionResult : OperationResult {
     std::string version; // of the delivered package, else of the patch in force, else "patch00"
 };
-// FAILED when a package is delivered that does not pass its check.
+// FAILED, with the reason, when a package is delivered, or a patch in force, that cannot be read, that the device's key
+// does not fit, or that this device does not take.
 [[nodiscard]] VersionResult AskVersion();
 
-// The status record, with its error codes in the words of the package that is on the device.
-[[nodiscard]] StatusView AskStatus(const IDevicePort& port);
+// What is in force, what is pending, and the status record with its error codes in words. Changes nothing.
+[[nodiscard]] DeviceView AskStatus(const IDevicePort& port);
 
 struct InfoResult : OperationResult {
     bool isPending = false;            // a delivered package is waiting, and nothing is told before it was applied
     std::map<std::string, bool> fixed; // by bundle name: whether it runs the version that it should
 };
-// Which applications carry the patch in force. NOTHING, with the reason, when there is none to tell about.
+// Which applications carry the patch in force. NOTHING, with the reason, when there is none to tell about; FAILED when
+// it cannot be read, or the engine cannot tell.
 [[nodiscard]] InfoResult AskInfo(const IDevicePort& port);
 
 struct TestResult : OperationResult {

@@ -284,7 +284,7 @@ int MakeDevice(Session& session, const std::string& root, const DeviceSetup& set
     }
     session.Out().Say("a device at base version " + setup.baseVersion + " with " + std::to_string(bundles->size()) +
                       " factory applications, user 100");
-    session.Out().Emit("init", {{"baseVersion", setup.baseVersion}, {"applications", bundles->size()}});
+    session.Out().Emit("init", {{"baseVersion", setup.baseVersion}, {"installed", bundles->size()}});
     return EXIT_DONE;
 }
 } // namespace
@@ -337,7 +337,7 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
     }
     auto [code, message] = verdict->Wait();
     message = incoming.InUsersWords(message);
-    session.Out().Emit("install", {{"code", code}, {"message", message}});
+    session.Out().Emit("install", {{"verdict", code}, {"message", message}});
     if (code != 0) {
         return session.Out().Fail(message);
     }

@@ -14,7 +14,7 @@ int FailRun(const Cli::Console& console, const std::string& what, const PatchRun
     if (result.outcome == Outcome::NO_PLATFORM) {
         return console.Fail(result.reason);
     }
-    console.Emit("result", {{"done", false},
+    console.Emit("result", {{"outcome", "failed"},
                             {"status", result.view.status},
                             {"version", result.view.version},
                             {"detail", result.view.detail},
@@ -42,7 +42,7 @@ int ShowLoad(const Cli::Console& console, const PatchRunResult& result)
     }
     const bool isDone = result.outcome == Outcome::DONE;
     console.Say("load: " + (isDone ? result.view.status : result.reason));
-    console.Emit("result", {{"done", isDone}, {"status", result.view.status}});
+    console.Emit("result", {{"outcome", isDone ? "done" : "nothing"}, {"status", result.view.status}});
     return ExitCodeOf(result.outcome);
 }
 
@@ -50,7 +50,7 @@ int ShowApply(const Cli::Console& console, const PatchRunResult& result)
 {
     const auto& view = result.view;
     if (result.outcome == Outcome::NOTHING) {
-        console.Emit("result", {{"done", false}, {"status", view.status}, {"version", view.version}});
+        console.Emit("result", {{"outcome", "nothing"}, {"status", view.status}, {"version", view.version}});
         console.Say("nothing to do: " + result.reason);
         return EXIT_NOTHING;
     }
@@ -58,7 +58,7 @@ int ShowApply(const Cli::Console& console, const PatchRunResult& result)
         return FailRun(console, "apply failed", result);
     }
     nlohmann::ordered_json line = {
-        {"done", true}, {"status", view.status}, {"version", view.version}, {"detail", view.detail}};
+        {"outcome", "done"}, {"status", view.status}, {"version", view.version}, {"detail", view.detail}};
     console.Say("patch " + view.version + " is in force");
     if (result.needReboot) {
         console.Say("the patch asks for a boot to be complete");
@@ -70,6 +70,7 @@ int ShowApply(const Cli::Console& console, const PatchRunResult& result)
 
 void ConsoleObserver::OnStageBegan(BootStage stage)
 {
+    console_.Emit("begin", {{"stage", NameOf(stage)}});
     console_.Say(std::string("-- ") + NameOf(stage));
 }
 
@@ -80,7 +81,7 @@ void ConsoleObserver::OnScanned(const ScanReport& report)
         console_.Say(LineOf(entry));
         console_.Emit("scan", {{"bundle", entry.bundleName},
                                {"action", entry.action},
-                               {"version", entry.versionCode},
+                               {"versionCode", entry.versionCode},
                                {"reason", entry.reason}});
     }
 }
@@ -93,6 +94,7 @@ void ConsoleObserver::OnStoreRebuilt(const std::string& line)
 
 void ConsoleObserver::OnLoaded(bool isReady)
 {
+    console_.Emit("load", {{"ready", isReady}});
     console_.Say(isReady ? "load: ready" : "load: not everything is ready");
 }
 
@@ -103,7 +105,7 @@ void ConsoleObserver::OnProgress(int32_t done, int32_t total)
 
 void ConsoleObserver::OnEngineStatus(int32_t status, const std::string& message)
 {
-    console_.Emit("status", {{"status", status}, {"message", message}});
+    console_.Emit("engine", {{"report", status}, {"message", message}});
     console_.Say("the engine reports: " + message + " (" + std::to_string(status) + ")");
 }
 
