@@ -4,6 +4,8 @@
 #include <iostream>
 #include <unistd.h>
 
+#include "apps/common/printable.h"
+
 namespace ORVX::Cli {
 namespace {
 constexpr int BAR_WIDTH = 30;
@@ -18,13 +20,14 @@ Console::Console(const char* program, bool isJson)
 
 void Console::Say(const std::string& text) const
 {
-    (isJson_ ? std::cerr : std::cout) << text << (text.empty() || text.back() != '\n' ? "\n" : "") << std::flush;
+    (isJson_ ? std::cerr : std::cout) << PrintableLines(text) << (text.empty() || text.back() != '\n' ? "\n" : "")
+                                      << std::flush;
 }
 
 int Console::Fail(const std::string& text, const Failure& kind) const
 {
     Emit("error", {{"error", {{"code", kind.code}, {"message", text}}}});
-    std::cerr << (hasColour_ ? "\033[31m" : "") << program_ << ":" << (hasColour_ ? "\033[0m " : " ") << text
+    std::cerr << (hasColour_ ? "\033[31m" : "") << program_ << ":" << (hasColour_ ? "\033[0m " : " ") << Printable(text)
               << std::endl;
     return kind.exitCode;
 }

@@ -29,9 +29,11 @@ public:
     Console(const char* program, bool isJson);
 
     [[nodiscard]] bool IsJson() const { return isJson_; }
-    // One line, or lines that end with a line feed already.
+    // One line, or lines that end with a line feed already. Control characters are shown as escapes (Printable); a
+    // text of others that may hold line feeds is made Printable by the caller.
     void Say(const std::string& text) const;
-    // One line on standard error, and the event "error" with it; gives the exit code of that kind of failure.
+    // One line on standard error, line feeds of the text escaped too, and the event "error" with it; gives the exit
+    // code of that kind of failure.
     int Fail(const std::string& text, const Failure& kind = FAILED) const;
     // One line of JSON: the schema number, the event, and then the fields of an object. A field has the same type in
     // every event of both programs. Does nothing without JSON.

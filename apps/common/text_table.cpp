@@ -2,12 +2,15 @@
 
 #include <algorithm>
 
+#include "apps/common/printable.h"
+
 namespace ORVX::Cli {
 TextTable::TextTable(std::vector<std::string> header) : rows_{std::move(header)} {}
 
 void TextTable::Add(std::vector<std::string> row)
 {
     row.resize(rows_.front().size());
+    std::transform(row.begin(), row.end(), row.begin(), Printable);
     rows_.push_back(std::move(row));
 }
 

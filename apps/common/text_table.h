@@ -11,7 +11,7 @@ class TextTable {
 public:
     // At least one column.
     explicit TextTable(std::vector<std::string> header);
-    // Cells beyond the header's columns are dropped, missing ones stay empty.
+    // Cells beyond the header's columns are dropped, missing ones stay empty. Cells are made Printable.
     void Add(std::vector<std::string> row);
     // The header and the rows in the order in which they came, a line each.
     [[nodiscard]] std::string ToString() const;

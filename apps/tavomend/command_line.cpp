@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 
+#include "apps/common/usage.h"
 #include "apps/tavomend/commands.h"
 #include "apps/tavomend/device_setup.h"
 #include "apps/tavomend/session.h"
@@ -30,12 +31,7 @@ public:
         try {
             program_.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
-            const auto unknown = program_.remaining();
-            if (error.get_exit_code() != 0 && !unknown.empty()) {
-                return Cli::Console("tavomend", options_.isJson)
-                    .Fail(unknown.front() + " is no command; --help lists them", Cli::WRONG_USAGE);
-            }
-            return program_.exit(error) == 0 ? EXIT_DONE : EXIT_USAGE;
+            return Cli::ShowUsage(Cli::Console("tavomend", Cli::WantsJson(argc, argv)), program_, error);
         }
         while (options_.root.size() > 1 && options_.root.back() == '/') {
             options_.root.pop_back();

@@ -319,9 +319,15 @@ TEST(ProgramTest, NeedsItsDevicesBundleStore)
 TEST(ProgramTest, TellsWrongUsageFromFailure)
 {
     const std::pair<const char*, const char*> wrong[] = {
-        {"", "A subcommand is required"},
-        {"bogus", "tavomend: bogus is no command; --help lists them\n"},
-        {"device", "A subcommand is required"},
+        {"", "A subcommand is required; --help tells more\n"},
+        {"bogus", "bogus is no command; --help lists them\n"},
+        {"aply", "aply is no command; did you mean apply?\n"},
+        {"bo\x1b[2J", "bo\\x1b[2J is no command; --help lists them\n"},
+        {"device", "A subcommand is required; --help tells more\n"},
+        {"device lst", "lst is no command of device; did you mean list?\n"},
+        {"device list all", "\"all\" is more than list takes; --help shows what it takes\n"},
+        {"device init --base-versoin 1", "--base-versoin is no option of init; did you mean --base-version?\n"},
+        {"status --jsno", "--jsno is no option of status; did you mean --json?\n"},
         {"load", "--stage is required"},
         {"load --stage late", "--stage: late not in {init,sa}"},
         {"deliver one", "SIGNATURE is required"},
@@ -333,8 +339,12 @@ TEST(ProgramTest, TellsWrongUsageFromFailure)
         const CliResult result = world.Tavomend(arguments);
         EXPECT_EQ(result.exitCode, 2) << arguments;
         EXPECT_EQ(result.out, "") << arguments;
-        EXPECT_EQ(result.err.substr(0, std::string(says).size()), says) << arguments;
+        EXPECT_EQ(result.err.rfind(std::string("tavomend: ") + says, 0), 0U) << result.err;
     }
+    EXPECT_EQ(
+        world.Tavomend("aply --json").out,
+        R"({"schema":1,"event":"error","error":{"code":"usage","message":"aply is no command; did you mean apply?"}})"
+        "\n");
     const CliResult help = world.Tavomend("--help");
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(std::regex_search(help.out, std::regex("device .*\n *deliver .*\n *apply .*\n *load .*\n *boot .*\n *"
