@@ -3,6 +3,7 @@
 #define TAVOMEND_APPS_COMMON_CONSOLE_H
 
 #include <cstdint>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -22,11 +23,13 @@ constexpr Failure WRONG_USAGE{"usage", EXIT_USAGE};
 
 // With JSON on, standard output carries JSON only, one object a line, each with "schema" and "event"; what is meant for
 // people then goes to standard error. Everything is flushed as it is written. Colour only on a terminal and without
-// NO_COLOR. Used on one thread.
+// NO_COLOR. Safe from any thread.
 class Console {
 public:
     // program: what stands before a failure; must outlive the console.
     Console(const char* program, bool isJson);
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
 
     [[nodiscard]] bool IsJson() const { return isJson_; }
     // One line, or lines that end with a line feed already. Control characters are shown as escapes (Printable); a
@@ -38,14 +41,29 @@ public:
     // One line of JSON: the schema number, the event, and then the fields of an object. A field has the same type in
     // every event of both programs. Does nothing without JSON.
     void Emit(const char* event, const nlohmann::ordered_json& fields) const;
+    // One line on standard error beside the result: what is going on.
+    void Remark(const std::string& text) const;
+    // One line on standard error that a person or a script should heed, and the event "note" with it.
+    void Note(const std::string& text) const;
+    // Whether standard error is a terminal that may have a bar; never with JSON.
+    [[nodiscard]] bool HasBar() const { return hasBar_; }
+    // Puts a bar on the terminal's line, in place of the one before. It goes before anything else is written, and with
+    // TakeBarAway. Progress draws it.
+    void ShowBar(const std::string& bar) const;
+    void TakeBarAway() const;
     // One step of a longer work: a bar on a terminal, a line elsewhere.
     void Progress(const std::string& step, int32_t done, int32_t total) const;
 
 private:
+    void Write(std::ostream& stream, const std::string& text) const;
+
     const char* program_;
     bool isJson_;
     bool isTerminal_;
     bool hasColour_;
+    bool hasBar_;
+    mutable std::mutex mutex_; // over the two streams and the bar
+    mutable bool isBarShown_ = false;
 };
 } // namespace ORVX::Cli
 

@@ -196,10 +196,10 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
 
 // Tried once more at once.
 const char* const FAILED_APPLY = R"-({"schema":1,"event":"load","ready":true}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":151,"message":"activites_failed"}
 {"schema":1,"event":"load","ready":true}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":151,"message":"activites_failed"}
 {"schema":1,"event":"result","outcome":"failed","status":"activites_failed","version":"patch01",)-"
                                  R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
@@ -233,7 +233,7 @@ TEST(ProgramTest, GivesScriptsJson)
 {"schema":1,"event":"stage","stage":"bundle scan","exit":0}
 {"schema":1,"event":"begin","stage":"system-service stage"}
 {"schema":1,"event":"load","ready":true}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":101,"message":"activites"}
 {"schema":1,"event":"result","outcome":"done","status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
 {"schema":1,"event":"stage","stage":"system-service stage","exit":0})"},
