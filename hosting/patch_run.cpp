@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 
 #include "common/app_constants.h"
@@ -14,6 +15,7 @@
 #include "hosting/delivery.h"
 #include "hosting/error_text.h"
 #include "hosting/kept_packages.h"
+#include "hosting/rebuild_progress.h"
 #include "platform/utility/delayed_singleton.h"
 #include "platform/utility/sys_utils.h"
 
@@ -114,10 +116,14 @@ PatchRunResult NoPlatform(const std::string& reason)
     return result;
 }
 
-PatchRunResult RunLoad(const IDevicePort& port)
+PatchRunResult RunLoad(const IDevicePort& port, int32_t runningStage, IHostObserver* observer)
 {
     const auto facts = ReadPackageFacts();
     const std::string unrevocable = WhyUnrevocable(facts);
+    std::optional<RebuildProgress> progress;
+    if (observer != nullptr) {
+        progress.emplace(port, facts, runningStage, *observer);
+    }
     const int32_t loaded = CreateEngineApp()->LoadTavomend();
     PatchRunResult result;
     result.view = ReadStatus(port, facts.bundleNames);
@@ -219,7 +225,11 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
     auto facts = ReadPackageFacts();
     const bool wasDelivered = IsPackageDelivered();
     const auto engine = CreateEngineApp();
-    const int32_t loaded = engine->LoadTavomend();
+    int32_t loaded = 0;
+    {
+        const RebuildProgress progress(port, facts, RUNNING_STAGE_SA, observer);
+        loaded = engine->LoadTavomend();
+    }
     PatchRunResult result;
     if (!wasDelivered) {
         if (!IsPackageDelivered()) {
@@ -269,14 +279,14 @@ PatchRunResult Load(const IDevicePort& port, int32_t runningStage, IHostObserver
     MendDevice();
     SysUtils::SetRunningStage(runningStage);
     if (runningStage == RUNNING_STAGE_INIT) {
-        return RunLoad(port);
+        return RunLoad(port, runningStage, observer);
     }
     std::string error;
     const auto platform = port.Start(ServiceStart::SCAN, error);
     if (platform != nullptr && observer != nullptr) {
         TellOfStore(*platform, *observer);
     }
-    return platform == nullptr ? NoPlatform(error) : RunLoad(port);
+    return platform == nullptr ? NoPlatform(error) : RunLoad(port, runningStage, observer);
 }
 
 namespace {
