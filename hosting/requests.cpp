@@ -1,5 +1,6 @@
 #include "hosting/requests.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
@@ -7,6 +8,7 @@
 #include "engine/engine_factory.h"
 #include "formats/device_paths.h"
 #include "formats/status_words.h"
+#include "handles/file_error.h"
 #include "hosting/delivery.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
@@ -38,25 +40,31 @@ std::unique_ptr<IDevicePlatform> Attach(const IDevicePort& port, OperationResult
     return platform;
 }
 
-bool CopyIn(const std::string& source, const std::string& target, std::string& error)
+bool CopyIn(const std::string& source, const std::string& target, IHostObserver* observer, std::string& error)
 {
-    if (!FileUtils::FileIsExist(source)) {
-        error = "there is no file " + source;
+    if (!Handles::WhyUnreadable(source).empty()) {
+        error = Handles::CannotRead(source);
         return false;
     }
-    if (!FileUtils::ReplaceFileByCopy(source, target, INCOMING_MODE)) {
-        error = "cannot copy " + source + " to the device";
+    FileUtils::Copied tell;
+    if (observer != nullptr) {
+        const auto size = static_cast<uint64_t>(FileUtils::GetFileSize(source, FileUtils::Unit::BYTE));
+        tell = [&source, observer, size](uint64_t done) { observer->OnCopied(source, done, size); };
+    }
+    errno = 0;
+    if (!FileUtils::ReplaceFileByCopy(source, target, INCOMING_MODE, tell)) {
+        error = "cannot copy " + source + " to the device" + (errno == 0 ? "" : ": " + Handles::SystemReason(errno));
         return false;
     }
     return true;
 }
 } // namespace
 
-bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error)
+bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error, IHostObserver* observer)
 {
     const std::string package = deviceRoot + INCOMING_PACKAGE;
     const std::string signature = deviceRoot + INCOMING_SIGNATURE;
-    if (CopyIn(files.package, package, error) && CopyIn(files.signature, signature, error)) {
+    if (CopyIn(files.package, package, observer, error) && CopyIn(files.signature, signature, nullptr, error)) {
         return true;
     }
     std::remove(package.c_str());

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "hosting/host_observer.h"
 #include "hosting/host_result.h"
 #include "platform/api/device_port.h"
 
@@ -20,8 +21,10 @@ struct PackageFiles {
 };
 // The first half of a delivery, before the process enters the device root, since both files may lie outside of the
 // device: copies them onto its own disk, from where one rename puts each in place. deviceRoot: the device's folder
-// without a "/" at its end; empty on the device itself. False with one line for people; nothing is left on the device.
-[[nodiscard]] bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error);
+// without a "/" at its end; empty on the device itself. observer: told how far the package's copy has come. False with
+// one line for people; nothing is left on the device.
+[[nodiscard]] bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error,
+                           IHostObserver* observer = nullptr);
 
 struct DeliveryResult : OperationResult {
     std::string refusal; // done, but why this device will refuse the package; empty when it will not

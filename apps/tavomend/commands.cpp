@@ -1,5 +1,6 @@
 #include "apps/tavomend/commands.h"
 
+#include "apps/common/printable.h"
 #include "apps/common/text_table.h"
 #include "apps/tavomend/reports.h"
 #include "apps/tavomend/status_report.h"
@@ -16,7 +17,8 @@ int RunDeliver(Session& session, const PackageFiles& files)
     if (!session.CheckDevice()) {
         return EXIT_FAILED;
     }
-    if (!BringIn(files, session.DeviceFolder(), error)) {
+    ConsoleObserver observer(session.Out());
+    if (!BringIn(files, session.DeviceFolder(), error, &observer)) {
         return session.Out().Fail(error);
     }
     if (!session.EnterDevice()) {
@@ -27,8 +29,9 @@ int RunDeliver(Session& session, const PackageFiles& files)
         return session.Out().Fail(result.reason);
     }
     session.Out().Emit("deliver", {{"delivered", true}, {"refusal", result.refusal}});
-    session.Out().Say(result.refusal.empty() ? "delivered"
-                                             : "delivered, but this device will refuse it: " + result.refusal);
+    session.Out().Say(result.refusal.empty()
+                          ? "delivered"
+                          : Cli::Printable("delivered, but this device will refuse it: " + result.refusal));
     return EXIT_DONE;
 }
 
@@ -116,7 +119,7 @@ int RunVersion(Session& session)
         return session.Out().Fail(result.reason);
     }
     session.Out().Emit("version", {{"version", result.version}});
-    session.Out().Say(result.version);
+    session.Out().Say(Cli::Printable(result.version));
     return EXIT_DONE;
 }
 
@@ -147,7 +150,7 @@ int RunInfo(Session& session)
     }
     session.Out().Emit("info", {{"waiting", result.isPending}, {"applications", applications}});
     if (result.outcome == Outcome::NOTHING) {
-        session.Out().Say(result.reason);
+        session.Out().Say(Cli::Printable(result.reason));
         return EXIT_NOTHING;
     }
     if (!session.Out().IsJson()) {

@@ -1,5 +1,7 @@
 #include "apps/tavomend/reports.h"
 
+#include "apps/common/printable.h"
+
 namespace ORVX::TavomendCli {
 using TavomendHosting::BootStage;
 using TavomendHosting::Outcome;
@@ -25,8 +27,9 @@ int FailRun(const Cli::Console& console, const std::string& what, const PatchRun
 std::string LineOf(const ScanReport::Entry& entry)
 {
     const std::string name = entry.bundleName.empty() ? "" : entry.bundleName + " ";
-    return "  " + name + entry.action +
-           (entry.reason.empty() ? " at version " + std::to_string(entry.versionCode) : ": " + entry.reason);
+    return "  " + Cli::Printable(name + entry.action +
+                                 (entry.reason.empty() ? " at version " + std::to_string(entry.versionCode)
+                                                       : ": " + entry.reason));
 }
 } // namespace
 
@@ -41,7 +44,7 @@ int ShowLoad(const Cli::Console& console, const PatchRunResult& result)
         return FailRun(console, "load failed", result);
     }
     const bool isDone = result.outcome == Outcome::DONE;
-    console.Say("load: " + (isDone ? result.view.status : result.reason));
+    console.Say(Cli::Printable("load: " + (isDone ? result.view.status : result.reason)));
     console.Emit("result", {{"outcome", isDone ? "done" : "nothing"}, {"status", result.view.status}});
     return ExitCodeOf(result.outcome);
 }
@@ -51,7 +54,7 @@ int ShowApply(const Cli::Console& console, const PatchRunResult& result)
     const auto& view = result.view;
     if (result.outcome == Outcome::NOTHING) {
         console.Emit("result", {{"outcome", "nothing"}, {"status", view.status}, {"version", view.version}});
-        console.Say("nothing to do: " + result.reason);
+        console.Say(Cli::Printable("nothing to do: " + result.reason));
         return EXIT_NOTHING;
     }
     if (result.outcome != Outcome::DONE) {
@@ -59,7 +62,7 @@ int ShowApply(const Cli::Console& console, const PatchRunResult& result)
     }
     nlohmann::ordered_json line = {
         {"outcome", "done"}, {"status", view.status}, {"version", view.version}, {"detail", view.detail}};
-    console.Say("patch " + view.version + " is in force");
+    console.Say(Cli::Printable("patch " + view.version + " is in force"));
     if (result.needReboot) {
         console.Say("the patch asks for a boot to be complete");
         line["needReboot"] = true;
@@ -90,6 +93,29 @@ void ConsoleObserver::OnStoreRebuilt(const std::string& line)
 {
     console_.Emit("store", {{"message", line}});
     console_.Say(line);
+}
+
+void ConsoleObserver::OnRebuilding(const std::string& bundleName, int32_t number, int32_t total)
+{
+    const std::string step = "rebuilding " + Cli::Printable(bundleName);
+    const std::string line = step + ", " + std::to_string(number) + " of " + std::to_string(total);
+    console_.Emit("progress", {{"step", step}, {"done", number - 1}, {"total", total}, {"unit", "applications"}});
+    if (console_.HasBar()) {
+        console_.ShowBar(line);
+    } else {
+        console_.Say(line);
+    }
+}
+
+void ConsoleObserver::OnCopied(const std::string& path, uint64_t done, uint64_t total)
+{
+    if (!copying_) {
+        copying_.emplace(console_);
+    }
+    copying_->Report("copying " + path, done, total);
+    if (done >= total) {
+        copying_.reset();
+    }
 }
 
 void ConsoleObserver::OnLoaded(bool isReady)

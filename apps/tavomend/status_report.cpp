@@ -3,6 +3,8 @@
 #include <array>
 #include <string>
 
+#include "apps/common/printable.h"
+
 namespace ORVX::TavomendCli {
 using TavomendHosting::DeviceView;
 using TavomendHosting::LastOperation;
@@ -143,16 +145,13 @@ void ShowStatus(const Cli::Console& console, const DeviceView& view)
 {
     const auto& record = view.record;
     EmitStatus(console, view);
-    console.Say("in force: " + InForceLine(view));
-    console.Say("pending: " + PendingLine(view));
-    console.Say(LastLine(view));
-    if (!record.status.empty()) {
-        console.Say(record.status + (record.version.empty() ? "" : ", version " + record.version) +
-                    (record.detail.empty() ? "" : ", detail " + record.detail));
+    const std::string recorded = record.status + (record.version.empty() ? "" : ", version " + record.version) +
+                                 (record.detail.empty() ? "" : ", detail " + record.detail);
+    for (const std::string& line : {"in force: " + InForceLine(view), "pending: " + PendingLine(view), LastLine(view),
+                                    recorded, record.explanation, std::string("next step: ") + WordOf(view.next)}) {
+        if (!line.empty()) {
+            console.Say(Cli::Printable(line));
+        }
     }
-    if (!record.explanation.empty()) {
-        console.Say(record.explanation);
-    }
-    console.Say(std::string("next step: ") + WordOf(view.next));
 }
 } // namespace ORVX::TavomendCli

@@ -97,8 +97,9 @@ TEST(ProgramTest, SpeaksToPeople)
            ""},
           {"clear", 0, "cleared: no patch is delivered for keeping or in force; applications stay as they are\n", ""},
           {"revoke com.hot", 1, "", TAKE_BACK},
-          {"deliver none none", 1, "", "there is no file none"},
-          {"deliver @/Hot.vab none", 1, "", "there is no file none"},
+          {"deliver none none", 1, "", "cannot read none: No such file or directory"},
+          {"deliver @/Hot.vab none", 1, "", "cannot read none: No such file or directory"},
+          {"deliver @ none", 1, "", "cannot read @: Is a directory"},
           {"device init", 1, "", "there is a device in @/dev already"},
           {"device install none.vab", 1, "", "cannot copy none.vab to the device"},
           {"device install @/Hot.vab none.vab", 1, "", "cannot copy none.vab to the device"},
@@ -149,7 +150,8 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
                  {"load --stage init", 0, "load: ready\n", ""},
                  {"boot", 0,
                   "-- init stage\nload: ready\n-- bundle scan\nscan: nothing has changed\n-- system-service stage\n"
-                  "load: ready\ninstalled 1 of 1\nthe engine reports: activites (101)\npatch patch01 is in force\n"
+                  "rebuilding com.hot, 1 of 1\nload: ready\ninstalled 1 of 1\nthe engine reports: activites "
+                  "(101)\npatch patch01 is in force\n"
                   "the patch asks for a boot to be complete\n",
                   ""},
                  {"info", 0, "BUNDLE   PATCH\ncom.hot  fixed\n", ""},
@@ -195,15 +197,18 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
 }
 
 // Tried once more at once.
-const char* const FAILED_APPLY = R"-({"schema":1,"event":"load","ready":true}
+const char* const FAILED_APPLY =
+    R"-({"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
+{"schema":1,"event":"load","ready":true}
 {"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":151,"message":"activites_failed"}
+{"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
 {"schema":1,"event":"load","ready":true}
 {"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":151,"message":"activites_failed"}
 {"schema":1,"event":"result","outcome":"failed","status":"activites_failed","version":"patch01",)-"
-                                 R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
-                                 R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
+    R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
+    R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
 {"schema":1,"event":"error","error":{"code":"failed","message":"apply failed: com.hot: a bundle file is broken (0|1002)"}}
 )-";
 const char* const ENDED_BOOT = R"({"schema":1,"event":"begin","stage":"init stage"}
@@ -232,6 +237,7 @@ TEST(ProgramTest, GivesScriptsJson)
 {"schema":1,"event":"begin","stage":"bundle scan"}
 {"schema":1,"event":"stage","stage":"bundle scan","exit":0}
 {"schema":1,"event":"begin","stage":"system-service stage"}
+{"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
 {"schema":1,"event":"load","ready":true}
 {"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":101,"message":"activites"}
@@ -274,8 +280,8 @@ TEST(ProgramTest, GivesScriptsJson)
     const CliResult failed = world.Tavomend("--json apply");
     EXPECT_EQ(failed.exitCode, 1);
     EXPECT_EQ(failed.out, FAILED_APPLY);
-    EXPECT_EQ(failed.err, "load: ready\nthe engine reports: activites_failed (151)\n"
-                          "load: ready\nthe engine reports: activites_failed (151)\n"
+    EXPECT_EQ(failed.err, "rebuilding com.hot, 1 of 1\nload: ready\nthe engine reports: activites_failed (151)\n"
+                          "rebuilding com.hot, 1 of 1\nload: ready\nthe engine reports: activites_failed (151)\n"
                           "tavomend: apply failed: com.hot: a bundle file is broken (0|1002)\n");
     BreakAnInstalledVersion(world);
     EXPECT_EQ(world.Tavomend("--json boot").out, ENDED_BOOT);
@@ -352,6 +358,19 @@ TEST(ProgramTest, TellsWrongUsageFromFailure)
                                                        ".*\n *info .*\n")))
         << help.out;
     EXPECT_EQ(world.Tavomend("--version").out, "1.0.0\n");
+}
+
+// A script must not take half an answer for the whole.
+TEST(ProgramTest, FailsWhenItsAnswerCannotBeWritten)
+{
+    const DeviceWorld world;
+    for (const char* command : {"--help", "--version", "status", "--json status", "device list", "boot"}) {
+        const std::string line = std::string(TAVOMEND_PROGRAM) + " --root " + world.At("dev") + " " + command;
+        const CliResult result = RunProgram({"sh", "-c", line + " > /dev/full"});
+        EXPECT_EQ(result.exitCode, 1) << command;
+        const std::string told = result.err.substr(result.err.find("tavomend: "));
+        EXPECT_EQ(told, "tavomend: cannot write to standard output: No space left on device\n") << command;
+    }
 }
 
 TEST(ProgramTest, FindsItsDeviceFolder)
