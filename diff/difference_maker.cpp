@@ -1,5 +1,7 @@
 #include "diff/difference_maker.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <future>
@@ -14,6 +16,7 @@
 #include "diff/mapped_file.h"
 #include "diff/parallel.h"
 #include "diff/plain_encoder.h"
+#include "handles/file_error.h"
 
 namespace ORVX::Difference {
 namespace {
@@ -41,65 +44,96 @@ public:
     std::optional<std::string> Make(size_t& entries)
     {
         const DifferencePlan plan = MakeDifferencePlan(
-            old_, fresh_, options_.window, [this](size_t done, size_t total) { Tell("inflate", done, total); });
+            old_, fresh_, options_.window, [this](size_t bytes, size_t total) { Advance("inflate", bytes, total); });
         entries = plan.regions.size() - 1;
         std::vector<Stretches> raw(plan.regions.size());
         std::vector<Stretches> plain(plan.groups.size());
-        std::atomic<size_t> done{0};
-        const size_t total = plan.groups.size() + 1;
-        InParallel(total, [&](size_t i) {
+        const uint64_t total = BytesToMatch(plan);
+        const auto advance = [this, total](size_t bytes) { Advance("match", bytes, total); };
+        InParallel(plan.groups.size() + 1, [&](size_t i) {
             // The groups first: they take longest.
             if (i < plan.groups.size()) {
-                plain[i] = MatchGroup(plan, plan.groups[i]);
+                plain[i] = MatchGroup(plan, plan.groups[i], advance);
             } else {
-                MatchRaw(plan, raw);
+                MatchRaw(plan, raw, advance);
             }
-            Tell("match", ++done, total);
         });
-        Tell("encode", 0, 1);
+        Tell("encode", 0, fresh_.size);
         std::optional<std::string> difference = EncodeDifference(old_, fresh_, plan, raw, plain);
-        Tell("encode", 1, 1);
+        Tell("encode", fresh_.size, fresh_.size);
         return difference;
     }
 
     void Tell(const char* step, uint64_t done, uint64_t total)
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        done_ = done;
+        step_ = step;
         if (options_.progress) {
-            options_.progress(step, done, total);
+            options_.progress(step_, done_, total);
         }
     }
 
 private:
-    static Stretches MatchGroup(const DifferencePlan& plan, const Group& group)
+    void Advance(const char* step, uint64_t bytes, uint64_t total)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        done_ = (step_ == step ? done_ : 0) + bytes;
+        step_ = step;
+        if (options_.progress) {
+            options_.progress(step_, done_, total);
+        }
+    }
+
+    // Old content is gone through when it is sorted, new content when it is matched.
+    uint64_t BytesToMatch(const DifferencePlan& plan) const
+    {
+        uint64_t total = old_.size;
+        for (const Group& group : plan.groups) {
+            total += group.oldEnd - group.oldStart + group.newEnd - group.newStart;
+        }
+        for (const Region& region : plan.regions) {
+            total += region.raw.size;
+        }
+        return total;
+    }
+
+    static Stretches MatchGroup(const DifferencePlan& plan, const Group& group, const Matcher::Progress& advance)
     {
         const Matcher matcher({plan.oldPlain.data() + group.oldStart, group.oldEnd - group.oldStart});
-        Stretches stretches = matcher.Match({plan.newPlain.data() + group.newStart, group.newEnd - group.newStart});
+        advance(group.oldEnd - group.oldStart);
+        Stretches stretches =
+            matcher.Match({plan.newPlain.data() + group.newStart, group.newEnd - group.newStart}, advance);
         for (Stretch& stretch : stretches) {
             stretch.oldPosition += group.oldStart;
         }
         return stretches;
     }
 
-    void MatchRaw(const DifferencePlan& plan, std::vector<Stretches>& raw) const
+    void MatchRaw(const DifferencePlan& plan, std::vector<Stretches>& raw, const Matcher::Progress& advance) const
     {
         const Matcher matcher(old_);
-        InParallel(raw.size(), [&](size_t i) { raw[i] = matcher.Match(plan.regions[i].raw); });
+        advance(old_.size);
+        InParallel(raw.size(), [&](size_t i) { raw[i] = matcher.Match(plan.regions[i].raw, advance); });
     }
 
     ByteView old_;
     ByteView fresh_;
     const DifferenceOptions& options_;
-    std::mutex mutex_;
+    std::mutex mutex_; // over what follows
+    std::string step_;
+    uint64_t done_ = 0; // of the step
 };
 
-// Leaves devices alone: a difference may be written to one.
-void Discard(const std::string& path)
+// A device or a directory is not replaced.
+bool MayReplace(const std::string& path, std::string& error)
 {
     struct stat status {};
-    if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-        unlink(path.c_str());
+    if (stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) {
+        return true;
     }
+    error = "cannot write " + path + ": it is no regular file";
+    return false;
 }
 
 bool WriteWhole(const std::string& path, const std::string& content)
@@ -113,19 +147,22 @@ bool WriteWhole(const std::string& path, const std::string& content)
 // The difference is where it belongs, and the device will make the new file from it.
 bool WriteVerified(const std::string& difference, const DifferencePaths& paths, ByteView fresh, std::string& error)
 {
-    if (!WriteWhole(paths.difference, difference)) {
-        error = paths.difference + " cannot be written";
-        Discard(paths.difference);
+    const auto names = ScratchFilesOf(paths);
+    const ScratchFile written(names[0]);
+    const ScratchFile outcome(names[1]);
+    if (!WriteWhole(written.Path(), difference)) {
+        error = Handles::CannotWrite(paths.difference, errno);
         return false;
     }
-    const ScratchFile outcome(paths.difference + ".outcome." + std::to_string(getpid()));
-    const DifferenceResult result = ApplyDifference(paths.difference, paths.old, outcome.Path());
+    const DifferenceResult result = ApplyDifference(written.Path(), paths.old, outcome.Path());
     const std::optional<MappedFile> made = MappedFile::Open(outcome.Path());
     const bool isRight = result == DIFFERENCE_OK && made.has_value() && made->View().size == fresh.size &&
                          (fresh.size == 0 || std::memcmp(made->View().data, fresh.data, fresh.size) == 0);
     if (!isRight) {
         error = "the difference does not bring forth the new file: " + DifferenceResultText(result);
-        Discard(paths.difference);
+    } else if (std::rename(written.Path().c_str(), paths.difference.c_str()) != 0) {
+        error = Handles::CannotWrite(paths.difference, errno);
+        return false;
     }
     return isRight;
 }
@@ -136,23 +173,35 @@ const char* DifferenceKindName(DifferenceKind kind)
     return kind == DifferenceKind::ARCHIVE ? "archive" : kind == DifferenceKind::BYTES ? "bytes" : "plain";
 }
 
+std::vector<std::string> ScratchFilesOf(const DifferencePaths& paths)
+{
+    const std::string start = paths.difference + "." + std::to_string(getpid());
+    return {start + ".part", start + ".outcome"};
+}
+
 bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& options, DifferenceReport& report,
                     std::string& error)
 {
     const std::optional<MappedFile> old = MappedFile::Open(paths.old);
     const std::optional<MappedFile> fresh = MappedFile::Open(paths.fresh);
     if (!old.has_value() || !fresh.has_value()) {
-        error = (old.has_value() ? paths.fresh : paths.old) + " cannot be read";
+        error = Handles::CannotRead(old.has_value() ? paths.fresh : paths.old);
         return false;
     }
     if (std::max(old->View().size, fresh->View().size) > DIFFERENCE_OUTPUT_SIZE_MAX) {
         error = "a file of 2 GiB or more cannot be differenced";
         return false;
     }
+    if (!MayReplace(paths.difference, error)) {
+        return false;
+    }
     auto plainMade = std::async(std::launch::async, [&] { return MakePlainDifference(old->View(), fresh->View()); });
     Maker maker(old->View(), fresh->View(), options);
     const std::optional<std::string> own = options.isPlainOnly ? std::nullopt : maker.Make(report.entries);
+    const uint64_t size = fresh->View().size;
+    maker.Tell("compress", 0, size);
     const std::optional<std::string> plain = plainMade.get();
+    maker.Tell("compress", size, size);
     if (!plain.has_value()) {
         error = "zstd could not make a difference";
         return false;
@@ -160,7 +209,7 @@ bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& optio
     report.oldSize = old->View().size;
     report.newSize = fresh->View().size;
     report.plainSize = plain->size();
-    maker.Tell("verify", 0, 1);
+    maker.Tell("verify", 0, size);
     const bool isOwnSmaller = own.has_value() && own->size() < plain->size();
     if (isOwnSmaller && WriteVerified(*own, paths, fresh->View(), error)) {
         report.kind = report.entries != 0 ? DifferenceKind::ARCHIVE : DifferenceKind::BYTES;
@@ -174,7 +223,7 @@ bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& optio
             return false;
         }
     }
-    maker.Tell("verify", 1, 1);
+    maker.Tell("verify", size, size);
     return true;
 }
 } // namespace ORVX::Difference

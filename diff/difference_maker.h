@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "diff/difference_header.h"
 
@@ -25,7 +26,8 @@ struct DifferenceReport {
 // "archive", "bytes" or "plain".
 [[nodiscard]] const char* DifferenceKindName(DifferenceKind kind);
 
-// step: "inflate", "match", "encode" or "verify"; done counts up to total. Called from any thread, one at a time.
+// step: "inflate", "match", "encode", "compress" or "verify"; done counts up to total, both in bytes that the step goes
+// through. Called from any thread, one at a time.
 using DifferenceProgress = std::function<void(const std::string& step, uint64_t done, uint64_t total)>;
 
 struct DifferenceOptions {
@@ -41,11 +43,15 @@ struct DifferencePaths {
     std::string difference; // to be written
 };
 
-// Writes the difference, and for a moment a scratch file beside it. What was there under its path is replaced. False on
-// failure, with one line for people in error; then there is no difference, and report means nothing. Nobody may write
+// Writes the difference in scratch files beside it, and moves it in place when it is proven: what was there under its
+// path is replaced, if it was a regular file. False on failure, with one line for people in error; then what was there
+// is still there, nothing is beside it, and report means nothing. Nobody may write
 // to the two files meanwhile: they are mapped. Uses all cores; safe from any thread.
 [[nodiscard]] bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& options,
                                   DifferenceReport& report, std::string& error);
+
+// What a process that ends while it makes a difference may leave, and whoever ends it has to remove.
+[[nodiscard]] std::vector<std::string> ScratchFilesOf(const DifferencePaths& paths);
 } // namespace ORVX::Difference
 
 #endif

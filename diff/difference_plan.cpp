@@ -1,7 +1,6 @@
 #include "diff/difference_plan.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <optional>
 #include <unordered_map>
@@ -78,10 +77,13 @@ public:
     DifferencePlan Make(const std::function<void(size_t, size_t)>& progress)
     {
         FindChanged();
-        std::atomic<size_t> done{0};
+        size_t total = 0;
+        for (const Changed& changed : changed_) {
+            total += changed.entry->compressedSize;
+        }
         InParallel(changed_.size(), [&](size_t i) {
             LookInto(changed_[i]);
-            progress(++done, changed_.size());
+            progress(changed_[i].entry->compressedSize, total);
         });
         changed_.erase(std::remove_if(changed_.begin(), changed_.end(),
                                       [](const Changed& each) { return !each.level.has_value(); }),

@@ -42,10 +42,10 @@ struct DifferencePlan {
 };
 
 // Looks into both files. An entry is deflated anew when its data changed and when deflating its content at some level
-// gives its data bit for bit; everything else is raw. window: the most old content for one group. progress: done of
-// total, from any thread.
+// gives its data bit for bit; everything else is raw. window: the most old content for one group. progress: so many
+// more of the new file's bytes have been looked into, of total; from any thread, several at a time.
 [[nodiscard]] DifferencePlan MakeDifferencePlan(ByteView old, ByteView fresh, size_t window,
-                                                const std::function<void(size_t done, size_t total)>& progress);
+                                                const std::function<void(size_t bytes, size_t total)>& progress);
 } // namespace ORVX::Difference
 
 #endif

@@ -10,6 +10,8 @@ namespace {
 constexpr size_t GAIN_MIN = 8;
 // Longer common beginnings are not told apart while searching: this bounds the time on repetitive content.
 constexpr size_t COMPARED_MAX = 4096;
+// Bytes between two words about how far the search has come.
+constexpr size_t TOLD_AFTER = size_t{1} << 20;
 
 size_t CommonLength(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize)
 {
@@ -38,7 +40,10 @@ size_t Reach(size_t limit, IsEqual isEqual)
 // Goes through the new content and cuts it where another alignment becomes better than the current one.
 class Scan {
 public:
-    Scan(ByteView old, ByteView fresh) : old_(old), fresh_(fresh) {}
+    Scan(ByteView old, ByteView fresh, const Matcher::Progress& progress)
+        : old_(old), fresh_(fresh), progress_(progress)
+    {
+    }
 
     template <class Search>
     std::vector<Stretch> Run(Search longest)
@@ -64,11 +69,21 @@ public:
             if (length != score || position == fresh_.size) {
                 Cut(position, oldPosition);
             }
+            Tell(std::min(position, fresh_.size));
         }
+        Tell(fresh_.size);
         return std::move(stretches_);
     }
 
 private:
+    void Tell(size_t position)
+    {
+        if (position - told_ >= TOLD_AFTER || position == fresh_.size) {
+            progress_(position - told_);
+            told_ = position;
+        }
+    }
+
     bool FollowsCurrent(size_t position) const
     {
         const size_t old = position + lastOld_ - lastNew_;
@@ -125,6 +140,8 @@ private:
 
     ByteView old_;
     ByteView fresh_;
+    const Matcher::Progress& progress_;
+    size_t told_ = 0; // bytes that progress has heard of
     size_t lastNew_ = 0;
     size_t lastOld_ = 0;
     std::vector<Stretch> stretches_;
@@ -142,15 +159,16 @@ Matcher::Matcher(ByteView old) : old_(old)
     }
 }
 
-std::vector<Stretch> Matcher::Match(ByteView fresh) const
+std::vector<Stretch> Matcher::Match(ByteView fresh, const Progress& progress) const
 {
     if (fresh.size == 0) {
         return {};
     }
     if (suffixes_.empty()) {
+        progress(fresh.size);
         return {{0, 0, fresh.size}};
     }
-    return Scan(old_, fresh).Run([this](const uint8_t* text, size_t size) { return Longest(text, size); });
+    return Scan(old_, fresh, progress).Run([this](const uint8_t* text, size_t size) { return Longest(text, size); });
 }
 
 Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const

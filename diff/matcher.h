@@ -2,6 +2,7 @@
 #ifndef TAVOMEND_DIFF_MATCHER_H
 #define TAVOMEND_DIFF_MATCHER_H
 
+#include <functional>
 #include <vector>
 
 #include "diff/byte_view.h"
@@ -23,8 +24,10 @@ public:
     explicit Matcher(ByteView old);
 
     // Stretches that together make up the new content; none of them is empty. No old content at all, or too much of it
-    // to be sorted, gives a single stretch of extra bytes.
-    [[nodiscard]] std::vector<Stretch> Match(ByteView fresh) const;
+    // to be sorted, gives a single stretch of extra bytes. progress hears now and then how many more bytes of the new
+    // content have been gone through, in the end of all of them.
+    using Progress = std::function<void(size_t bytes)>;
+    [[nodiscard]] std::vector<Stretch> Match(ByteView fresh, const Progress& progress) const;
 
 private:
     struct Found {

@@ -1,5 +1,6 @@
 #include "formats/signature.h"
 
+#include <cerrno>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "handles/crypto.h"
+#include "handles/file_error.h"
 #include "handles/sha256.h"
 #include "platform/utility/file_utils.h"
 
@@ -29,8 +31,11 @@ Crypto<EVP_PKEY> ReadKey(const std::string& path, bool isPrivate, std::string& e
     Crypto<EVP_PKEY> key(isPrivate ? PEM_read_bio_PrivateKey(bio.get(), nullptr, noPassPhrase, nullptr)
                                    : PEM_read_bio_PUBKEY(bio.get(), nullptr, noPassPhrase, nullptr));
     if (key == nullptr || EVP_PKEY_get_base_id(key.get()) != EVP_PKEY_RSA) {
-        error = path + (isPrivate ? " holds no RSA private key (PEM, without a pass phrase)"
-                                  : " holds no RSA public key (PEM \"PUBLIC KEY\")");
+        const std::string unread = Handles::WhyUnreadable(path);
+        error = std::string("no usable ") + (isPrivate ? "private" : "public") + " key in " + path + ": " +
+                (!unread.empty() ? unread
+                 : isPrivate     ? "it holds no RSA private key (PEM, without a pass phrase)"
+                                 : "it holds no RSA public key (PEM \"PUBLIC KEY\")");
         key.reset();
     }
     return key;
@@ -48,7 +53,7 @@ bool ReadPieces(const std::string& path, const std::function<bool(const char*, s
     }
     const bool isRead = file.is_open() && !file.bad();
     if (!isRead) {
-        error = "cannot read " + path;
+        error = Handles::CannotRead(path);
     }
     return isRead;
 }
@@ -74,11 +79,22 @@ bool MakeKeyPair(int bits, const std::string& privatePath, const std::string& pu
     for (const auto& [path, isPrivate] : {std::pair{privatePath, true}, std::pair{publicPath, false}}) {
         const std::string pem = PemOf(key.get(), isPrivate);
         if (pem.empty() || !FileUtils::ReplaceFile(path, pem, isPrivate ? 0600 : 0644)) {
-            error = "cannot write " + path;
+            error = Handles::CannotWrite(path, errno);
             return false;
         }
     }
     return true;
+}
+
+bool CheckSigningKey(const std::string& privateKeyPath, std::string& error)
+{
+    const Crypto<EVP_PKEY> key = ReadKey(privateKeyPath, true, error);
+    const int bits = key == nullptr ? MIN_KEY_BITS : EVP_PKEY_get_bits(key.get());
+    if (bits < MIN_KEY_BITS) {
+        error = "no usable private key in " + privateKeyPath + ": it has " + std::to_string(bits) +
+                " bits, and a patch wants " + std::to_string(MIN_KEY_BITS) + " or more";
+    }
+    return key != nullptr && bits >= MIN_KEY_BITS;
 }
 
 bool SignFile(const std::string& path, const std::string& privateKeyPath, const std::string& signaturePath,
@@ -106,7 +122,7 @@ bool SignFile(const std::string& path, const std::string& privateKeyPath, const 
     }
     signature.resize(size);
     if (!FileUtils::ReplaceFile(signaturePath, signature, 0644)) {
-        error = "cannot write " + signaturePath;
+        error = Handles::CannotWrite(signaturePath, errno);
         return false;
     }
     return true;
@@ -127,7 +143,9 @@ bool VerifyFile(const std::string& path, const std::string& signaturePath, const
     const std::string signature = FileUtils::GetFileStream(signaturePath, MAX_SIGNATURE_SIZE);
     if (signature.empty()) {
         const bool isLarge = FileUtils::GetFileSize(signaturePath, FileUtils::Unit::BYTE) > 0;
-        error = signaturePath + (isLarge ? " is larger than a signature can be" : " is missing or empty");
+        const bool isUnread = !Handles::WhyUnreadable(signaturePath).empty();
+        error = isUnread ? Handles::CannotRead(signaturePath)
+                         : signaturePath + (isLarge ? " is larger than a signature can be" : " is empty");
         return false;
     }
     const Crypto<EVP_MD_CTX> context(EVP_MD_CTX_new());

@@ -10,16 +10,23 @@ namespace ORVX::Formats {
 // Bytes: twice what the longest key that libcrypto verifies with makes. A larger file is not read.
 constexpr size_t MAX_SIGNATURE_SIZE = 4096;
 
+// The smallest RSA key that packages are made with.
+constexpr int MIN_KEY_BITS = 2048;
+
 // Files are read in pieces, and written whole or not at all. Every failure gives one line for people in `error`.
 
 // Writes a new RSA key of so many bits: the private half with mode 0600, the public half ("PUBLIC KEY") with 0644.
 // Replaces what is there.
 [[nodiscard]] bool MakeKeyPair(int bits, const std::string& privatePath, const std::string& publicPath,
                                std::string& error);
+// Whether packages can be signed with a private key: RSA of at least MIN_KEY_BITS, without a pass phrase. A key that is
+// missing, of another kind or too small is "no usable private key", with the reason.
+[[nodiscard]] bool CheckSigningKey(const std::string& privateKeyPath, std::string& error);
 // Signs a file with a private key that has no pass phrase; the signature file gets mode 0644.
 [[nodiscard]] bool SignFile(const std::string& path, const std::string& privateKeyPath,
                             const std::string& signaturePath, std::string& error);
-// keyPath: a public key, or a private key, whose public half is taken.
+// keyPath: a public key, or a private key, whose public half is taken. A key file that is missing or holds something
+// else is "no usable public key", with the reason, and nothing is said about the signature then.
 [[nodiscard]] bool VerifyFile(const std::string& path, const std::string& signaturePath, const std::string& keyPath,
                               std::string& error);
 

@@ -1,6 +1,7 @@
 #include "formats/zip_archive.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -9,6 +10,7 @@
 #include <utility>
 #include <zlib.h>
 
+#include "handles/file_error.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::Formats {
@@ -40,8 +42,8 @@ void ZipArchive::Closer::operator()(void* zip) const
 
 std::optional<ZipArchive> ZipArchive::Open(const std::string& path, std::string& error)
 {
-    if (!FileUtils::FileIsExist(path)) {
-        error = "there is no file " + path;
+    if (!Handles::WhyUnreadable(path).empty()) {
+        error = Handles::CannotRead(path);
         return std::nullopt;
     }
     ZipArchive archive;
@@ -138,17 +140,18 @@ bool ZipArchive::ExtractMember(const std::string& name, const std::string& outPa
     }
     const std::string beside = outPath + ".part";
     if (!FileUtils::MakeDirs(outPath.substr(0, outPath.rfind('/')))) {
-        error = "cannot make the directory of " + outPath;
+        error = Handles::CannotWrite(outPath, errno);
         return false;
     }
     std::ofstream out(beside, std::ios::binary | std::ios::trunc);
     const auto write = [&out](const char* data, size_t size) {
         return static_cast<bool>(out.write(data, static_cast<std::streamsize>(size)));
     };
+    errno = 0;
     bool isDone = ReadThrough(*member, write, error);
     out.close();
     if (isDone && (!out.good() || !FileUtils::ReplaceFileByCopy(beside, outPath, 0644))) {
-        error = "cannot write " + outPath;
+        error = Handles::CannotWrite(outPath, errno);
         isDone = false;
     }
     std::remove(beside.c_str());
@@ -167,7 +170,10 @@ void ZipWriter::Closer::operator()(void* zip) const
     zipClose(zip, nullptr);
 }
 
-ZipWriter::ZipWriter(const std::string& path) : path_(path), zip_(zipOpen64(path.c_str(), APPEND_STATUS_CREATE)) {}
+ZipWriter::ZipWriter(const std::string& path) : path_(path), zip_(zipOpen64(path.c_str(), APPEND_STATUS_CREATE))
+{
+    openError_ = zip_ == nullptr ? errno : 0;
+}
 
 bool ZipWriter::Begin(const std::string& name, int level)
 {
@@ -186,7 +192,7 @@ bool ZipWriter::Write(const char* data, size_t size)
 bool ZipWriter::Told(bool isWritten, std::string& error) const
 {
     if (!isWritten) {
-        error = "cannot write " + path_;
+        error = Handles::CannotWrite(path_, zip_ == nullptr && openError_ != 0 ? openError_ : errno);
     }
     return isWritten;
 }
@@ -206,7 +212,7 @@ bool ZipWriter::AddFile(const std::string& name, const std::string& path, int le
         isWritten = Write(buffer.data(), static_cast<size_t>(in.gcount()));
     }
     if (!in.is_open() || in.bad()) {
-        error = "cannot read " + path;
+        error = Handles::CannotRead(path);
         return false;
     }
     return Told(isWritten && zipCloseFileInZip(zip_.get()) == ZIP_OK, error);

@@ -86,6 +86,7 @@ private:
 
     std::string path_;
     std::unique_ptr<void, Closer> zip_;
+    int openError_ = 0; // errno of a file that could not be created
 };
 } // namespace ORVX::Formats
 

@@ -116,7 +116,9 @@ bool ReplaceWith(const std::string& path, uint32_t mode, const std::function<boo
     OutputFile file(beside, mode);
     const bool isWritten = file.IsValid() && file.SetMode(mode) && writeContent(file) && file.Flush();
     if (!file.Close() || !isWritten || Layer().Rename(beside, path) != 0) {
+        const int reason = errno;
         static_cast<void>(Layer().Unlink(beside));
+        errno = reason;
         return false;
     }
     return FileUtils::SyncDir(dir);
@@ -330,7 +332,11 @@ bool FileUtils::MakeDirs(const std::string& path)
         return false;
     }
     if (!MakeDir(path)) {
-        return errno == EEXIST && DirIsExist(path);
+        if (errno != EEXIST || DirIsExist(path)) {
+            return errno == EEXIST;
+        }
+        errno = ENOTDIR; // says more than that something is there
+        return false;
     }
     if (!SyncDir(parent)) {
         static_cast<void>(Layer().Rmdir(path)); // or the next call would take its name for flushed

@@ -58,12 +58,13 @@ public:
     // mkdir(2), with mode 0755, and not flushed; errno tells the reason of a failure.
     static bool MakeDir(const std::string& path);
     // Creates a directory and its parents with mode 0755 and flushes their names, so that what is put there is not
-    // lost with them. True when it is there afterwards; after a failure the parents that could be made stay.
+    // lost with them. True when it is there afterwards; after a failure, whose reason errno tells, the parents that
+    // could be made stay.
     static bool MakeDirs(const std::string& path);
     // Puts content in place of a file so that a power cut leaves the old content or the new: write beside (PATH.new),
     // fsync, rename, fsync of the directory. The directory is created when it is missing. mode: of the new file. After
     // a failure the old file stands and nothing is beside it; only when the last step fails, the new one stands and
-    // may not survive a power cut.
+    // may not survive a power cut. errno tells the reason of a failure.
     [[nodiscard]] static bool ReplaceFile(const std::string& path, const std::string& content, uint32_t mode);
     // The same for the content of another file. copied: told how many bytes have been copied, piece by piece.
     using Copied = std::function<void(uint64_t done)>;

@@ -213,13 +213,13 @@ TEST_F(MakerTest, TellsItsStepsUpToTheirEnds)
     };
     ASSERT_TRUE(Make("old", "difference")) << error_;
     using Steps = decltype(steps);
-    EXPECT_EQ(steps, (Steps{{"inflate", 0}, {"match", 0}, {"encode", 0}, {"verify", 0}}));
+    EXPECT_EQ(steps, (Steps{{"inflate", 0}, {"match", 0}, {"encode", 0}, {"compress", 0}, {"verify", 0}}));
     EXPECT_EQ(Files(), (std::set<std::string>{"difference", "new", "old"}));
 
     options_.isPlainOnly = true;
     steps.clear();
     ASSERT_TRUE(Make("old", "plain")) << error_;
-    EXPECT_EQ(steps, (Steps{{"verify", 0}}));
+    EXPECT_EQ(steps, (Steps{{"compress", 0}, {"verify", 0}}));
     EXPECT_EQ(report_.kind, DifferenceKind::PLAIN);
     EXPECT_EQ(report_.entries, 0U);
     EXPECT_EQ(report_.differenceSize, report_.plainSize);
@@ -234,19 +234,22 @@ TEST_F(MakerTest, ADifferenceThatDoesNotStandTheProofIsNotHandedOut)
     EXPECT_EQ(report_.entries, 0U);
     EXPECT_EQ(scratch_.Read("difference").size(), report_.differenceSize);
 
+    const std::string former = scratch_.Read("difference");
     g_system.fsync.error = EIO;
     EXPECT_FALSE(Make("old", "difference"));
     EXPECT_EQ(error_, "the difference does not bring forth the new file: the new file cannot be written");
-    EXPECT_EQ(Files(), (std::set<std::string>{"new", "old"}));
+    EXPECT_EQ(Files(), (std::set<std::string>{"difference", "new", "old"}));
+    EXPECT_TRUE(scratch_.Read("difference") == former);
 }
 
 TEST_F(MakerTest, WhatGoesWrongIsSaidInOneLine)
 {
     EXPECT_FALSE(Make("missing", "difference"));
-    EXPECT_EQ(error_, scratch_.Path("missing") + " cannot be read");
+    EXPECT_EQ(error_, "cannot read " + scratch_.Path("missing") + ": No such file or directory");
     EXPECT_FALSE(Make("old", "nowhere/difference"));
+    EXPECT_EQ(error_, "cannot write " + scratch_.Path("nowhere/difference") + ": No such file or directory");
     std::filesystem::create_symlink("/dev/null", scratch_.Path("null"));
-    EXPECT_FALSE(Make("old", "null")); // nothing can be read back; what is no file of ours stays
+    EXPECT_FALSE(Make("old", "null")); // what is no file of ours stays
     EXPECT_EQ(Files(), (std::set<std::string>{"new", "null", "old"}));
     ASSERT_EQ(truncate(scratch_.Path("old").c_str(), off_t{1} << 31), 0);
     EXPECT_FALSE(Make("old", "difference"));

@@ -59,13 +59,13 @@ TEST_F(SignatureTest, SignsAsOpensslDoes)
     EXPECT_EQ(ReadFile("/tmp/made"), SIGNATURE);
     EXPECT_EQ(ModeOf("/tmp/made"), 0644U);
 
-    EXPECT_EQ(WhyNotSigned("/tmp", "/tmp/private"), "cannot read /tmp");
+    EXPECT_EQ(WhyNotSigned("/tmp", "/tmp/private"), "cannot read /tmp: Is a directory");
     WriteFile("/tmp/key", EC_PEM);
     for (const std::string key : {"/tmp/public", "/tmp/key"}) {
-        EXPECT_EQ(WhyNotSigned("/tmp/file", key), key + " holds no RSA private key (PEM, without a pass phrase)");
+        EXPECT_EQ(WhyNotSigned("/tmp/file", key), "no usable private key in " + key + ": it holds no RSA private key (PEM, without a pass phrase)");
     }
     const FileSizeLimit limit(100);
-    EXPECT_EQ(WhyNotSigned("/tmp/file", "/tmp/private"), "cannot write /tmp/made");
+    EXPECT_EQ(WhyNotSigned("/tmp/file", "/tmp/private"), "cannot write /tmp/made: File too large");
     EXPECT_EQ(ReadFile("/tmp/made"), SIGNATURE); // the old one
 }
 
@@ -74,10 +74,13 @@ TEST_F(SignatureTest, VerifiesWithEitherHalfOfTheKey)
     error_ = "an earlier error";
     EXPECT_TRUE(VerifyFile("/tmp/file", "/tmp/sign", "/tmp/public", error_)) << error_;
     EXPECT_TRUE(VerifyFile("/tmp/file", "/tmp/sign", "/tmp/private", error_)) << error_;
+    EXPECT_EQ(WhyNotVerified("/tmp/none"), "no usable public key in /tmp/none: No such file or directory");
     WriteFile("/tmp/key", EC_PEM);
-    EXPECT_EQ(WhyNotVerified("/tmp/key"), "/tmp/key holds no RSA public key (PEM \"PUBLIC KEY\")");
+    EXPECT_EQ(WhyNotVerified("/tmp/key"), "no usable public key in /tmp/key: it holds no RSA public key (PEM \"PUBLIC KEY\")");
     WriteFile("/tmp/sign", "");
-    EXPECT_EQ(WhyNotVerified("/tmp/public"), "/tmp/sign is missing or empty");
+    EXPECT_EQ(WhyNotVerified("/tmp/public"), "/tmp/sign is empty");
+    std::filesystem::remove("/tmp/sign");
+    EXPECT_EQ(WhyNotVerified("/tmp/public"), "cannot read /tmp/sign: No such file or directory");
     for (const size_t size : {4096U, 4097U}) {
         WriteFile("/tmp/sign", std::string(size, 's'));
         EXPECT_EQ(WhyNotVerified("/tmp/public"),
@@ -87,7 +90,7 @@ TEST_F(SignatureTest, VerifiesWithEitherHalfOfTheKey)
     WriteFile("/tmp/file", std::string(CONTENT) + "\n");
     EXPECT_EQ(WhyNotVerified("/tmp/public"), "the signature does not verify");
     std::filesystem::remove("/tmp/file");
-    EXPECT_EQ(WhyNotVerified("/tmp/public"), "cannot read /tmp/file");
+    EXPECT_EQ(WhyNotVerified("/tmp/public"), "cannot read /tmp/file: No such file or directory");
 }
 
 TEST_F(SignatureTest, MakesKeyPairsAndHashes)
@@ -99,16 +102,21 @@ TEST_F(SignatureTest, MakesKeyPairsAndHashes)
     EXPECT_EQ(ReadFile("/tmp/made").size(), 256U); // as many bytes as the key has
     EXPECT_TRUE(VerifyFile("/tmp/file", "/tmp/made", "/tmp/new/public", error_)) << error_;
 
+    // `openssl rsa -text` tells the size of the tests' own key.
+    EXPECT_TRUE(CheckSigningKey("/tmp/new/private", error_)) << error_;
+    EXPECT_FALSE(CheckSigningKey("/tmp/private", error_));
+    EXPECT_EQ(error_, "no usable private key in /tmp/private: it has 1024 bits, and a patch wants 2048 or more");
+
     EXPECT_FALSE(MakeKeyPair(16, "/tmp/small/private", "/tmp/small/public", error_));
     EXPECT_EQ(error_, "libcrypto cannot make a key of 16 bits");
     EXPECT_FALSE(MakeKeyPair(2048, "/tmp/file/private", "/tmp/small/public", error_));
-    EXPECT_EQ(error_, "cannot write /tmp/file/private");
+    EXPECT_EQ(error_, "cannot write /tmp/file/private: Not a directory");
     EXPECT_FALSE(Exists("/tmp/small/public"));
 
     WriteFile("/tmp/big", std::string(1000000, 'a')); // FIPS 180 has this one as an example
     EXPECT_EQ(Sha256OfFile("/tmp/big", error_), "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
     EXPECT_EQ(Sha256OfFile("/tmp/none", error_), "");
-    EXPECT_EQ(error_, "cannot read /tmp/none");
+    EXPECT_EQ(error_, "cannot read /tmp/none: No such file or directory");
     EXPECT_TRUE(IsSameHash("00aAfF", "00AaFf"));
     EXPECT_FALSE(IsSameHash("00aa", "00ab"));
 }
