@@ -93,6 +93,6 @@ PackageView ViewPackage(const std::string& package, const std::string& signature
 std::string WhyNoPublicKey()
 {
     std::string problem;
-    return Formats::HasPublicKey(Formats::PUBLIC_KEY_PATH, problem) ? "" : "no usable public key: " + problem;
+    return Formats::HasPublicKey(Formats::PUBLIC_KEY_PATH, problem) ? "" : problem;
 }
 } // namespace ORVX::TavomendHosting

@@ -1,6 +1,5 @@
-#include "apps/tavomend/command_line.h"
-
 #include "apps/common/standard_output.h"
+#include "apps/tavomend/command_line.h"
 
 int main(int argc, char** argv)
 {

@@ -101,8 +101,8 @@ TEST(ProgramTest, SpeaksToPeople)
           {"deliver @/Hot.vab none", 1, "", "cannot read none: No such file or directory"},
           {"deliver @ none", 1, "", "cannot read @: Is a directory"},
           {"device init", 1, "", "there is a device in @/dev already"},
-          {"device install none.vab", 1, "", "cannot copy none.vab to the device"},
-          {"device install @/Hot.vab none.vab", 1, "", "cannot copy none.vab to the device"},
+          {"device install none.vab", 1, "", "cannot read none.vab: No such file or directory"},
+          {"device install @/Hot.vab none.vab", 1, "", "cannot read none.vab: No such file or directory"},
           {"device install @/Hot.vab @/Cold.vab", 1, "", "@/Cold.vab does not belong to com.hot version 1"},
           {"device install @/Hot0.vab", 1, "", "com.hot version 0 is older than the installed 1"},
           {"device install @/Single2.vab --user 0", 0, "installed com.single version 2\n", ""},
@@ -428,8 +428,8 @@ TEST(ProgramTest, LaysOutADevice)
         std::string error;
     };
     const Case cases[] = {
-        {"busy", "", "cannot make the directory @/busy"},
-        {"made/deep", "--public-key @/none.pem", "@/none.pem is no PEM public key"},
+        {"busy", "", "cannot make the directory @/busy: Not a directory"},
+        {"made/deep", "--public-key @/none.pem", "cannot read @/none.pem: No such file or directory"},
         {"made", "--public-key @/not.pem", "@/not.pem is no PEM public key"},
         {"made", "--factory @/Hot.vab @/not.pem", "@/not.pem is no zip archive, or its end is missing"},
         {"made", "--factory @/Hot.vab @/more/Hot.vab",
@@ -445,10 +445,11 @@ TEST(ProgramTest, LaysOutADevice)
         {"made", "--base-version '1`2'", badVersion},
         {"made", "--base-version 1\x7f", badVersion},
         {"made", "--base-version 1\u00e4", badVersion},
-        {"locked1", "", "cannot write @/locked1/etc/os-release"},
-        {"locked2", "--public-key @/key.pem", "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem"},
-        {"locked3", "--factory @/Hot.vab", "cannot copy @/Hot.vab to @/locked3/system/app/Hot"},
-        {"locked4", "", "cannot make the directory /data/app"},
+        {"locked1", "", "cannot write @/locked1/etc/os-release: Is a directory"},
+        {"locked2", "--public-key @/key.pem",
+         "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem: Is a directory"},
+        {"locked3", "--factory @/Hot.vab", "cannot write @/locked3/system/app/Hot/Hot.vab: Is a directory"},
+        {"locked4", "", "cannot make the directory /data/app: Not a directory"},
         {"locked6", "--factory @/Hot.vab", "com.hot has not been taken; -v shows why"},
         {"locked5", "", "the bundle store cannot be put in place: Is a directory"},
     };
