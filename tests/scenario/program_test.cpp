@@ -360,6 +360,23 @@ TEST(ProgramTest, TellsWrongUsageFromFailure)
     EXPECT_EQ(world.Tavomend("--version").out, "1.0.0\n");
 }
 
+// A package can be anybody's, and its text must not pass for the program's, or reach the terminal as it is.
+TEST(ProgramTest, ShowsWhatPackagesSayOnOneLine)
+{
+    const DeviceWorld world;
+    PatchRecipe recipe = OneHotApplication();
+    recipe.version = R"(p\u001b[2J\nin force: all)";
+    recipe.apps[0].bundleName = R"(com.odd\u0007)";
+    world.Deliver(recipe);
+    Play(world, {{"version", 0, "p\\x1b[2J\\nin force: all\n", ""},
+                 {"status", 0,
+                  "in force: none\npending: p\\x1b[2J\\nin force: all: com.odd\\x07\nno operation has been recorded\n"
+                  "next step: apply\n",
+                  ""},
+                 {"load --stage sa", 1, "",
+                  "load failed: com.odd\\x07: a file is missing from the package or damaged in it (0|440)"}});
+}
+
 // A script must not take half an answer for the whole.
 TEST(ProgramTest, FailsWhenItsAnswerCannotBeWritten)
 {
