@@ -6,6 +6,8 @@
 #include "hosting/device_view.h"
 #include "hosting/kept_packages.h"
 #include "hosting/requests.h"
+#include "platform/utility/sys_utils.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/unit/hosting/hosted_device.h"
 
 namespace ORVX::TavomendTest {
@@ -174,6 +176,11 @@ TEST_F(DeviceViewTest, ARevokeSaysWhatKeptItFromItsWork)
     MakeDevice();
     Enforce();
     PlaceCold(2);
+    {
+        FaultyFileLayer layer;
+        layer.FailCall("rename", 1, EIO); // of the recover list
+        EXPECT_EQ(Load(TavomendEngine::RUNNING_STAGE_INIT).find("failed: the engine has recorded no reason ["), 0U);
+    }
     EXPECT_NE(Apply().find("failed: an application does not run the version that the patch asks for ["),
               std::string::npos);
 }
