@@ -1,7 +1,11 @@
 // What only the program tavomend does: what it prints for people and for scripts, its exit codes, its device folders.
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
 #include <regex>
+#include <set>
+#include <sstream>
 
 #include "tests/scenario/device_world.h"
 #include "tests/support/device_fixture.h"
@@ -211,6 +215,35 @@ const char* const FAILED_APPLY =
     R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
 {"schema":1,"event":"error","error":{"code":"failed","message":"apply failed: com.hot: a bundle file is broken (0|1002)"}}
 )-";
+// Adds the types of an object's names, and of those below it.
+void AddTypes(const nlohmann::json& value, std::map<std::string, std::set<std::string>>& types)
+{
+    for (const auto& [name, member] : value.items()) {
+        if (value.is_object()) {
+            types[name].insert(member.type_name());
+        }
+        if (member.is_structured()) {
+            AddTypes(member, types);
+        }
+    }
+}
+
+// Each line names its event, and what a name means does not depend on the line.
+void ExpectOneTypeAName(const std::string& text)
+{
+    std::map<std::string, std::set<std::string>> types;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        const auto object = nlohmann::json::parse(line, nullptr, false);
+        EXPECT_TRUE(object.is_object() && object.value("schema", 0) == 1 && object.contains("event")) << line;
+        AddTypes(object, types);
+    }
+    EXPECT_GT(types.size(), 30U);
+    for (const auto& [name, kinds] : types) {
+        EXPECT_EQ(kinds.size(), 1U) << name;
+    }
+}
+
 const char* const ENDED_BOOT = R"({"schema":1,"event":"begin","stage":"init stage"}
 {"schema":1,"event":"result","outcome":"nothing","status":"activites_failed"}
 {"schema":1,"event":"stage","stage":"init stage","exit":3}
@@ -261,8 +294,10 @@ TEST(ProgramTest, GivesScriptsJson)
          R"({"schema":1,"event":"install","verdict":1002,"message":"@/broken.vab is no zip archive, or its end is missing"}
 {"schema":1,"event":"error","error":{"code":"failed","message":"@/broken.vab is no zip archive, or its end is missing"}})"},
     };
+    std::string all;
     for (const auto& [arguments, out] : calls) {
         const CliResult result = world.Tavomend("--json " + InWorld(world, arguments));
+        all += result.out;
         EXPECT_EQ(WithoutTimes(result.out), InWorld(world, out) + "\n") << arguments << result.err;
     }
     const std::string list = world.Tavomend("--json device list").out;
@@ -285,6 +320,8 @@ TEST(ProgramTest, GivesScriptsJson)
                           "tavomend: apply failed: com.hot: a bundle file is broken (0|1002)\n");
     BreakAnInstalledVersion(world);
     EXPECT_EQ(world.Tavomend("--json boot").out, ENDED_BOOT);
+    ExpectOneTypeAName(all + list + failed.out + ENDED_BOOT + world.Tavomend("bogus --json").out +
+                       world.Tavomend("--json load --stage late").out);
 }
 
 TEST(ProgramTest, NeedsItsDevicesBundleStore)
