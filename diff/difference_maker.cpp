@@ -145,7 +145,8 @@ bool WriteWhole(const std::string& path, const std::string& content)
 }
 
 // The difference is where it belongs, and the device will make the new file from it.
-bool WriteVerified(const std::string& difference, const DifferencePaths& paths, ByteView fresh, std::string& error)
+bool WriteVerified(const std::string& difference, const DifferencePaths& paths, ByteView fresh,
+                   const std::function<void()>& beforeMove, std::string& error)
 {
     const auto names = ScratchFilesOf(paths);
     const ScratchFile written(names[0]);
@@ -160,11 +161,16 @@ bool WriteVerified(const std::string& difference, const DifferencePaths& paths, 
                          (fresh.size == 0 || std::memcmp(made->View().data, fresh.data, fresh.size) == 0);
     if (!isRight) {
         error = "the difference does not bring forth the new file: " + DifferenceResultText(result);
-    } else if (std::rename(written.Path().c_str(), paths.difference.c_str()) != 0) {
+        return false;
+    }
+    if (beforeMove) {
+        beforeMove();
+    }
+    if (std::rename(written.Path().c_str(), paths.difference.c_str()) != 0) {
         error = Handles::CannotWrite(paths.difference, errno);
         return false;
     }
-    return isRight;
+    return true;
 }
 } // namespace
 
@@ -211,7 +217,7 @@ bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& optio
     report.plainSize = plain->size();
     maker.Tell("verify", 0, size);
     const bool isOwnSmaller = own.has_value() && own->size() < plain->size();
-    if (isOwnSmaller && WriteVerified(*own, paths, fresh->View(), error)) {
+    if (isOwnSmaller && WriteVerified(*own, paths, fresh->View(), options.beforeMove, error)) {
         report.kind = report.entries != 0 ? DifferenceKind::ARCHIVE : DifferenceKind::BYTES;
         report.differenceSize = own->size();
     } else {
@@ -219,7 +225,7 @@ bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& optio
         report.entries = 0;
         report.kind = DifferenceKind::PLAIN;
         report.differenceSize = plain->size();
-        if (!WriteVerified(*plain, paths, fresh->View(), error)) {
+        if (!WriteVerified(*plain, paths, fresh->View(), options.beforeMove, error)) {
             return false;
         }
     }

@@ -32,7 +32,8 @@ using DifferenceProgress = std::function<void(const std::string& step, uint64_t 
 
 struct DifferenceOptions {
     DifferenceProgress progress;
-    bool isPlainOnly = false; // no other kind is tried: for devices whose difference library knows zstd alone
+    std::function<void()> beforeMove; // called when the difference is proven, before it is moved in place; may be empty
+    bool isPlainOnly = false;         // no other kind is tried: for devices whose difference library knows zstd alone
     // Most inflated old content that the device shall hold at a time, in bytes; at least 4.
     size_t window = DIFFERENCE_WINDOW_MAX;
 };

@@ -54,13 +54,13 @@ void Console::Remark(const std::string& text) const
 
 void Console::Note(const std::string& text) const
 {
-    Emit("note", {{"message", text}});
+    Emit("note", {{"message", Printable(text)}});
     Remark("note: " + text);
 }
 
 int Console::Fail(const std::string& text, const Failure& kind) const
 {
-    Emit("error", {{"error", {{"code", kind.code}, {"message", text}}}});
+    Emit("error", {{"error", {{"code", kind.code}, {"message", Printable(text)}}}});
     const std::string name = std::string(program_) + ":";
     Write(std::cerr, (hasColour_ ? "\033[31m" + name + "\033[0m" : name) + " " + Printable(text) + "\n");
     return kind.exitCode;
@@ -74,6 +74,12 @@ void Console::Emit(const char* event, const nlohmann::ordered_json& fields) cons
     nlohmann::ordered_json line = {{"schema", SCHEMA}, {"event", event}};
     line.update(fields);
     Write(std::cout, line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+}
+
+bool Console::IsHeard() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::cout.good();
 }
 
 void Console::ShowBar(const std::string& bar) const

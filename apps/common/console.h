@@ -35,8 +35,8 @@ public:
     // One line, or lines that end with a line feed already. Control characters are shown as escapes (Printable); a
     // text of others that may hold line feeds is made Printable by the caller.
     void Say(const std::string& text) const;
-    // One line on standard error, line feeds of the text escaped too, and the event "error" with it; gives the exit
-    // code of that kind of failure.
+    // One line on standard error, line feeds of the text escaped too, and the event "error" with the same text; gives
+    // the exit code of that kind of failure.
     int Fail(const std::string& text, const Failure& kind = FAILED) const;
     // One line of JSON: the schema number, the event, and then the fields of an object. A field has the same type in
     // every event of both programs. Does nothing without JSON.
@@ -47,6 +47,8 @@ public:
     void Note(const std::string& text) const;
     // Whether standard error is a terminal that may have a bar; never with JSON.
     [[nodiscard]] bool HasBar() const { return hasBar_; }
+    // Whether everything that was written to standard output has arrived, as far as the system has told.
+    [[nodiscard]] bool IsHeard() const;
     // Puts a bar on the terminal's line, in place of the one before. It goes before anything else is written, and with
     // TakeBarAway. Progress draws it.
     void ShowBar(const std::string& bar) const;

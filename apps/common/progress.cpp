@@ -9,11 +9,15 @@ constexpr auto BETWEEN_BARS = std::chrono::milliseconds(100);
 constexpr auto BETWEEN_LINES = std::chrono::seconds(1);
 constexpr size_t BAR_WIDTH = 30;
 constexpr double MEGABYTE = 1e6;
+constexpr double KILOBYTE = 1e3;
 
-std::string Megabytes(uint64_t bytes)
+std::string HowFar(uint64_t done, uint64_t total)
 {
-    char text[32];
-    snprintf(text, sizeof(text), "%.1f", static_cast<double>(bytes) / MEGABYTE);
+    const bool isLarge = static_cast<double>(total) >= MEGABYTE;
+    const double unit = isLarge ? MEGABYTE : KILOBYTE;
+    char text[64];
+    snprintf(text, sizeof(text), "%.1f of %.1f %s", static_cast<double>(done) / unit, static_cast<double>(total) / unit,
+             isLarge ? "MB" : "kB");
     return text;
 }
 
@@ -43,7 +47,7 @@ void Progress::Report(const std::string& step, uint64_t done, uint64_t total)
         return;
     }
     step_ = step;
-    const std::string text = step + ", " + Megabytes(done) + " of " + Megabytes(total) + " MB";
+    const std::string text = step + ", " + HowFar(done, total);
     if (console_.HasBar()) {
         next_ = now + BETWEEN_BARS;
         const size_t filled = FilledOf(done, total);

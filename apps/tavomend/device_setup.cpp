@@ -124,8 +124,7 @@ std::optional<FactoryFiles> PlaceFactoryFiles(const std::vector<std::string>& fi
                 former->second + " and " + file + " would both become " + target + ": give one of them another name";
             return std::nullopt;
         }
-        if (AddToBundleFileSet(file, *manifest, factory.bundles[manifest->bundleName], error) !=
-            TavomendHost::INSTALL_OK) {
+        if (!factory.bundles[manifest->bundleName].Add(file, *manifest, error)) {
             return std::nullopt;
         }
         factory.targets[file] = target;

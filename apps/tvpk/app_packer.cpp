@@ -1,12 +1,14 @@
 #include "apps/tvpk/app_packer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <vector>
 
 #include "formats/bundle_file.h"
 #include "formats/zip_archive.h"
+#include "handles/file_error.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::Tvpk {
@@ -43,14 +45,23 @@ bool WriteArchive(const std::string& directory, const std::vector<fs::path>& fil
             return false;
         }
     }
-    return archive.Close(error);
+    return archive.Close(error) && Formats::BundleFile::Read(path, error).has_value();
+}
+
+// Why a path is no directory that can be listed; empty when it is one.
+std::string WhyNoDirectory(const std::string& path)
+{
+    std::error_code failure;
+    const fs::directory_iterator entries(path, failure);
+    return failure ? "cannot read " + path + ": " + failure.message() : "";
 }
 } // namespace
 
-bool PackApp(const std::string& directory, const std::string& outPath, int level, std::string& error)
+bool PackApp(const std::string& directory, const std::string& outPath, int level, Interruption& interruption,
+             std::string& error)
 {
-    if (!FileUtils::DirIsExist(directory)) {
-        error = "there is no directory " + directory;
+    error = WhyNoDirectory(directory);
+    if (!error.empty()) {
         return false;
     }
     const std::string manifestPath = (fs::path(directory) / Formats::MANIFEST_MEMBER).string();
@@ -67,12 +78,18 @@ bool PackApp(const std::string& directory, const std::string& outPath, int level
         return false;
     }
     const std::string beside = outPath + ".part";
-    const bool isDone = WriteArchive(directory, files, beside, level, error) &&
-                        Formats::BundleFile::Read(beside, error).has_value() &&
-                        std::rename(beside.c_str(), outPath.c_str()) == 0;
+    interruption.SetCleanUp([&beside] { std::remove(beside.c_str()); });
+    bool isDone = false;
+    interruption.Allow([&] { isDone = WriteArchive(directory, files, beside, level, error); });
+    if (isDone && std::rename(beside.c_str(), outPath.c_str()) != 0) {
+        error = Handles::CannotWrite(outPath, errno);
+        isDone = false;
+    }
+    interruption.SetCleanUp(nullptr);
     if (!isDone) {
         std::remove(beside.c_str());
-        error = error.empty() ? "cannot write " + outPath : error;
+        const size_t at = error.find(beside);
+        error = at == std::string::npos ? error : error.replace(at, beside.size(), outPath);
     }
     return isDone;
 }

@@ -1,10 +1,31 @@
-// The commands of tvpk: each one's arguments, what it prints and its exit code.
+// The commands of tvpk: each carries itself out, shows what came of it for people and scripts, and gives the exit code.
 #ifndef TAVOMEND_APPS_TVPK_COMMANDS_H
 #define TAVOMEND_APPS_TVPK_COMMANDS_H
 
+#include <string>
+
+#include "apps/common/console.h"
+
 namespace ORVX::Tvpk {
-// 0 done, 1 failed, 2 wrong usage. Failures go to standard error, in one line each.
-[[nodiscard]] int RunTvpk(int argc, char** argv);
+struct MakeRequest {
+    std::string release;
+    std::string privateKey;
+    std::string outDir;
+    bool isPlainOnly = false;
+};
+
+struct VerifyRequest {
+    std::string package;
+    std::string signature;
+    std::string publicKey;
+};
+
+[[nodiscard]] int RunKeygen(const Cli::Console& console, const std::string& outDir, int bits);
+[[nodiscard]] int RunPack(const Cli::Console& console, const std::string& directory, const std::string& outPath,
+                          int level);
+[[nodiscard]] int RunMake(const Cli::Console& console, const MakeRequest& request);
+[[nodiscard]] int RunInspect(const Cli::Console& console, const std::string& package);
+[[nodiscard]] int RunVerify(const Cli::Console& console, const VerifyRequest& request);
 } // namespace ORVX::Tvpk
 
 #endif

@@ -1,38 +1,23 @@
 #include "apps/tvpk/diff_commands.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
+#include "apps/common/progress.h"
+#include "apps/tvpk/interruption.h"
 #include "diff/difference_applier.h"
 #include "diff/difference_header.h"
 #include "diff/difference_maker.h"
 #include "diff/difference_result.h"
 #include "diff/mapped_file.h"
+#include "handles/file_error.h"
 
 namespace ORVX::Tvpk {
+namespace fs = std::filesystem;
+
 namespace {
-constexpr int EXIT_DONE = 0;
-constexpr int EXIT_FAILED = 1;
-constexpr int SCHEMA = 1;
-
-int Fail(const std::string& reason)
-{
-    std::fprintf(stderr, "tvpk: %s\n", reason.c_str());
-    return EXIT_FAILED;
-}
-
-// One line that is written over, on a terminal only.
-void ShowProgress(const std::string& step, uint64_t done, uint64_t total)
-{
-    std::fprintf(stderr, "\r%-8s %llu/%llu\033[K", step.c_str(), static_cast<unsigned long long>(done),
-                 static_cast<unsigned long long>(total));
-    if (step == "verify" && done == total) {
-        std::fprintf(stderr, "\r\033[K");
-    }
-}
-
 // "tvdf" for the archive-aware format, "zstd" for a plain frame.
 const char* FormatName(const std::string& differencePath)
 {
@@ -43,83 +28,130 @@ const char* FormatName(const std::string& differencePath)
 uint64_t SizeOf(const std::string& path)
 {
     std::error_code error;
-    const uintmax_t size = std::filesystem::file_size(path, error);
+    const uintmax_t size = fs::file_size(path, error);
     return error ? 0 : size;
 }
 
-nlohmann::ordered_json ToJson(const Difference::DifferenceReport& report)
+void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& report)
 {
-    return {{"schema", SCHEMA},
-            {"command", "diff"},
-            {"kind", Difference::DifferenceKindName(report.kind)},
-            {"oldSize", report.oldSize},
-            {"newSize", report.newSize},
-            {"diffSize", report.differenceSize},
-            {"plainSize", report.plainSize},
-            {"entries", report.entries}};
-}
-} // namespace
-
-DiffCommands::DiffCommands(CLI::App& program, int& result)
-{
-    CLI::App* const diff = program.add_subcommand("diff", "Make the difference between two files");
-    diff->add_option("OLD", oldPath_, "The old file")->required();
-    diff->add_option("NEW", newPath_, "The new file")->required();
-    diff->add_option("OUT", differencePath_, "The difference to write")->required();
-    diff->add_flag("--json", json_, "JSON on standard output");
-    diff->callback([this, &result] { result = Diff(); });
-
-    CLI::App* const patch = program.add_subcommand("patch", "Make the new file from a difference and the old file");
-    patch->add_option("DIFF", differencePath_, "The difference")->required();
-    patch->add_option("OLD", oldPath_, "The old file")->required();
-    patch->add_option("OUT", newPath_, "The new file to write")->required();
-    patch->add_flag("--json", json_, "JSON on standard output");
-    patch->callback([this, &result] { result = Patch(); });
-}
-
-int DiffCommands::Diff() const
-{
-    Difference::DifferenceOptions options;
-    if (isatty(STDERR_FILENO) != 0) {
-        options.progress = ShowProgress;
-    }
-    Difference::DifferenceReport report;
-    std::string error;
-    if (!Difference::MakeDifference({oldPath_, newPath_, differencePath_}, options, report, error)) {
-        return Fail(error);
-    }
-    if (json_) {
-        std::printf("%s\n", ToJson(report).dump(2).c_str());
-        return EXIT_DONE;
+    const char* kind = Difference::DifferenceKindName(report.kind);
+    console.Emit("diff", {{"kind", kind},
+                          {"oldSize", report.oldSize},
+                          {"newSize", report.newSize},
+                          {"diffSize", report.differenceSize},
+                          {"plainSize", report.plainSize},
+                          {"entries", report.entries}});
+    if (console.IsJson()) {
+        return;
     }
     const double share = report.newSize != 0
                              ? 100.0 * static_cast<double>(report.differenceSize) / static_cast<double>(report.newSize)
                              : 0;
-    std::printf("%s: %llu bytes for a file of %llu (%.1f %%); plain zstd: %llu\n",
-                Difference::DifferenceKindName(report.kind), static_cast<unsigned long long>(report.differenceSize),
-                static_cast<unsigned long long>(report.newSize), share,
-                static_cast<unsigned long long>(report.plainSize));
-    return EXIT_DONE;
+    char percent[16];
+    snprintf(percent, sizeof(percent), "%.1f", share);
+    console.Say(std::string(kind) + ": " + std::to_string(report.differenceSize) + " bytes for a file of " +
+                std::to_string(report.newSize) + " (" + percent +
+                " %); plain zstd: " + std::to_string(report.plainSize));
 }
 
-int DiffCommands::Patch() const
+// A regular file, which gives way to the new one, or a link, which does so itself.
+bool MayReplace(const std::string& path)
 {
-    const int result = Difference::ApplyDifference(differencePath_, oldPath_, newPath_);
-    const std::string text = Difference::DifferenceResultText(result);
-    const bool isDone = result == Difference::DIFFERENCE_OK;
-    if (json_) {
-        nlohmann::ordered_json report = {{"schema", SCHEMA}, {"command", "patch"}, {"code", result}, {"text", text}};
-        if (isDone) {
-            report["format"] = FormatName(differencePath_);
-            report["diffSize"] = SizeOf(differencePath_);
-            report["newSize"] = SizeOf(newPath_);
+    std::error_code error;
+    const fs::file_type type = fs::symlink_status(path, error).type();
+    return type == fs::file_type::not_found || type == fs::file_type::regular || type == fs::file_type::symlink;
+}
+
+bool IsSameFile(const std::string& one, const std::string& other)
+{
+    std::error_code error;
+    return fs::equivalent(one, other, error);
+}
+
+int FailPatch(const Cli::Console& console, const DiffPaths& paths, int result, int error)
+{
+    const std::string code = " (code " + std::to_string(result) + ")";
+    for (const auto& [unread, path] : {std::pair{Difference::DIFFERENCE_BASE_UNREADABLE, paths.old},
+                                       std::pair{Difference::DIFFERENCE_UNREADABLE, paths.difference}}) {
+        if (result == unread) {
+            return console.Fail(Handles::CannotRead(path) + code);
         }
-        std::printf("%s\n", report.dump(2).c_str());
-    } else if (isDone) {
-        std::printf("%s: %llu bytes brought forth %llu\n", FormatName(differencePath_),
-                    static_cast<unsigned long long>(SizeOf(differencePath_)),
-                    static_cast<unsigned long long>(SizeOf(newPath_)));
     }
-    return isDone ? EXIT_DONE : Fail(text + " (code " + std::to_string(result) + ")");
+    const bool isUnwritten =
+        result == Difference::DIFFERENCE_OUTPUT_UNWRITABLE || result == Difference::DIFFERENCE_NO_ROOM;
+    return console.Fail(
+        (isUnwritten ? Handles::CannotWrite(paths.fresh, error) : Difference::DifferenceResultText(result)) + code);
+}
+
+// Applies the difference beside the new file's place and moves it there. error: errno of a file that cannot be written.
+int ApplyBeside(const DiffPaths& paths, Interruption& interruption, int& error)
+{
+    if (IsSameFile(paths.fresh, paths.old) || IsSameFile(paths.fresh, paths.difference)) {
+        return Difference::DIFFERENCE_OUTPUT_IS_INPUT;
+    }
+    if (!MayReplace(paths.fresh)) {
+        return Difference::DIFFERENCE_OUTPUT_UNWRITABLE;
+    }
+    const std::string beside = paths.fresh + "." + std::to_string(getpid()) + ".part";
+    interruption.SetCleanUp([&beside] { unlink(beside.c_str()); });
+    int result = Difference::DIFFERENCE_OK;
+    interruption.Allow([&] {
+        errno = 0;
+        result = Difference::ApplyDifference(paths.difference, paths.old, beside);
+        error = errno;
+    });
+    if (result == Difference::DIFFERENCE_OK && std::rename(beside.c_str(), paths.fresh.c_str()) != 0) {
+        error = errno;
+        unlink(beside.c_str());
+        result = Difference::DIFFERENCE_OUTPUT_UNWRITABLE;
+    }
+    interruption.SetCleanUp(nullptr);
+    return result;
+}
+} // namespace
+
+int RunDiff(const Cli::Console& console, const DiffPaths& paths)
+{
+    const Difference::DifferencePaths files{paths.old, paths.fresh, paths.difference};
+    Interruption interruption(console);
+    interruption.SetCleanUp([&files] {
+        for (const auto& scratch : Difference::ScratchFilesOf(files)) {
+            unlink(scratch.c_str());
+        }
+    });
+    Cli::Progress progress(console);
+    Difference::DifferenceOptions options;
+    options.progress = [&progress](const std::string& step, uint64_t done, uint64_t total) {
+        progress.Report(step, done, total);
+    };
+    options.beforeMove = [&interruption] { interruption.Settle(); };
+    Difference::DifferenceReport report;
+    std::string error;
+    bool isMade = false;
+    interruption.Allow([&] { isMade = Difference::MakeDifference(files, options, report, error); });
+    if (!isMade) {
+        return console.Fail(error);
+    }
+    ShowDiff(console, report);
+    return Cli::EXIT_DONE;
+}
+
+int RunPatch(const Cli::Console& console, const DiffPaths& paths)
+{
+    Interruption interruption(console);
+    int error = 0;
+    const int result = ApplyBeside(paths, interruption, error);
+    if (result != Difference::DIFFERENCE_OK) {
+        return FailPatch(console, paths, result, error);
+    }
+    const char* format = FormatName(paths.difference);
+    const uint64_t diffSize = SizeOf(paths.difference);
+    const uint64_t newSize = SizeOf(paths.fresh);
+    console.Emit("patch", {{"format", format}, {"diffSize", diffSize}, {"newSize", newSize}});
+    if (!console.IsJson()) {
+        console.Say(std::string(format) + ": " + std::to_string(diffSize) + " bytes brought forth " +
+                    std::to_string(newSize));
+    }
+    return Cli::EXIT_DONE;
 }
 } // namespace ORVX::Tvpk

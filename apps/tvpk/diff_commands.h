@@ -2,27 +2,21 @@
 #ifndef TAVOMEND_APPS_TVPK_DIFF_COMMANDS_H
 #define TAVOMEND_APPS_TVPK_DIFF_COMMANDS_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 
+#include "apps/common/console.h"
+
 namespace ORVX::Tvpk {
-// Adds the two commands to a program. Parsing a command line that names one of them carries it out and puts the exit
-// code into result: 0 done, 1 failed (with one line on standard error).
-class DiffCommands {
-public:
-    DiffCommands(CLI::App& program, int& result);
-    DiffCommands(const DiffCommands&) = delete;
-    DiffCommands& operator=(const DiffCommands&) = delete;
-
-private:
-    [[nodiscard]] int Diff() const;
-    [[nodiscard]] int Patch() const;
-
-    std::string oldPath_;
-    std::string newPath_;
-    std::string differencePath_;
-    bool json_ = false;
+struct DiffPaths {
+    std::string old;
+    std::string fresh;
+    std::string difference;
 };
+
+// Each carries its command out, shows what came of it, and gives the exit code. What is under the path of the file to
+// be written stays as it is when that cannot be made, or when the command is interrupted.
+[[nodiscard]] int RunDiff(const Cli::Console& console, const DiffPaths& paths);
+[[nodiscard]] int RunPatch(const Cli::Console& console, const DiffPaths& paths);
 } // namespace ORVX::Tvpk
 
 #endif

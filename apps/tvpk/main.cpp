@@ -1,4 +1,4 @@
-#include "apps/tvpk/commands.h"
+#include "apps/tvpk/command_line.h"
 
 #include "apps/common/standard_output.h"
 

@@ -1,7 +1,6 @@
 #include "apps/tvpk/package_inspector.h"
 
-#include <nlohmann/json.hpp>
-
+#include "apps/common/printable.h"
 #include "apps/common/text_table.h"
 #include "formats/patch_paths.h"
 #include "formats/signature.h"
@@ -12,24 +11,28 @@ using Formats::ZipArchive;
 using Json = nlohmann::ordered_json;
 
 namespace {
-constexpr auto REPLACE = Json::error_handler_t::replace;
-
 const Formats::ArchiveMember* FindMember(const ZipArchive& archive, const std::string& target)
 {
     const auto name = Formats::MemberNameOf(target);
     return name ? archive.Find(*name) : nullptr;
 }
 
-// JSON for scripts is UTF-8; what a package brings need not be.
-std::string AsUtf8(const std::string& text)
-{
-    return Json::parse(Json(text).dump(-1, ' ', false, REPLACE)).get<std::string>();
-}
-
 const char* ActionName(int action)
 {
     constexpr const char* NAMES[] = {"enable", "1", "revoke"};
     return NAMES[action];
+}
+
+Json AppAsJson(const Formats::AppInfo& app)
+{
+    Json files = Json::array();
+    for (size_t i = 0; i < app.diffPaths.size(); ++i) {
+        files.push_back({{"name", Formats::MemberNameOf(app.diffPaths[i]).value_or(app.diffPaths[i])},
+                         {"base", app.basePaths[i]},
+                         {"hash", app.appsHashs[i]}});
+    }
+    return {{"bundle", app.bundleName},  {"versionCode", app.version}, {"preVersionCode", app.preVersion},
+            {"patch", app.appPatchType}, {"type", app.appType},        {"members", std::move(files)}};
 }
 } // namespace
 
@@ -72,10 +75,10 @@ std::vector<std::string> VerifyPackage(const std::string& package, const std::st
 
 std::string DescribePackage(const ZipArchive& archive, const PackageInfo& config)
 {
-    std::string text = "patch " + config.version + " over " + config.preVersion + ", action " +
+    std::string text = Cli::Printable("patch " + config.version + " over " + config.preVersion) + ", action " +
                        ActionName(config.action) + ", needs " + std::to_string(config.space) + " KiB\nfor";
     for (size_t i = 0; i < config.productModel.size(); ++i) {
-        text += (i == 0 ? " " : ", ") + config.productModel[i] + " at " + config.productVersion[i];
+        text += (i == 0 ? " " : ", ") + Cli::Printable(config.productModel[i] + " at " + config.productVersion[i]);
     }
     text += "\n\n";
     Cli::TextTable table({"BUNDLE", "VERSION", "PATCH", "TYPE", "SHIPPED AS", "BYTES", "BASE FILE"});
@@ -91,14 +94,22 @@ std::string DescribePackage(const ZipArchive& archive, const PackageInfo& config
                                    : text + table.ToString();
 }
 
-std::string DescribePackageAsJson(const ZipArchive& archive, const PackageInfo& config)
+Json DescribePackageAsJson(const ZipArchive& archive, const PackageInfo& config)
 {
+    Json products = Json::array();
+    for (size_t i = 0; i < config.productModel.size(); ++i) {
+        products.push_back({{"model", config.productModel[i]}, {"baseVersion", config.productVersion[i]}});
+    }
+    Json apps = Json::array();
+    for (const auto& app : config.appsList) {
+        apps.push_back(AppAsJson(app));
+    }
     Json members = Json::array();
     for (const auto& member : archive.Members()) {
         members.push_back({{"name", member.name}, {"size", member.size}, {"packedSize", member.packedSize}});
     }
-    const Json out = {
-        {"schema", 1}, {"configuration", Json::parse(AsUtf8(Formats::WritePatchConfig(config)))}, {"members", members}};
-    return out.dump(2, ' ', false, REPLACE) + "\n";
+    return {{"version", config.version},       {"preVersion", config.preVersion}, {"action", ActionName(config.action)},
+            {"space", config.space},           {"dataKept", config.dataKept},     {"needReboot", config.needReboot},
+            {"products", std::move(products)}, {"apps", std::move(apps)},         {"members", std::move(members)}};
 }
 } // namespace ORVX::Tvpk

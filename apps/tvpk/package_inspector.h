@@ -2,6 +2,7 @@
 #ifndef TAVOMEND_APPS_TVPK_PACKAGE_INSPECTOR_H
 #define TAVOMEND_APPS_TVPK_PACKAGE_INSPECTOR_H
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,8 +19,9 @@ namespace ORVX::Tvpk {
                                                      const std::string& publicKey);
 // For people: what it is for, and a line for each file; a file that the archive lacks is "missing".
 [[nodiscard]] std::string DescribePackage(const Formats::ZipArchive& archive, const Formats::PackageInfo& config);
-// The configuration and the archive's members as JSON ("schema" 1). Text that is no UTF-8 comes with U+FFFD in it.
-[[nodiscard]] std::string DescribePackageAsJson(const Formats::ZipArchive& archive, const Formats::PackageInfo& config);
+// The same for scripts: the configuration in the words of a release file, and the archive's members.
+[[nodiscard]] nlohmann::ordered_json DescribePackageAsJson(const Formats::ZipArchive& archive,
+                                                           const Formats::PackageInfo& config);
 } // namespace ORVX::Tvpk
 
 #endif

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/tvpk/interruption.h"
 #include "apps/tvpk/release_file.h"
 #include "formats/patch_config.h"
 
@@ -30,31 +31,39 @@ struct MadePackage {
     uint64_t packageSize = 0; // bytes
 };
 
-// Used by `tvpk make`, once per object. Refuses, with one line in `error`, whatever would fail on the device.
-// Everything is made in a directory beside the output and moved into place at the end, so that a failure leaves no
-// file.
+struct MakerOptions {
+    bool isPlainOnly = false; // differences are plain zstd frames
+    // Gets what is being done, for people, and how far that is in bytes; from any thread, one at a time.
+    std::function<void(const std::string& step, uint64_t done, uint64_t total)> progress;
+    std::function<void(const std::string& note)> note; // gets what whoever makes the package should know
+};
+
+// Used by `tvpk make`, once per object. Refuses, with one line in `error`, whatever would fail on the device, and does
+// so before the first difference: the key, the output's place and every bundle file are looked at first. Everything is
+// made in a directory beside the output and moved into place at the end, so that a failure or an interruption leaves
+// no file.
 class PackageMaker {
 public:
-    using Progress = std::function<void(const std::string& line)>;
-    // release must outlive the maker. isPlainOnly: differences are plain zstd frames. progress: gets a line for people
-    // before each step that takes long, on the caller's thread.
-    PackageMaker(const Release& release, bool isPlainOnly, Progress progress);
+    // release and interruption must outlive the maker.
+    PackageMaker(const Release& release, MakerOptions options, Interruption& interruption);
     // Writes PACKAGE_NAME and SIGNATURE_NAME into outDir, which is made when it is missing, and tells in `made` what is
     // in them. The signature is checked with the key's public half before anything is moved out.
     [[nodiscard]] bool Make(const std::string& privateKeyPath, const std::string& outDir, MadePackage& made,
                             std::string& error);
 
 private:
-    [[nodiscard]] bool CheckRelease(std::string& error) const;
-    [[nodiscard]] bool DescribeApp(const ReleaseApp& app, Formats::AppInfo& config, std::string& error) const;
+    [[nodiscard]] bool MakeIn(const std::string& workDir, const std::string& privateKeyPath, MadePackage& made,
+                              std::string& error) const;
     [[nodiscard]] bool AddFiles(const std::string& workDir, MadePackage& made, std::string& error) const;
     [[nodiscard]] bool MakeFile(const ReleaseFile& source, const std::string& workDir, MadeFile& made,
                                 std::string& error) const;
+    [[nodiscard]] bool MakeDifference(const ReleaseFile& source, const std::string& shipped, MadeFile& made,
+                                      std::string& error) const;
     [[nodiscard]] bool WritePackage(const std::string& workDir, const MadePackage& made, std::string& error) const;
 
     const Release& release_;
-    bool isPlainOnly_;
-    Progress progress_;
+    const MakerOptions options_;
+    Interruption& interruption_;
 };
 } // namespace ORVX::Tvpk
 

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "handles/file_error.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::Tvpk {
@@ -121,8 +122,8 @@ ReleaseApp ReadApp(const Json& entry, const std::string& where, const std::strin
 
 std::optional<Release> ReadReleaseFile(const std::string& path, std::string& error)
 {
-    if (!TavomendEngine::FileUtils::FileIsExist(path)) {
-        error = "there is no release file " + path;
+    if (!Handles::WhyUnreadable(path).empty()) {
+        error = Handles::CannotRead(path);
         return std::nullopt;
     }
     const Json root = Json::parse(TavomendEngine::FileUtils::GetFileStream(path), nullptr, false, true);

@@ -1,29 +1,10 @@
 #include "ports/host/bundle_file_set.h"
 
 namespace ORVX::TavomendHost {
-namespace {
-bool BelongTogether(const Formats::BundleManifest& one, const Formats::BundleManifest& other)
-{
-    return one.bundleName == other.bundleName && one.versionCode == other.versionCode &&
-           one.keepAlive == other.keepAlive && one.singleton == other.singleton && one.bundleType == other.bundleType;
-}
-} // namespace
-
 InstallResult AddToBundleFileSet(const std::string& path, const Formats::BundleManifest& manifest, BundleFileSet& set,
                                  std::string& message)
 {
-    if (set.modules.empty()) {
-        set.manifest = manifest;
-    } else if (!BelongTogether(set.manifest, manifest)) {
-        message = path + " does not belong to " + set.manifest.bundleName + " version " +
-                  std::to_string(set.manifest.versionCode);
-        return INSTALL_MIXED_SET;
-    }
-    if (!set.modules.emplace(manifest.module, path).second) {
-        message = path + " is a second file of module " + manifest.module;
-        return INSTALL_MIXED_SET;
-    }
-    return INSTALL_OK;
+    return set.Add(path, manifest, message) ? INSTALL_OK : INSTALL_MIXED_SET;
 }
 
 InstallResult ReadBundleFileSet(const std::vector<std::string>& paths, BundleFileSet& set, std::string& message)
@@ -49,13 +30,7 @@ InstallResult CheckUpdate(const BundleFileSet& set, const InstalledBundle& insta
                   std::to_string(installed.versionCode);
         return INSTALL_DOWNGRADE;
     }
-    for (const auto& module : installed.modules) {
-        if (set.modules.count(module.first) == 0) {
-            message = "module " + module.first + " of " + name + " is missing from the files";
-            return INSTALL_INCOMPLETE_SET;
-        }
-    }
-    return INSTALL_OK;
+    return set.HasModulesOf(installed.modules, message) ? INSTALL_OK : INSTALL_INCOMPLETE_SET;
 }
 
 InstalledBundle MakeInstalledBundle(const BundleFileSet& set)

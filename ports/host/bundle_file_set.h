@@ -2,20 +2,16 @@
 #ifndef TAVOMEND_PORTS_HOST_BUNDLE_FILE_SET_H
 #define TAVOMEND_PORTS_HOST_BUNDLE_FILE_SET_H
 
-#include <map>
 #include <string>
 #include <vector>
 
-#include "formats/bundle_file.h"
+#include "formats/bundle_file_set.h"
 #include "ports/host/bundle_store.h"
 #include "ports/host/install_result.h"
 
 namespace ORVX::TavomendHost {
 // Used by the installer and by the boot scan.
-struct BundleFileSet {
-    Formats::BundleManifest manifest;           // of the first file; what the set shares
-    std::map<std::string, std::string> modules; // module to file
-};
+using Formats::BundleFileSet;
 
 // INSTALL_OK, or a verdict whose `message` for people names the file or the module; from any thread.
 

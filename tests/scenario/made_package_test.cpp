@@ -84,9 +84,9 @@ TEST_F(MadePackageTest, PatchesADevice)
     EXPECT_EQ(RunProgram({"unzip", "-tq", package}).exitCode, 0);
     EXPECT_EQ(RunProgram({TVPK_PROGRAM, "verify", package, signature, "--public-key", key}).exitCode, 0);
     const auto seen = nlohmann::json::parse(RunProgram({TVPK_PROGRAM, "inspect", package, "--json"}).out);
-    EXPECT_EQ(seen["configuration"]["pre_version"], "patch04");
-    EXPECT_EQ(seen["configuration"]["apps"]["com.cold"]["diff_path"],
-              (nlohmann::json{"/com.cold/Cold.vab", "/com.cold/ColdFeature.vab.diff"}));
+    EXPECT_EQ(seen["preVersion"], "patch04");
+    EXPECT_EQ(seen["apps"][1]["members"][0]["name"], "com.cold/Cold.vab");
+    EXPECT_EQ(seen["apps"][1]["members"][1]["name"], "com.cold/ColdFeature.vab.diff");
     EXPECT_EQ(world_.Tavomend("deliver " + package + " " + signature).out, "delivered\n");
     const CliResult boot = world_.Tavomend("boot");
     EXPECT_EQ(boot.exitCode, 0) << boot.out << boot.err;
@@ -102,6 +102,9 @@ TEST_F(MadePackageTest, PatchesADevice)
     world_.Tavomend("deliver " + package + " " + signature);
     EXPECT_EQ(world_.Tavomend("boot").exitCode, 0);
     EXPECT_EQ(world_.InstalledVersions()["com.hot"], 1U);
+    EXPECT_EQ(Make(Changed(RELEASE, "/system/app/Hot/Hot.vab", "/data/app/com.hot/v1/Hot.vab")).err,
+              "note: com.hot is patched from /data/app/com.hot/v1/Hot.vab: a revoke takes it back to its factory "
+              "version, not to version 1\n");
 
     ASSERT_EQ(Make(RELEASE, {"--plain"}).exitCode, 0);
     ASSERT_EQ(RunProgram({"unzip", "-q", package, "-d", world_.At("members")}).exitCode, 0);
@@ -116,6 +119,10 @@ TEST_F(MadePackageTest, WhatADeviceWouldRefuseIsNotMade)
     WriteFile(world_.At("Keep2.vab"), Vab{"com.keep", 2, "entry", R"("keepAlive": true)"}.Bytes());
     WriteFile(world_.At("Early1.vab"), Vab{"com.keep", 1}.Bytes());
     WriteFile(world_.At("Late2.vab"), Vab{"com.keep", 2}.Bytes());
+    WriteFile(world_.At("Single2.vab"), Vab{"com.single", 2}.Bytes());
+    WriteFile(world_.At("Feature2.vab"), Vab{"com.hot", 2, "feature"}.Bytes());
+    WriteFile(world_.At("Fwk1.vab"), Vab{"com.hot", 1, "entry", R"("bundleType": "appServiceFwk")"}.Bytes());
+    WriteFile(world_.At("Fwk2.vab"), Vab{"com.hot", 2, "entry", R"("bundleType": "appServiceFwk")"}.Bytes());
     struct Case {
         const char* from;
         const char* to;
@@ -125,6 +132,7 @@ TEST_F(MadePackageTest, WhatADeviceWouldRefuseIsNotMade)
     constexpr const char* FEATURE = R"("ColdFeature.vab", "new": "ColdFeature2.vab")";
     constexpr const char* HOT_BASE = "/system/app/Hot/Hot.vab";
     constexpr const char* BAD_VERSION = R"("version" is empty or "patch00", which means a device without a patch)";
+    constexpr const char* BAD_LETTER = R"("version" or "preVersion" has a control character in it)";
     constexpr const char* KEPT_ALIVE = "com.keep: a keep-alive application is never installed hot; patch it cold";
     const Case cases[] = {
         {R"("patch05")", "5", "@: \"version\" is not a text"},
@@ -132,6 +140,8 @@ TEST_F(MadePackageTest, WhatADeviceWouldRefuseIsNotMade)
         {R"("version": "patch05",)", "", "@: \"version\" is missing"},
         {R"("patch05")", R"("")", BAD_VERSION},
         {R"("patch05")", R"("patch00")", BAD_VERSION},
+        {R"("patch05")", R"("patch\n05")", BAD_LETTER},
+        {R"("patch04")", R"("patch\u007f")", BAD_LETTER},
         {R"("enable")", R"("clear")", "@: \"action\" is neither \"enable\" nor \"revoke\""},
         {R"("enable")", R"("revoke")", "a revoke names no applications: those of the patch in force are meant"},
         {R"("dataKept": false)", R"("dataKept": 0)", "@: \"dataKept\" is neither true nor false"},
@@ -140,6 +150,9 @@ TEST_F(MadePackageTest, WhatADeviceWouldRefuseIsNotMade)
         {R"([{"model": "demo", "baseVersion": "1.0.0"}, {"model": "m2", "baseVersion": "1.0.1"}])", "[]",
          "\"products\" names no device"},
         {R"("baseVersion": "1.0.1")", R"("base": "1.0.1")", "@, products: \"baseVersion\" is missing"},
+        {R"("baseVersion": "1.0.1")", R"("baseVersion": "")", "\"products\": a \"baseVersion\" is empty"},
+        {R"("model": "m2")", R"("model": "")", "\"products\": a \"model\" is empty"},
+        {R"("model": "m2")", R"("model": "m\t2")", "\"products\": a \"model\" has a control character in it"},
         {R"("model": "m2")", R"("note": 1, "model": "m2")", "@, products: the key \"note\" is unknown"},
         {R"({"model": "m2", "baseVersion": "1.0.1"})", R"("m2")", "@, products: is not an object"},
         {R"("patch": "hot", )", "", "@, application 1: \"patch\" is missing"},
@@ -158,20 +171,31 @@ TEST_F(MadePackageTest, WhatADeviceWouldRefuseIsNotMade)
         {R"("new": "Hot2.vab")", R"("neu": "Hot2.vab")", "@, application 1, file 1: \"new\" is missing"},
         {R"("new": "Hot2.vab")", R"("new": "Hot2.vab", "x": 1)", "@, application 1, file 1: the key \"x\" is unknown"},
         {R"("whole": true)", R"("whole": 1)", "@, application 2, file 1: \"whole\" is neither true nor false"},
-        {HOT, R"("none", "new": "Hot2.vab")", "there is no file none"},
-        {HOT, R"("Hot.vab", "new": "none")", "there is no file none"},
+        {HOT, R"("none", "new": "Hot2.vab")", "cannot read none: No such file or directory"},
+        {HOT, R"("Hot.vab", "new": "none")", "cannot read none: No such file or directory"},
         {HOT, R"("Hot.vab", "new": "release.json")", "@ is no zip archive, or its end is missing"},
         {HOT, R"("Hot.vab", "new": "Hot.vab")", "com.hot: version 1 is not above version 1"},
         {HOT, R"("Hot.vab", "new": "Cold2.vab")", "Hot.vab is com.hot, Cold2.vab is com.cold"},
+        {HOT, R"("Hot.vab", "new": "Feature2.vab")", "module entry of com.hot is missing from the files"},
+        {HOT, R"("Hot.vab", "new": "Fwk2.vab")",
+         "com.hot: \"bundleType\" differs between the old and the new files; an update cannot change it"},
+        {HOT, R"("Fwk1.vab", "new": "Fwk2.vab")",
+         "com.hot: its files are of the bundle type \"appServiceFwk\", which is not of the type \"internal\""},
+        {HOT, R"("Single.vab", "new": "Single2.vab")",
+         "com.single: \"singleton\" differs between the old and the new files; an update cannot change it"},
+        {R"("internal")", R"("appServiceFwk")",
+         "com.cold: its files are of the bundle type \"app\", which is not of the type \"appServiceFwk\""},
         {HOT, R"("Keep.vab", "new": "Late2.vab")", KEPT_ALIVE},
         {HOT, R"("Early1.vab", "new": "Keep2.vab")", KEPT_ALIVE},
-        {FEATURE, R"("Hot.vab", "new": "Hot2.vab")", "Hot2.vab is com.hot, not com.cold"},
+        {FEATURE, R"("Hot.vab", "new": "Hot2.vab")", "Hot.vab does not belong to com.cold version 1"},
         {FEATURE, R"("ColdFeature.vab", "new": "ColdFeature.vab")",
-         "the files of com.cold have different version codes"},
-        {FEATURE, R"("Cold2.vab", "new": "Cold2.vab")", "the files of com.cold have different version codes"},
+         "ColdFeature.vab does not belong to com.cold version 2"},
+        {FEATURE, R"("Cold2.vab", "new": "Cold2.vab")", "Cold2.vab does not belong to com.cold version 1"},
+        {FEATURE, R"("Cold.vab", "new": "Cold2.vab")", "Cold.vab is a second file of module entry"},
         {"/system/app/Cold/ColdFeature.vab", "/x/Cold.vab", "com.cold: two files would be rebuilt as Cold.vab"},
         {HOT_BASE, "Hot.vab", "\"Hot.vab\" is no absolute path of a device"},
         {HOT_BASE, "/system/../Hot.vab", "\"/system/../Hot.vab\" is no absolute path of a device"},
+        {HOT_BASE, "/system/\\u001b.vab", "\"/system/\\x1b.vab\" has a control character in it"},
         {HOT_BASE, "/system.d/A",
          "\"/system.d/A\" has no name with a \".\" in it, which the device needs to name the rebuilt file"},
         {HOT_BASE, "/system/.A",
@@ -191,21 +215,41 @@ TEST_F(MadePackageTest, WhatADeviceWouldRefuseIsNotMade)
                   "\"apps\" names no application");
 }
 
-TEST_F(MadePackageTest, LeavesNoHalfOfAPackage)
+// A difference may take minutes: nothing that can be known before is found out after it.
+TEST_F(MadePackageTest, RefusesBeforeTheFirstDifference)
 {
+    ASSERT_EQ(RunProgram({"openssl", "genrsa", "-out", world_.At("small.pem"), "1024"}).exitCode, 0);
+    WriteFile(world_.At("no.pem"), "no key");
     WriteFile(world_.At("busy"), "");
-    out_ = world_.At("busy/out");
-    EXPECT_EQ(WhyNot(Make(RELEASE)), "tvpk: cannot write to busy/out\n");
-    out_ = world_.At("out");
-    ASSERT_EQ(Make(RELEASE).exitCode, 0);
-    // An old signature never stands beside a new package.
-    std::filesystem::remove(out_ + "/app.tvpk");
-    std::filesystem::create_directories(out_ + "/app.tvpk/full");
-    EXPECT_EQ(WhyNot(Make(RELEASE)).rfind("tvpk: cannot write to out: ", 0), 0U);
-    EXPECT_TRUE(ListTree(out_).empty());
-    WriteFile(world_.At("key/tavomend_private.pem"), "no key");
-    EXPECT_EQ(WhyNot(Make(RELEASE)),
-              "tvpk: key/tavomend_private.pem holds no RSA private key (PEM, without a pass phrase)\n");
+    std::filesystem::create_directories(world_.At("full/tavomend_sign.bin"));
+    std::filesystem::create_directories(world_.At("none.vab"));
+    struct Case {
+        std::string out;
+        std::string key;
+        std::string feature; // the new file of the last application
+        std::string says;
+    };
+    const std::string noKey = "no usable private key in ";
+    const Case cases[] = {
+        {"out", "none.pem", "none", noKey + "none.pem: No such file or directory"},
+        {"out", "no.pem", "none", noKey + "no.pem: it holds no RSA private key (PEM, without a pass phrase)"},
+        {"out", "small.pem", "none", noKey + "small.pem: it has 1024 bits, and a patch wants 2048 or more"},
+        {"busy/out", "key/tavomend_private.pem", "none", "cannot write busy/out: Not a directory"},
+        {"full", "key/tavomend_private.pem", "none", "cannot write full/tavomend_sign.bin: Is a directory"},
+        {"out", "key/tavomend_private.pem", "none", "cannot read none: No such file or directory"},
+        {"out", "key/tavomend_private.pem", "none.vab", "cannot read none.vab: Is a directory"},
+    };
+    for (const auto& refused : cases) {
+        WriteFile(world_.At("release.json"), Changed(RELEASE, "ColdFeature2.vab", refused.feature));
+        const std::string line =
+            std::string(TVPK_PROGRAM) + " make release.json --out " + refused.out + " --key " + refused.key;
+        // On a terminal, where every step would be seen.
+        EXPECT_EQ(
+            RunProgram({"sh", "-c", "cd " + world_.At("") + " && NO_COLOR=1 script -qec '" + line + "' /dev/null"}).out,
+            "tvpk: " + refused.says + "\r\n");
+        EXPECT_FALSE(Exists(world_.At("out"))) << refused.says;
+    }
+    EXPECT_EQ(ListTree(world_.At("full")).size(), 0U); // nor any of the work
 }
 
 TEST_F(MadePackageTest, VerifyingNamesWhatIsWrong)
@@ -241,7 +285,7 @@ TEST_F(MadePackageTest, VerifyingNamesWhatIsWrong)
     EXPECT_NE(text.find("action 1, needs 1 KiB\nfor m at 1.0.0\n"), std::string::npos) << text;
     EXPECT_NE(text.find("  missing  b\n"), std::string::npos) << text;
     const auto json = nlohmann::json::parse(RunProgram({TVPK_PROGRAM, "inspect", world_.At("p.tvpk"), "--json"}).out);
-    EXPECT_EQ(json["configuration"]["version"], "\xef\xbf\xbd"); // U+FFFD
+    EXPECT_EQ(json["version"], "\xef\xbf\xbd"); // U+FFFD
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -1,8 +1,11 @@
 // The package maker from outside: everything that it prints, and its exit codes.
+#include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <random>
 #include <regex>
 #include <sstream>
 
@@ -43,7 +46,8 @@ protected:
         fs::remove_all(folder_, ignored);
     }
     // Words that name something in the folder are made whole: a file or directory there, or one to be made.
-    CliResult Run(const std::string& arguments) const
+    CliResult Run(const std::string& arguments) const { return RunProgram(CommandOf(arguments)); }
+    [[nodiscard]] std::vector<std::string> CommandOf(const std::string& arguments) const
     {
         std::vector<std::string> command = {TVPK_PROGRAM};
         std::istringstream words(arguments);
@@ -51,7 +55,7 @@ protected:
             const bool isPath = command.size() > 1 && word.front() != '-' && word.find_first_not_of("0123456789") == 0;
             command.push_back(isPath ? At(word) : word);
         }
-        return RunProgram(command);
+        return command;
     }
     // What is printed, with the folder's name taken out.
     [[nodiscard]] std::string Plain(std::string text) const
@@ -60,6 +64,17 @@ protected:
             text.erase(at, folder_.size() + 1);
         }
         return text;
+    }
+    // What a command tells scripts in the end; before it there may be lines of progress.
+    [[nodiscard]] Json Told(const std::string& arguments) const
+    {
+        std::istringstream lines(Run(arguments + " --json").out);
+        Json last;
+        for (std::string line; std::getline(lines, line);) {
+            last = Json::parse(line, nullptr, false);
+            EXPECT_TRUE(last.is_object() && last.value("schema", 0) == 1 && last.value("event", "") != "") << line;
+        }
+        return last;
     }
     [[nodiscard]] std::string At(const std::string& name) const { return folder_ + "/" + name; }
     [[nodiscard]] std::string Size(const std::string& name) const { return std::to_string(fs::file_size(At(name))); }
@@ -80,10 +95,10 @@ TEST_F(TvpkTest, TellsWhatItMakes)
     WriteFile(At("release.json"), RELEASE);
     const CliResult made = Run("make release.json --key keys/tavomend_private.pem --out out");
     ASSERT_EQ(made.exitCode, 0) << made.err;
-    EXPECT_EQ(made.err, "making the difference for A.vab of com.a\n");
+    EXPECT_EQ(made.err, ""); // it is over at once
     ASSERT_EQ(RunProgram({"unzip", "-q", At("out/app.tvpk"), "-d", At("members")}).exitCode, 0);
     const std::string shipped = Size("members/com.a/A.vab.diff");
-    const auto inspected = Json::parse(Run("inspect out/app.tvpk --json").out);
+    const auto inspected = Told("inspect out/app.tvpk");
     const auto total = static_cast<double>(fs::file_size(At("a2.vab")) + fs::file_size(At("b2.vab")));
     const auto share = [](double part, double whole) {
         std::ostringstream text;
@@ -96,7 +111,7 @@ TEST_F(TvpkTest, TellsWhatItMakes)
         std::istringstream in(text);
         return std::vector<std::string>(std::istream_iterator<std::string>(in), {});
     };
-    const std::string kind = Json::parse(Run("diff a1.vab a2.vab d --json").out)["kind"];
+    const std::string kind = Told("diff a1.vab a2.vab d")["kind"];
     EXPECT_EQ(
         words(Plain(made.out)),
         words("BUNDLE FILE SHIPPED AS NEW BYTES SHIPPED SHARE com.a com.a/A.vab.diff " + kind + " " + Size("a2.vab") +
@@ -106,14 +121,14 @@ TEST_F(TvpkTest, TellsWhatItMakes)
               std::to_string(fs::file_size(At("a2.vab")) + fs::file_size(At("b2.vab"))) + " bytes of applications (" +
               share(static_cast<double>(fs::file_size(At("out/app.tvpk"))), total) + ")"));
 
-    const auto again = Json::parse(Run("make release.json --key keys/tavomend_private.pem --out out --json").out);
+    const auto again = Told("make release.json --key keys/tavomend_private.pem --out out");
     EXPECT_EQ(again["signature"], At("out/tavomend_sign.bin"));
     EXPECT_EQ(again["packageSize"], fs::file_size(At("out/app.tvpk")));
-    EXPECT_EQ(again["files"][0], (Json{{"bundle", "com.a"},
-                                       {"member", "com.a/A.vab.diff"},
-                                       {"kind", kind},
-                                       {"newSize", fs::file_size(At("a2.vab"))},
-                                       {"shippedSize", std::stoul(shipped)}}));
+    EXPECT_EQ(again["members"][0], (Json{{"bundle", "com.a"},
+                                         {"name", "com.a/A.vab.diff"},
+                                         {"kind", kind},
+                                         {"newSize", fs::file_size(At("a2.vab"))},
+                                         {"shippedSize", std::stoul(shipped)}}));
 
     const auto kib = [this](const std::string& name) { return (fs::file_size(At(name)) + 1023) / 1024; };
     const std::string space = std::to_string(kib("a2.vab") + kib("b2.vab"));
@@ -128,29 +143,30 @@ TEST_F(TvpkTest, TellsWhatItMakes)
     };
     const auto app = [&](const std::string& name, const std::string& type, const std::string& suffix) {
         const std::string file(1, static_cast<char>(name[0] - 'a' + 'A'));
-        return Json{{"version", 2},
-                    {"pre_version", 1},
-                    {"file_num", 1},
-                    {"app_patch_type", type},
-                    {"app_type", 0},
-                    {"base_path", {"/system/app/" + file + "/" + file + ".vab"}},
-                    {"diff_path", {"/com." + name + "/" + file + ".vab" + suffix}},
-                    {"apps_hash", {hashOf(name + "2.vab")}}};
+        return Json{{"bundle", "com." + name},
+                    {"versionCode", 2},
+                    {"preVersionCode", 1},
+                    {"patch", type},
+                    {"type", "internal"},
+                    {"members",
+                     {{{"name", "com." + name + "/" + file + ".vab" + suffix},
+                       {"base", "/system/app/" + file + "/" + file + ".vab"},
+                       {"hash", hashOf(name + "2.vab")}}}}};
     };
-    EXPECT_EQ(inspected["schema"], 1);
-    EXPECT_EQ(inspected["configuration"],
-              (Json{{"space", std::stoul(space)},
+    auto told = inspected;
+    told.erase("members");
+    EXPECT_EQ(told,
+              (Json{{"schema", 1},
+                    {"event", "inspect"},
+                    {"space", std::stoul(space)},
                     {"version", "patch01"},
-                    {"pre_version", "patch00"},
-                    {"product", {{"model", {"one", "two"}}, {"version", {"1.0.0", "1.0.1"}}}},
-                    {"action", 0},
-                    {"data_kept", false},
-                    {"need_reboot", true},
-                    {"apps",
-                     {{"size", 2},
-                      {"list", {"com.a", "com.b"}},
-                      {"com.a", app("a", "hot", ".diff")},
-                      {"com.b", app("b", "cold", "")}}}}));
+                    {"preVersion", "patch00"},
+                    {"products",
+                     {{{"model", "one"}, {"baseVersion", "1.0.0"}}, {{"model", "two"}, {"baseVersion", "1.0.1"}}}},
+                    {"action", "enable"},
+                    {"dataKept", false},
+                    {"needReboot", true},
+                    {"apps", {app("a", "hot", ".diff"), app("b", "cold", "")}}}));
     ASSERT_EQ(inspected["members"].size(), 3U);
     EXPECT_EQ(inspected["members"][0]["name"], "app_tavomend_config.json");
     EXPECT_EQ(inspected["members"][0]["size"], fs::file_size(At("members/app_tavomend_config.json")));
@@ -159,13 +175,13 @@ TEST_F(TvpkTest, TellsWhatItMakes)
 
     const std::string verify = "verify out/app.tvpk out/tavomend_sign.bin --public-key keys/zkkey_tvpk_v1.pem";
     EXPECT_EQ(Plain(Run(verify).out), "out/app.tvpk: signature, archive and configuration are good\n");
-    EXPECT_EQ(Json::parse(Run(verify + " --json").out),
-              (Json{{"schema", 1}, {"good", true}, {"problems", Json::array()}}));
+    EXPECT_EQ(Told(verify), (Json{{"schema", 1}, {"event", "verify"}, {"good", true}, {"problems", Json::array()}}));
     WriteFile(At("out/tavomend_sign.bin"), "no signature");
     const CliResult bad = Run(verify + " --json");
     EXPECT_EQ(bad.exitCode, 1);
-    EXPECT_EQ(Json::parse(bad.out),
-              (Json{{"schema", 1}, {"good", false}, {"problems", {"the signature does not verify"}}}));
+    EXPECT_EQ(bad.out, R"({"schema":1,"event":"verify","good":false,"problems":["the signature does not verify"]}
+{"schema":1,"event":"error","error":{"code":"failed","message":"the signature does not verify"}})"
+                       "\n");
 
     // A revoke names no applications, and says so.
     WriteFile(At("revoke.json"), R"({"version": "patch02", "preVersion": "patch01", "action": "revoke",
@@ -175,14 +191,15 @@ TEST_F(TvpkTest, TellsWhatItMakes)
     EXPECT_EQ(Run("inspect out/app.tvpk").out,
               "patch patch02 over patch01, action revoke, needs 1 KiB\nfor one at 1.0.0\n\n"
               "no applications: those of the patch in force are brought back\n");
-    const auto told = Json::parse(Run("inspect out/app.tvpk --json").out)["configuration"];
-    EXPECT_EQ(told["data_kept"], true);
-    EXPECT_EQ(told["need_reboot"], false);
+    told = Told("inspect out/app.tvpk");
+    EXPECT_EQ(told["action"], "revoke");
+    EXPECT_EQ(told["dataKept"], true);
+    EXPECT_EQ(told["needReboot"], false);
 }
 
 TEST_F(TvpkTest, MakesADifferenceAndTheFileFromIt)
 {
-    const auto made = Json::parse(Run("diff a1.vab a2.vab d --json").out);
+    const auto made = Told("diff a1.vab a2.vab d");
     EXPECT_EQ(made["oldSize"], fs::file_size(At("a1.vab")));
     EXPECT_EQ(made["newSize"], fs::file_size(At("a2.vab")));
     EXPECT_EQ(made["diffSize"], fs::file_size(At("d")));
@@ -196,29 +213,28 @@ TEST_F(TvpkTest, MakesADifferenceAndTheFileFromIt)
     EXPECT_EQ(again.err, ""); // steps are shown on a terminal only
     const std::string line = std::string(TVPK_PROGRAM) + " diff " + At("a1.vab") + " " + At("a2.vab") + " " + At("d");
     const std::string shown = RunProgram({"script", "-qec", line, "/dev/null"}).out;
-    const std::string step = "\r\\w+ +\\d+/\\d+\x1b\\[K";
-    EXPECT_TRUE(std::regex_match(shown.substr(0, shown.find("archive")),
-                                 std::regex("(" + step + "){3,}\rverify   1/1\x1b\\[K\r\x1b\\[K")))
+    const std::string bar = "\r\\[[#.]{30}\\] \\w+, [\\d.]+ of [\\d.]+ kB\x1b\\[K"; // one, drawn anew for each step
+    EXPECT_TRUE(std::regex_match(shown.substr(0, shown.find("archive")), std::regex("(" + bar + "){4,}\r\x1b\\[K")))
         << shown;
     EXPECT_EQ(shown.substr(shown.find("archive")), told + "\r\n");
 
     EXPECT_EQ(Run("patch d a1.vab made.vab").out,
               "tvdf: " + Size("d") + " bytes brought forth " + Size("a2.vab") + "\n");
     EXPECT_EQ(ReadFile(At("made.vab")), ReadFile(At("a2.vab")));
-    EXPECT_EQ(Json::parse(Run("patch d a1.vab made.vab --json").out), (Json{{"schema", 1},
-                                                                            {"command", "patch"},
-                                                                            {"code", 0},
-                                                                            {"text", "the file was rebuilt"},
-                                                                            {"format", "tvdf"},
-                                                                            {"diffSize", fs::file_size(At("d"))},
-                                                                            {"newSize", fs::file_size(At("a2.vab"))}}));
+    EXPECT_EQ(Told("patch d a1.vab made.vab"), (Json{{"schema", 1},
+                                                     {"event", "patch"},
+                                                     {"format", "tvdf"},
+                                                     {"diffSize", fs::file_size(At("d"))},
+                                                     {"newSize", fs::file_size(At("a2.vab"))}}));
     ASSERT_EQ(RunProgram({"zstd", "-q", "--patch-from", At("a1.vab"), At("a2.vab"), "-o", At("z")}).exitCode, 0);
     EXPECT_EQ(Run("patch z a1.vab made.vab").out,
               "zstd: " + Size("z") + " bytes brought forth " + Size("a2.vab") + "\n");
     const CliResult wrong = Run("patch d b1.vab made.vab --json");
     EXPECT_EQ(wrong.exitCode, 1);
     const std::string why = "the old file is not the one that the difference was made for";
-    EXPECT_EQ(Json::parse(wrong.out), (Json{{"schema", 1}, {"command", "patch"}, {"code", 14}, {"text", why}}));
+    EXPECT_EQ(wrong.out,
+              R"({"schema":1,"event":"error","error":{"code":"failed","message":")" + why + " (code 14)\"}}\n");
+    EXPECT_EQ(ReadFile(At("made.vab")), ReadFile(At("a2.vab"))); // what was there is still there
     EXPECT_EQ(wrong.err, "tvpk: " + why + " (code 14)\n");
 }
 
@@ -227,51 +243,120 @@ TEST_F(TvpkTest, RefusesInOneLine)
     struct Case {
         const char* arguments;
         int exitCode;
-        const char* says; // on standard error; empty where it is the library's usage text
+        const char* says; // "@": the folder
     };
     ASSERT_EQ(Run("keygen --out keys --bits 2048").exitCode, 0);
     WriteFile(At("empty/manifest.json"), "{}");
     WriteFile(At("no.json"), "no JSON");
+    ASSERT_EQ(Run("diff a1.vab a2.vab d").exitCode, 0);
     fs::copy(At("a1"), At("linked"), fs::copy_options::recursive);
     fs::create_symlink(At("no.json"), At("linked/link"));
     const Case cases[] = {
-        {"", 2, ""},
-        {"no-such-command", 2, ""},
-        {"keygen", 2, ""},
-        {"keygen --out more --bits 1024", 2, ""},
-        {"pack a1 x.vab --level 10", 2, ""},
-        {"keygen --out keys", 1, "tvpk: keys/tavomend_private.pem exists; a key is never overwritten\n"},
-        {"pack none x.vab", 1, "tvpk: there is no directory none\n"},
-        {"pack a1/code x.vab", 1, "tvpk: a1/code has no manifest.json at its top\n"},
-        {"pack empty x.vab", 1,
-         "tvpk: empty: manifest.json has no usable \"bundleName\" (letters, digits, '.', '_', '-')\n"},
-        {"pack a1 none/x.vab", 1, "tvpk: cannot write none/x.vab.part\n"},
-        {"pack a1 empty", 1, "tvpk: cannot write empty\n"},
-        {"pack linked x.vab", 1, "tvpk: linked/link is neither a file nor a directory\n"},
-        {"make none.json --key k --out out", 1, "tvpk: there is no release file none.json\n"},
-        {"make no.json --key k --out out", 1, "tvpk: no.json is not JSON\n"},
-        {"inspect none", 1, "tvpk: there is no file none\n"},
-        {"inspect no.json", 1, "tvpk: no.json is no zip archive, or its end is missing\n"},
-        {"inspect a1.vab", 1, "tvpk: a1.vab has no member app_tavomend_config.json\n"},
-        {"diff none a2.vab d", 1, "tvpk: none cannot be read\n"},
-        {"diff a1.vab none d", 1, "tvpk: none cannot be read\n"},
-        {"patch none a1.vab x", 1, ""},
-        {"patch a1.vab b1.vab x.vab", 1, ""},
+        {"", 2, "A subcommand is required; --help tells more"},
+        {"no-such-command", 2, "no-such-command is no command; --help lists them"},
+        {"make --plian", 2, "--plian is no option of make; did you mean --plain?"},
+        {"keygen", 2, "--out is required; --help tells more"},
+        {"keygen --out more --bits 1024", 2, "--bits: Value 1024 not in range 2048 to 8192; --help tells more"},
+        {"pack a1 x.vab --level 10", 2, "--level: Value 10 not in range 0 to 9; --help tells more"},
+        {"keygen --out keys", 1, "@/keys/tavomend_private.pem exists; a key is never overwritten"},
+        {"keygen --out no.json/keys", 1, "cannot write @/no.json/keys/tavomend_private.pem: Not a directory"},
+        {"pack none x.vab", 1, "cannot read @/none: No such file or directory"},
+        {"pack no.json x.vab", 1, "cannot read @/no.json: Not a directory"},
+        {"pack a1/code x.vab", 1, "@/a1/code has no manifest.json at its top"},
+        {"pack empty x.vab", 1, "@/empty: manifest.json has no usable \"bundleName\" (letters, digits, '.', '_', '-')"},
+        {"pack a1 none/x.vab", 1, "cannot write @/none/x.vab: No such file or directory"},
+        {"pack a1 empty", 1, "cannot write @/empty: Is a directory"},
+        {"pack linked x.vab", 1, "@/linked/link is neither a file nor a directory"},
+        {"make none.json --key k --out out", 1, "cannot read @/none.json: No such file or directory"},
+        {"make a1 --key k --out out", 1, "cannot read @/a1: Is a directory"},
+        {"make no.json --key k --out out", 1, "@/no.json is not JSON"},
+        {"inspect none", 1, "cannot read @/none: No such file or directory"},
+        {"inspect red\x1b[31m", 1, "cannot read @/red\\x1b[31m: No such file or directory"},
+        {"inspect no.json", 1, "@/no.json is no zip archive, or its end is missing"},
+        {"inspect a1.vab", 1, "@/a1.vab has no member app_tavomend_config.json"},
+        {"verify a1.vab no.json --public-key none", 1, "no usable public key in @/none: No such file or directory"},
+        {"verify a1.vab no.json --public-key no.json", 1,
+         "no usable public key in @/no.json: it holds no RSA public key (PEM \"PUBLIC KEY\")"},
+        {"verify a1.vab none --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/none: No such file or directory"},
+        {"diff none a2.vab d", 1, "cannot read @/none: No such file or directory"},
+        {"diff a1.vab none d", 1, "cannot read @/none: No such file or directory"},
+        {"diff a1.vab a2.vab none/d", 1, "cannot write @/none/d: No such file or directory"},
+        {"diff a1.vab a2.vab empty", 1, "cannot write @/empty: it is no regular file"},
+        {"patch none a1.vab x", 1, "cannot read @/none: No such file or directory (code 2)"},
+        {"patch a1.vab b1.vab x.vab", 1, "the difference is of an unknown kind (code 6)"},
+        {"patch a1.vab none x.vab", 1, "cannot read @/none: No such file or directory (code 1)"},
+        {"patch a1.vab b1.vab a1.vab", 1, "the new file would overwrite the old file or the difference (code 5)"},
+        {"patch a1.vab b1.vab empty", 1, "cannot write @/empty (code 3)"},
+        {"patch d a1.vab none/x.vab", 1, "cannot write @/none/x.vab: No such file or directory (code 3)"},
     };
     for (const auto& refused : cases) {
         const CliResult result = Run(refused.arguments);
+        std::string says = refused.says;
+        says = says.find('@') == std::string::npos ? says : says.replace(says.find('@'), 1, folder_);
         EXPECT_EQ(result.exitCode, refused.exitCode) << refused.arguments;
-        EXPECT_FALSE(result.err.empty()) << refused.arguments;
-        if (*refused.says != '\0') {
-            EXPECT_EQ(Plain(result.err), refused.says);
-        }
+        EXPECT_EQ(result.err, "tvpk: " + says + "\n") << refused.arguments;
         EXPECT_EQ(result.out, "") << refused.arguments;
+        const Json error = {{"code", refused.exitCode == 1 ? "failed" : "usage"}, {"message", says}};
+        EXPECT_EQ(Told(refused.arguments)["error"], error) << refused.arguments;
     }
     for (const char* left : {"x.vab", "x.vab.part", "empty.part"}) {
         EXPECT_FALSE(Exists(At(left))) << left;
     }
+    const std::string verbose = std::string(TVPK_PROGRAM) + " pack " + At("a1") + " " + At("full.vab");
+    for (const char* more : {"", " --json"}) {
+        const CliResult unheard = RunProgram({"sh", "-c", verbose + more + " >/dev/full"});
+        EXPECT_EQ(unheard.exitCode, 1);
+        EXPECT_EQ(unheard.err, "tvpk: cannot write to standard output\n");
+    }
     EXPECT_EQ(Run("--version").out, "1.0.0\n");
     EXPECT_EQ(Run("--help").exitCode, 0);
+}
+
+TEST_F(TvpkTest, LeavesNothingWhenItIsInterrupted)
+{
+    ASSERT_EQ(Run("keygen --out keys --bits 2048").exitCode, 0);
+    ASSERT_EQ(Run("diff a1.vab a2.vab difference").exitCode, 0);
+    WriteFile(At("release.json"), RELEASE);
+    const std::string make = "make release.json --key keys/tavomend_private.pem --out out";
+    const auto expectEnded = [this](const CliResult& result, int exitCode, const std::string& line) {
+        EXPECT_EQ(result.exitCode, exitCode) << line;
+        EXPECT_EQ(result.err, "tvpk: interrupted; nothing was made\n") << line;
+    };
+    // The signal is there before the program is.
+    WriteFile(At("there"), "already");
+    const auto before = ListTree(folder_);
+    for (const std::string& line : {make, std::string("pack a1 there"), std::string("diff a1.vab a2.vab there"),
+                                    std::string("patch difference a1.vab there")}) {
+        expectEnded(RunningProgram(CommandOf(line), SIGINT).Wait(), 130, line);
+        expectEnded(RunningProgram(CommandOf(line), SIGTERM).Wait(), 143, line);
+        EXPECT_EQ(ListTree(folder_), before) << line;
+        EXPECT_EQ(ReadFile(At("there")), "already") << line;
+        EXPECT_FALSE(Exists(At("out"))) << line;
+    }
+    EXPECT_EQ(RunningProgram(CommandOf("pack a1 there --json"), SIGINT).Wait().out,
+              R"({"schema":1,"event":"error","error":{"code":"interrupted","message":"interrupted; nothing was made"}})"
+              "\n");
+
+    // It comes in the middle of a difference that takes far longer.
+    std::mt19937 random(1);
+    std::string noise(size_t{24} << 20, '\0');
+    std::generate(noise.begin(), noise.end(), [&random] { return static_cast<char>(random()); });
+    for (const char* version : {"1", "2"}) {
+        std::shuffle(noise.begin(), noise.begin() + 1000, random);
+        WriteFile(At("a" + std::string(version) + "/noise"), noise);
+        ASSERT_EQ(Run("pack a" + std::string(version) + " a" + version + ".vab --level 0").exitCode, 0);
+    }
+    RunningProgram made(CommandOf(make));
+    const auto isMaking = [this] { // the first application's directory is there
+        std::error_code missing;
+        const fs::directory_iterator work(At("out"), missing);
+        return !missing && work != fs::directory_iterator() && fs::exists(work->path() / "com.a");
+    };
+    while (!isMaking()) {
+    }
+    made.Signal(SIGTERM);
+    expectEnded(made.Wait(), 143, make);
+    EXPECT_FALSE(Exists(At("out")));
 }
 
 // A maker's machine has no device: neither engine nor bundle store are wanted there.

@@ -1,16 +1,14 @@
 #include "tests/support/cli_runner.h"
 
-#include <cstdio>
+#include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <memory>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace ORVX::TavomendTest {
 namespace {
-using StreamFile = std::unique_ptr<FILE, int (*)(FILE*)>;
+constexpr int CANNOT_RUN = 127;
 
 std::string ReadAll(FILE* file)
 {
@@ -21,33 +19,70 @@ std::string ReadAll(FILE* file)
     }
     return text;
 }
+
+// In the child: what is pending and blocked stays so in the program that takes its place.
+void MakePending(int signal)
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, signal);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    kill(getpid(), signal);
+}
 } // namespace
 
-CliResult RunProgram(const std::vector<std::string>& command)
+RunningProgram::RunningProgram(const std::vector<std::string>& command, int pendingSignal)
+    : out_(tmpfile(), fclose), err_(tmpfile(), fclose)
 {
-    const StreamFile out(tmpfile(), fclose);
-    const StreamFile err(tmpfile(), fclose);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, fileno(out.get()), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, fileno(err.get()), STDERR_FILENO);
     std::vector<char*> arguments;
     for (const auto& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
     arguments.push_back(nullptr);
-    pid_t child = 0;
-    const int spawned = posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    EXPECT_EQ(spawned, 0) << "cannot run " << command[0];
+    const int files[] = {open("/dev/null", O_RDONLY | O_CLOEXEC), fileno(out_.get()), fileno(err_.get())};
+    child_ = fork();
+    if (child_ == 0) {
+        for (int i = 0; i < 3; ++i) {
+            dup2(files[i], i);
+        }
+        if (pendingSignal != 0) {
+            MakePending(pendingSignal);
+        }
+        execvp(arguments[0], arguments.data());
+        _exit(CANNOT_RUN);
+    }
+    close(files[0]);
+    EXPECT_GT(child_, 0) << "cannot run " << command[0];
+}
+
+RunningProgram::~RunningProgram()
+{
+    if (child_ > 0) {
+        Signal(SIGKILL);
+        static_cast<void>(Wait());
+    }
+}
+
+void RunningProgram::Signal(int signal) const
+{
+    kill(child_, signal);
+}
+
+CliResult RunningProgram::Wait()
+{
     CliResult result;
     int status = 0;
-    if (spawned == 0 && waitpid(child, &status, 0) == child && WIFEXITED(status)) {
+    if (child_ > 0 && waitpid(child_, &status, 0) == child_ && WIFEXITED(status)) {
         result.exitCode = WEXITSTATUS(status);
     }
-    result.out = ReadAll(out.get());
-    result.err = ReadAll(err.get());
+    child_ = -1;
+    result.out = ReadAll(out_.get());
+    result.err = ReadAll(err_.get());
     return result;
+}
+
+CliResult RunProgram(const std::vector<std::string>& command)
+{
+    return RunningProgram(command).Wait();
 }
 } // namespace ORVX::TavomendTest

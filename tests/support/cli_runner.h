@@ -2,7 +2,10 @@
 #ifndef TAVOMEND_TESTS_SUPPORT_CLI_RUNNER_H
 #define TAVOMEND_TESTS_SUPPORT_CLI_RUNNER_H
 
+#include <cstdio>
+#include <memory>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace ORVX::TavomendTest {
@@ -12,7 +15,26 @@ struct CliResult {
     std::string err;
 };
 
-// Without a shell: arguments reach the program as they are. The program is looked up in PATH.
+// A program that runs beside the test. Without a shell: arguments reach it as they are. It is looked up in PATH.
+class RunningProgram {
+public:
+    // pendingSignal: waits for the program from its first moment on, blocked; 0 for none.
+    explicit RunningProgram(const std::vector<std::string>& command, int pendingSignal = 0);
+    ~RunningProgram();
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+    void Signal(int signal) const;
+    // To its end; once.
+    [[nodiscard]] CliResult Wait();
+
+private:
+    using StreamFile = std::unique_ptr<FILE, int (*)(FILE*)>;
+    StreamFile out_;
+    StreamFile err_;
+    pid_t child_ = -1;
+};
+
 [[nodiscard]] CliResult RunProgram(const std::vector<std::string>& command);
 } // namespace ORVX::TavomendTest
 

@@ -1,0 +1,119 @@
+#include "apps/tvpk/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "apps/common/usage.h"
+#include "apps/tvpk/commands.h"
+#include "apps/tvpk/diff_commands.h"
+#include "formats/signature.h"
+
+namespace ORVX::Tvpk {
+using Cli::Console;
+
+namespace {
+constexpr const char* PROGRAM_NAME = "tvpk";
+constexpr int MAX_KEY_BITS = 8192;
+
+// What every command takes, and which one was asked for.
+class CommandLine {
+public:
+    CommandLine()
+    {
+        program_.set_version_flag("--version", std::string(TAVOMEND_VERSION));
+        program_.require_subcommand(1);
+        program_.fallthrough();
+        program_.add_flag("--json", isJson_, "JSON lines on standard output");
+        AddKeygenAndPack();
+        AddPackageCommands();
+        AddDiffCommands();
+    }
+
+    int Run(int argc, char** argv)
+    {
+        try {
+            program_.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            return Cli::ShowUsage(Console(PROGRAM_NAME, Cli::WantsJson(argc, argv)), program_, error);
+        }
+        const Console console(PROGRAM_NAME, isJson_);
+        const int result = command_(console);
+        return result == Cli::EXIT_DONE && !console.IsHeard() ? console.Fail("cannot write to standard output")
+                                                              : result;
+    }
+
+private:
+    using Command = std::function<int(const Console&)>;
+
+    CLI::App* Add(const char* name, const char* help, const Command& command)
+    {
+        CLI::App* sub = program_.add_subcommand(name, help);
+        sub->callback([this, command] { command_ = command; });
+        return sub;
+    }
+
+    void AddKeygenAndPack()
+    {
+        CLI::App* keygen = Add("keygen", "Make a signing key and the public key that devices get",
+                               [this](const Console& console) { return RunKeygen(console, make_.outDir, bits_); });
+        keygen->add_option("--out", make_.outDir, "Directory of the two files")->required();
+        keygen->add_option("--bits", bits_, "Size of the RSA key")
+            ->check(CLI::Range(Formats::MIN_KEY_BITS, MAX_KEY_BITS))
+            ->capture_default_str();
+        CLI::App* pack = Add("pack", "Pack an application directory into a bundle file (.vab)",
+                             [this](const Console& console) { return RunPack(console, directory_, packed_, level_); });
+        pack->add_option("DIR", directory_, "Directory with a manifest.json at its top")->required();
+        pack->add_option("OUT", packed_, "The bundle file to write")->required();
+        pack->add_option("--level", level_, "Deflate level")->check(CLI::Range(0, 9))->capture_default_str();
+    }
+
+    void AddPackageCommands()
+    {
+        CLI::App* make = Add("make", "Make a signed patch package from a release file",
+                             [this](const Console& console) { return RunMake(console, make_); });
+        make->add_option("RELEASE", make_.release, "The release file (docs/package-format.md)")->required();
+        make->add_option("--key", make_.privateKey, "Private key (PEM)")->required();
+        make->add_option("--out", make_.outDir, "Directory of app.tvpk and tavomend_sign.bin")->required();
+        make->add_flag("--plain", make_.isPlainOnly, "Plain zstd differences only");
+        CLI::App* inspect = Add("inspect", "Show what is inside a patch package",
+                                [this](const Console& console) { return RunInspect(console, verify_.package); });
+        inspect->add_option("PACKAGE", verify_.package, "The package (app.tvpk)")->required();
+        CLI::App* verify = Add("verify", "Check a patch package as a device would",
+                               [this](const Console& console) { return RunVerify(console, verify_); });
+        verify->add_option("PACKAGE", verify_.package, "The package (app.tvpk)")->required();
+        verify->add_option("SIGNATURE", verify_.signature, "Its signature (tavomend_sign.bin)")->required();
+        verify->add_option("--public-key", verify_.publicKey, "Public key (PEM)")->required();
+    }
+
+    void AddDiffCommands()
+    {
+        CLI::App* diff = Add("diff", "Make the difference between two files",
+                             [this](const Console& console) { return RunDiff(console, diff_); });
+        diff->add_option("OLD", diff_.old, "The old file")->required();
+        diff->add_option("NEW", diff_.fresh, "The new file")->required();
+        diff->add_option("OUT", diff_.difference, "The difference to write")->required();
+        CLI::App* patch = Add("patch", "Make the new file from a difference and the old file",
+                              [this](const Console& console) { return RunPatch(console, diff_); });
+        patch->add_option("DIFF", diff_.difference, "The difference")->required();
+        patch->add_option("OLD", diff_.old, "The old file")->required();
+        patch->add_option("OUT", diff_.fresh, "The new file to write")->required();
+    }
+
+    CLI::App program_{"Makes, signs and checks patch packages.", PROGRAM_NAME};
+    bool isJson_ = false;
+    Command command_;
+    MakeRequest make_;
+    VerifyRequest verify_;
+    DiffPaths diff_;
+    std::string directory_;
+    std::string packed_;
+    int bits_ = 3072;
+    int level_ = 9;
+};
+} // namespace
+
+int RunTvpk(int argc, char** argv)
+{
+    return CommandLine().Run(argc, argv);
+}
+} // namespace ORVX::Tvpk
