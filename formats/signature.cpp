@@ -164,6 +164,11 @@ bool VerifyFile(const std::string& path, const std::string& signaturePath, const
     return false;
 }
 
+bool HasPublicKey(const std::string& keyPath, std::string& error)
+{
+    return ReadKey(keyPath, false, error) != nullptr;
+}
+
 std::string Sha256OfFile(const std::string& path, std::string& error)
 {
     Handles::Sha256 hash;

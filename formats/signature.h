@@ -30,6 +30,9 @@ constexpr int MIN_KEY_BITS = 2048;
 [[nodiscard]] bool VerifyFile(const std::string& path, const std::string& signaturePath, const std::string& keyPath,
                               std::string& error);
 
+// Whether a file holds a public key that VerifyFile takes.
+[[nodiscard]] bool HasPublicKey(const std::string& keyPath, std::string& error);
+
 // 64 lower-case hexadecimal digits; empty on failure.
 [[nodiscard]] std::string Sha256OfFile(const std::string& path, std::string& error);
 // Whether two hashes in hexadecimal are one: the case of the digits says nothing.

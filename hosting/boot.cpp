@@ -28,7 +28,7 @@ PatchRunResult Play(BootStage stage, const IDevicePort& port, IHostObserver& obs
 {
     switch (stage) {
     case BootStage::INIT:
-        return Load(port, TavomendEngine::RUNNING_STAGE_INIT);
+        return Load(port, TavomendEngine::RUNNING_STAGE_INIT, &observer);
     case BootStage::SCAN:
         return Scan(port, observer);
     default:

@@ -1,15 +1,69 @@
 #include "hosting/device_view.h"
 
+#include <sys/stat.h>
+
 #include "formats/device_paths.h"
 #include "formats/patch_config.h"
+#include "formats/status_words.h"
 #include "formats/zip_archive.h"
 #include "hosting/error_text.h"
+#include "hosting/kept_packages.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/tavomend_status_record.h"
 
 namespace ORVX::TavomendHosting {
 using TavomendEngine::FileUtils;
 using TavomendEngine::TavomendStatusRecord;
+
+namespace {
+struct Pair {
+    const char* package;
+    const char* signature;
+};
+constexpr Pair NO_PAIR = {"", ""};
+constexpr Pair DELIVERED = {Formats::PACKAGE_PATH, Formats::SIGN_PATH};
+constexpr Pair BACKUP = {Formats::BACKUP_PACKAGE_PATH, Formats::BACKUP_SIGN_PATH};
+
+struct Places {
+    Pair inForce = BACKUP;
+    Pair pending = DELIVERED;
+};
+
+// A patch in force that a query has not given back yet: as the next operation will read it.
+bool IsBorrowed()
+{
+    std::string version;
+    const std::string status = ReadStatusWord(version);
+    return IsPackageDelivered() && !FileUtils::FileIsExist(Formats::BACKUP_PACKAGE_PATH) &&
+           !FileUtils::FileIsExist(Formats::BACKUP_SIGN_PATH) && status == Formats::STATUS_ACTIVITES &&
+           !version.empty() && ReadPackageFacts().version == version;
+}
+
+Places FindPlaces()
+{
+    if (FileUtils::FileIsExist(KEPT_PACKAGE)) {
+        return {{KEPT_BACKUP_PACKAGE, KEPT_BACKUP_SIGNATURE}, {KEPT_PACKAGE, KEPT_SIGNATURE}};
+    }
+    return IsBorrowed() ? Places{DELIVERED, NO_PAIR} : Places{};
+}
+
+std::time_t TimeOf(const char* path)
+{
+    struct stat info {};
+    return stat(path, &info) == 0 ? info.st_mtime : 0;
+}
+
+NextStep NextStepOf(const DeviceView& view)
+{
+    if (view.pending.state == PackageState::KNOWN && view.pending.refusal.empty()) {
+        return view.needsBoot ? NextStep::BOOT : NextStep::APPLY;
+    }
+    const bool isInForce = view.inForce.state == PackageState::KNOWN && view.isWhole;
+    return view.pending.state == PackageState::NONE && isInForce && !LastOperationOf(view.record).isFailed
+               ? NextStep::NOTHING
+               : NextStep::DELIVER;
+}
+} // namespace
 
 bool IsPackageDelivered()
 {
@@ -68,7 +122,51 @@ StatusView ReadStatus(const IDevicePort& port, const std::vector<std::string>& b
     StatusView view;
     view.status = record.GetStatus(view.version);
     view.detail = record.GetStatusFromFile();
-    view.explanation = ExplainDetail(port, view.detail, bundleNames);
+    view.explanation = ExplainDetail(port, view.detail, bundleNames, WhyNoPublicKey());
+    return view;
+}
+
+LastOperation LastOperationOf(const StatusView& record)
+{
+    struct Word {
+        const char* status;
+        LastOperation last;
+    };
+    constexpr Word WORDS[] = {
+        {Formats::STATUS_IDLE, {Operation::NONE, false}},
+        {Formats::STATUS_IDLE_FAILED, {Operation::CLEAR, true}},
+        {Formats::STATUS_READY, {Operation::LOAD, false}},
+        {Formats::STATUS_READY_FAILED, {Operation::LOAD, true}},
+        {Formats::STATUS_ACTIVITES, {Operation::APPLY, false}},
+        {Formats::STATUS_ACTIVITES_FAILED, {Operation::APPLY, true}},
+    };
+    for (const auto& word : WORDS) {
+        if (record.status == word.status) {
+            return word.last;
+        }
+    }
+    return {};
+}
+
+PackagesView ViewPackages()
+{
+    PackagesView view;
+    const Places places = FindPlaces();
+    view.inForce = ViewPackage(places.inForce.package, places.inForce.signature);
+    view.pending = ViewPackage(places.pending.package, places.pending.signature);
+    view.since = view.inForce.state == PackageState::NONE ? 0 : TimeOf(places.inForce.package);
+    return view;
+}
+
+DeviceView ViewDevice(const IDevicePort& port)
+{
+    DeviceView view;
+    static_cast<PackagesView&>(view) = ViewPackages();
+    view.record = ReadStatus(port, ReadPackageFacts().bundleNames);
+    view.isWhole = view.inForce.state != PackageState::KNOWN || view.record.version != view.inForce.version ||
+                   view.record.status != Formats::STATUS_ACTIVITES_FAILED;
+    view.needsBoot = NeedsBoot(view.pending);
+    view.next = NextStepOf(view);
     return view;
 }
 

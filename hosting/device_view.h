@@ -3,10 +3,12 @@
 #ifndef TAVOMEND_HOSTING_DEVICE_VIEW_H
 #define TAVOMEND_HOSTING_DEVICE_VIEW_H
 
+#include <ctime>
 #include <string>
 #include <vector>
 
 #include "formats/patch_config.h"
+#include "hosting/package_view.h"
 #include "platform/api/device_port.h"
 
 namespace ORVX::TavomendHosting {
@@ -20,7 +22,7 @@ struct PackageFacts {
     std::vector<Formats::AppInfo> apps;   // as the configuration has them
     std::vector<std::string> bundleNames; // by sequence number
     bool needReboot = false;              // the patch is complete only after another boot
-    bool isRevoke = false;
+    bool isRevoke = false;                // it takes the patch in force back
 };
 // Of the delivered package, else of the backup; empty when unreadable. Nothing is verified: the facts serve what people
 // are told, and what they are told of needReboot counts only once the engine has taken the package.
@@ -38,6 +40,33 @@ struct StatusView {
 // The status record as it is on disk; empty where there is none. bundleNames: of the package, by sequence number, for
 // the explanation, which also asks the port for the meaning of its bundle service's verdicts.
 [[nodiscard]] StatusView ReadStatus(const IDevicePort& port, const std::vector<std::string>& bundleNames);
+// The last operation on patches that the status record tells of.
+enum class Operation { NONE, LOAD, APPLY, CLEAR };
+struct LastOperation {
+    Operation operation = Operation::NONE;
+    bool isFailed = false;
+};
+[[nodiscard]] LastOperation LastOperationOf(const StatusView& record);
+
+enum class NextStep { NOTHING, APPLY, BOOT, DELIVER };
+
+// The packages on the device, from themselves. What an operation under way keeps for the case that it is cut short
+// counts as it will be then.
+struct PackagesView {
+    PackageView inForce;   // from the backup; of a revoke, when that has taken the patch back
+    std::time_t since = 0; // when it came into force: seconds since 1970
+    PackageView pending;   // delivered, and to be applied
+};
+[[nodiscard]] PackagesView ViewPackages();
+
+struct DeviceView : PackagesView {
+    bool isWhole = true;    // every application of the patch in force has arrived, as far as the record still tells
+    bool needsBoot = false; // pending, and only a boot can apply it
+    StatusView record;      // of the last operation
+    NextStep next = NextStep::NOTHING; // for whoever looks after the device
+};
+[[nodiscard]] DeviceView ViewDevice(const IDevicePort& port);
+
 // The status word alone; empty where there is no record.
 [[nodiscard]] std::string ReadStatusWord();
 // The same, and the patch version that it belongs to.

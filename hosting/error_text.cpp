@@ -14,10 +14,12 @@ using TavomendEngine::ERROR_KEY_UNKNOWN_APP;
 namespace {
 using Texts = std::map<int32_t, std::string>;
 
+constexpr int32_t ERROR_SIGNATURE = 20;
+
 const Texts PACKAGE_TEXTS = {
     {0, "the package or its signature file is missing"},
     {10, "there is not enough free space for the rebuilt applications"},
-    {20, "the signature does not verify"},
+    {ERROR_SIGNATURE, "the signature does not verify"},
     {30, "the package's configuration is missing or not valid"},
     {40, "the package is not made for this device's base version"},
 };
@@ -166,7 +168,7 @@ std::string ErrorCodeText(const IDevicePort& port, int32_t key, int32_t code)
 }
 
 std::string ExplainDetail(const IDevicePort& port, const std::string& detail,
-                          const std::vector<std::string>& bundleNames)
+                          const std::vector<std::string>& bundleNames, const std::string& noPublicKey)
 {
     const auto operations = ParseDetail(detail);
     std::string text;
@@ -177,7 +179,9 @@ std::string ExplainDetail(const IDevicePort& port, const std::string& detail,
         const int32_t key = entry.first;
         std::string reasons;
         for (const int32_t code : CodesOf(operations, key)) {
-            reasons += (reasons.empty() ? "" : ", ") + ErrorCodeText(port, key, code) + " (" + std::to_string(key) +
+            const bool isForWantOfAKey = key == ERROR_KEY_PACKAGE && code == ERROR_SIGNATURE && !noPublicKey.empty();
+            reasons += (reasons.empty() ? "" : ", ") +
+                       (isForWantOfAKey ? noPublicKey : ErrorCodeText(port, key, code)) + " (" + std::to_string(key) +
                        "|" + std::to_string(code) + ")";
         }
         if (!reasons.empty()) {

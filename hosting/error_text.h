@@ -24,9 +24,11 @@ struct ErrorOperation {
 // One code in words; an unknown one by its number.
 [[nodiscard]] std::string ErrorCodeText(const IDevicePort& port, int32_t key, int32_t code);
 // The failures of the last operation, with what earlier ones say about the same applications, each with its (key|code);
-// empty when it recorded none. bundleNames: of the package, by sequence number.
+// empty when it recorded none. bundleNames: of the package, by sequence number. noPublicKey: why the device
+// cannot verify any package, which stands in place of a signature's failure; empty when it can.
 [[nodiscard]] std::string ExplainDetail(const IDevicePort& port, const std::string& detail,
-                                        const std::vector<std::string>& bundleNames);
+                                        const std::vector<std::string>& bundleNames,
+                                        const std::string& noPublicKey = "");
 } // namespace ORVX::TavomendHosting
 
 #endif

@@ -31,6 +31,11 @@ public:
     // (stage) The record of what is installed was damaged and has been made anew; one line for people. Before
     // OnScanned.
     virtual void OnStoreRebuilt(const std::string& /*line*/) {}
+    // A load begins to rebuild the files of another application; number counts from 1 in each load. The total are the
+    // applications of the load's stage: those that need no rebuilding are never told of.
+    virtual void OnRebuilding(const std::string& /*bundleName*/, int32_t /*number*/, int32_t /*total*/) {}
+    // A file is being copied onto the device, in bytes; `path` as the user has named it.
+    virtual void OnCopied(const std::string& /*path*/, uint64_t /*done*/, uint64_t /*total*/) {}
     // The load that goes before an apply is over; apply follows in either case.
     virtual void OnLoaded(bool isReady) = 0;
     // Another application of the apply is over, whatever became of it; done counts from 1 in each apply.

@@ -28,8 +28,8 @@ struct Place {
 constexpr Place PLACES[] = {
     {Formats::PACKAGE_PATH, KEPT_PACKAGE, false},
     {Formats::SIGN_PATH, KEPT_SIGNATURE, false},
-    {Formats::BACKUP_PACKAGE_PATH, "/data/update/tavomend/package/kept/app.tvpk.bak", true},
-    {Formats::BACKUP_SIGN_PATH, "/data/update/tavomend/package/kept/tavomend_sign.bin.bak", true},
+    {Formats::BACKUP_PACKAGE_PATH, KEPT_BACKUP_PACKAGE, true},
+    {Formats::BACKUP_SIGN_PATH, KEPT_BACKUP_SIGNATURE, true},
 };
 
 // A copy, where the file system knows no second names.

@@ -7,6 +7,9 @@ namespace ORVX::TavomendHosting {
 // The delivered one and its signature, while they are kept.
 constexpr const char* KEPT_PACKAGE = "/data/update/tavomend/package/kept/app.tvpk";
 constexpr const char* KEPT_SIGNATURE = "/data/update/tavomend/package/kept/tavomend_sign.bin";
+// The one in force.
+constexpr const char* KEPT_BACKUP_PACKAGE = "/data/update/tavomend/package/kept/app.tvpk.bak";
+constexpr const char* KEPT_BACKUP_SIGNATURE = "/data/update/tavomend/package/kept/tavomend_sign.bin.bak";
 
 // Second names (hard links, or copies where there are none) for what is delivered and for a backup that is whole, on
 // disk when this returns true. False when they could not be made: nothing is kept then, and the engine had better not

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fcntl.h>
+#include <optional>
+#include <sys/stat.h>
 
 #include "common/app_constants.h"
 #include "common/results.h"
@@ -12,6 +15,7 @@
 #include "hosting/delivery.h"
 #include "hosting/error_text.h"
 #include "hosting/kept_packages.h"
+#include "hosting/rebuild_progress.h"
 #include "platform/utility/delayed_singleton.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
@@ -49,20 +53,59 @@ void MendDevice()
     FinishDelivery();
 }
 
-std::string WhyFailed(const StatusView& view)
+// Why a revoke has nothing to take back; asked before the run, which may change the backup. Empty for other packages.
+std::string WhyUnrevocable(const PackageFacts& facts)
 {
-    return view.explanation.empty() ? "an application does not run the version that the patch asks for"
-                                    : view.explanation;
+    if (!facts.isRevoke) {
+        return "";
+    }
+    const PackageView inForce = ViewPackage(Formats::BACKUP_PACKAGE_PATH, Formats::BACKUP_SIGN_PATH);
+    if (inForce.state == PackageState::KNOWN) {
+        return inForce.apps.empty() ? "the patch in force names no applications" : "";
+    }
+    return inForce.state == PackageState::NONE ? "there is no patch to take back"
+                                               : ProblemOf(inForce, "the patch to take back");
 }
 
-std::string WhyNothing(const StatusView& view)
+// The engine records no code where it has compared versions only, which is what a revoke's apply does.
+std::string WhyFailed(const StatusView& view, const std::string& unrevocable, bool hasCompared)
+{
+    if (!view.explanation.empty()) {
+        return view.explanation;
+    }
+    return !unrevocable.empty() ? unrevocable
+           : hasCompared        ? "an application does not run the version that the patch asks for"
+                                : "the engine has recorded no reason";
+}
+
+// The delivered package, to be known again under another name.
+class DeliveredFile {
+public:
+    DeliveredFile() : isThere_(stat(Formats::PACKAGE_PATH, &info_) == 0) {}
+    // When the package has become the backup, says since when: a file keeps its time of modification while queries
+    // rename it to and fro.
+    void StampAsBackup() const
+    {
+        struct stat now {};
+        if (isThere_ && stat(Formats::BACKUP_PACKAGE_PATH, &now) == 0 && now.st_ino == info_.st_ino &&
+            now.st_dev == info_.st_dev) {
+            static_cast<void>(utimensat(AT_FDCWD, Formats::BACKUP_PACKAGE_PATH, nullptr, AT_SYMLINK_NOFOLLOW));
+        }
+    }
+
+private:
+    struct stat info_ {};
+    bool isThere_;
+};
+
+std::string WhyNothing(const StatusView& view, const PackageFacts& facts)
 {
     if (view.status == Formats::STATUS_ACTIVITES_FAILED) {
         return "no package is delivered; the last apply failed" +
                (view.explanation.empty() ? "" : ": " + view.explanation);
     }
     if (view.status == Formats::STATUS_ACTIVITES) {
-        return "patch " + view.version + " is in force";
+        return "patch " + view.version + (facts.isRevoke ? " has taken the patch back" : " is in force");
     }
     return "no package is delivered";
 }
@@ -95,9 +138,14 @@ void RetireLegacyPatch()
     }
 }
 
-PatchRunResult RunLoad(const IDevicePort& port)
+PatchRunResult RunLoad(const IDevicePort& port, int32_t runningStage, IHostObserver* observer)
 {
     const auto facts = ReadPackageFacts();
+    const std::string unrevocable = WhyUnrevocable(facts);
+    std::optional<RebuildProgress> progress;
+    if (observer != nullptr) {
+        progress.emplace(port, facts, runningStage, *observer);
+    }
     const int32_t loaded = CreateEngineApp()->LoadTavomend();
     RetireLegacyPatch();
     PatchRunResult result;
@@ -108,7 +156,7 @@ PatchRunResult RunLoad(const IDevicePort& port)
     } else if (loaded == RESULT_SUCCESS) {
         result.outcome = Outcome::DONE;
     } else {
-        result.reason = WhyFailed(result.view);
+        result.reason = WhyFailed(result.view, unrevocable, false);
     }
     return result;
 }
@@ -204,14 +252,18 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
     auto facts = ReadPackageFacts();
     const bool wasDelivered = IsPackageDelivered();
     const auto engine = CreateEngineApp();
-    const int32_t loaded = engine->LoadTavomend();
+    int32_t loaded = 0;
+    {
+        const RebuildProgress progress(port, facts, RUNNING_STAGE_SA, observer);
+        loaded = engine->LoadTavomend();
+    }
     RetireLegacyPatch();
     PatchRunResult result;
     if (!wasDelivered) {
         if (!IsPackageDelivered()) {
             result.outcome = Outcome::NOTHING;
             result.view = ReadStatus(port, facts.bundleNames);
-            result.reason = WhyNothing(result.view);
+            result.reason = WhyNothing(result.view, facts);
             return result;
         }
         facts = ReadPackageFacts(); // a migration has brought one
@@ -222,6 +274,8 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
         result.reason = "the device cannot be written now; the package stays";
         return result;
     }
+    const std::string unrevocable = WhyUnrevocable(facts);
+    const DeliveredFile delivered;
     const int32_t applied = Apply(*engine, observer);
     result.view = ReadStatus(port, facts.bundleNames);
     if (!IsOutcomeRecorded(result.view, facts, applied == RESULT_SUCCESS)) {
@@ -232,9 +286,10 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
         FinishMoveToBackup();
         Judge(platform, facts, result);
     } else {
-        result.reason = WhyFailed(result.view);
+        result.reason = WhyFailed(result.view, unrevocable, facts.isRevoke);
         SettleFailure(result, facts, attempt);
     }
+    delivered.StampAsBackup();
     return result;
 }
 } // namespace
@@ -252,14 +307,14 @@ PatchRunResult Load(const IDevicePort& port, int32_t runningStage, IHostObserver
     MendDevice();
     SysUtils::SetRunningStage(runningStage);
     if (runningStage == RUNNING_STAGE_INIT) {
-        return RunLoad(port);
+        return RunLoad(port, runningStage, observer);
     }
     std::string error;
     const auto platform = port.Start(ServiceStart::SCAN, error);
     if (platform != nullptr && observer != nullptr) {
         TellOfStore(*platform, *observer);
     }
-    return platform == nullptr ? NoPlatform(error) : RunLoad(port);
+    return platform == nullptr ? NoPlatform(error) : RunLoad(port, runningStage, observer);
 }
 
 namespace {

@@ -17,7 +17,7 @@ namespace ORVX::TavomendHosting {
 // Mends what an earlier operation left that was cut short, then loads the delivered package at one stage of a boot.
 // runningStage: RUNNING_STAGE_INIT, without a platform; or RUNNING_STAGE_SA, with one that scans and that is gone when
 // this returns. NOTHING when no package is delivered.
-// observer: told when the record of what is installed had to be made anew; nothing else.
+// observer: told when the record of what is installed had to be made anew, and of what is rebuilt; nothing else.
 [[nodiscard]] PatchRunResult Load(const IDevicePort& port, int32_t runningStage, IHostObserver* observer = nullptr);
 
 // A package that this device takes, but that could not be applied, is tried once more at once: a disk that was full or

@@ -1,11 +1,14 @@
 #include "hosting/requests.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
 #include "common/results.h"
 #include "engine/engine_factory.h"
 #include "formats/device_paths.h"
+#include "formats/status_words.h"
+#include "handles/file_error.h"
 #include "hosting/delivery.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
@@ -19,6 +22,8 @@ using TavomendEngine::SysUtils;
 
 namespace {
 constexpr uint32_t INCOMING_MODE = 0600; // nobody else's until it is in place
+constexpr const char* DELIVERED_NAME = "the delivered package";
+constexpr const char* IN_FORCE_NAME = "the patch in force";
 
 std::unique_ptr<IEngineApp> MakeEngine()
 {
@@ -35,25 +40,31 @@ std::unique_ptr<IDevicePlatform> Attach(const IDevicePort& port, OperationResult
     return platform;
 }
 
-bool CopyIn(const std::string& source, const std::string& target, std::string& error)
+bool CopyIn(const std::string& source, const std::string& target, IHostObserver* observer, std::string& error)
 {
-    if (!FileUtils::FileIsExist(source)) {
-        error = "there is no file " + source;
+    if (!Handles::WhyUnreadable(source).empty()) {
+        error = Handles::CannotRead(source);
         return false;
     }
-    if (!FileUtils::ReplaceFileByCopy(source, target, INCOMING_MODE)) {
-        error = "cannot copy " + source + " to the device";
+    FileUtils::Copied tell;
+    if (observer != nullptr) {
+        const auto size = static_cast<uint64_t>(FileUtils::GetFileSize(source, FileUtils::Unit::BYTE));
+        tell = [&source, observer, size](uint64_t done) { observer->OnCopied(source, done, size); };
+    }
+    errno = 0;
+    if (!FileUtils::ReplaceFileByCopy(source, target, INCOMING_MODE, tell)) {
+        error = "cannot copy " + source + " to the device" + (errno == 0 ? "" : ": " + Handles::SystemReason(errno));
         return false;
     }
     return true;
 }
 } // namespace
 
-bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error)
+bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error, IHostObserver* observer)
 {
     const std::string package = deviceRoot + INCOMING_PACKAGE;
     const std::string signature = deviceRoot + INCOMING_SIGNATURE;
-    if (CopyIn(files.package, package, error) && CopyIn(files.signature, signature, error)) {
+    if (CopyIn(files.package, package, observer, error) && CopyIn(files.signature, signature, nullptr, error)) {
         return true;
     }
     std::remove(package.c_str());
@@ -88,20 +99,24 @@ OperationResult RevokeBundles(const std::vector<std::string>& bundleNames)
 VersionResult AskVersion()
 {
     VersionResult result;
-    result.version = MakeEngine()->GetTavomendVersion();
-    if (!result.version.empty()) {
-        result.outcome = Outcome::DONE;
+    const PackagesView packages = ViewPackages();
+    const bool isPending = packages.pending.state != PackageState::NONE;
+    const PackageView& view = isPending ? packages.pending : packages.inForce;
+    if (view.state == PackageState::NONE) {
+        result.version = Formats::NO_PATCH_VERSION;
+    } else if (view.state == PackageState::KNOWN && (view.refusal.empty() || !isPending)) {
+        result.version = view.version;
+    } else {
+        result.reason = ProblemOf(view, isPending ? DELIVERED_NAME : IN_FORCE_NAME);
         return result;
     }
-    std::string why;
-    static_cast<void>(JudgePackage(Formats::PACKAGE_PATH, Formats::SIGN_PATH, why));
-    result.reason = "the delivered package does not pass its check" + (why.empty() ? "" : ": " + why);
+    result.outcome = Outcome::DONE;
     return result;
 }
 
-StatusView AskStatus(const IDevicePort& port)
+DeviceView AskStatus(const IDevicePort& port)
 {
-    return ReadStatus(port, ReadPackageFacts().bundleNames);
+    return ViewDevice(port);
 }
 
 InfoResult AskInfo(const IDevicePort& port)
@@ -117,15 +132,26 @@ InfoResult AskInfo(const IDevicePort& port)
         result.reason = "a delivered package is waiting: apply it, or boot, first";
         return result;
     }
-    if (!IsBackupThere()) {
+    const PackageView inForce = ViewPackages().inForce;
+    if (inForce.state == PackageState::NONE) {
         result.reason = "no patch is in force";
+        return result;
+    }
+    result.reason = ProblemOf(inForce, IN_FORCE_NAME);
+    if (!result.reason.empty()) {
+        result.outcome = Outcome::FAILED;
+        return result;
+    }
+    if (inForce.isRevoke) {
+        result.reason = "no patch is in force: " + inForce.version + " has taken it back";
         return result;
     }
     for (const auto& [name, status] : MakeEngine()->GetTavomendInfo()) {
         result.fixed[name] = status == TavomendEngine::PATCH_FIXED;
     }
     if (result.fixed.empty()) {
-        result.reason = "the patch in force names no applications";
+        result.outcome = Outcome::FAILED;
+        result.reason = "the engine cannot tell which applications carry the patch in force";
     } else {
         result.outcome = Outcome::DONE;
     }

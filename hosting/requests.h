@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "hosting/delivery.h"
+#include "hosting/host_observer.h"
 #include "hosting/host_result.h"
 #include "platform/api/device_port.h"
 
@@ -21,8 +22,10 @@ struct PackageFiles {
 };
 // The first half of a delivery, before the process enters the device root, since both files may lie outside of the
 // device: copies them onto its own disk, from where one rename puts each in place. deviceRoot: the device's folder
-// without a "/" at its end; empty on the device itself. False with one line for people; nothing is left on the device.
-[[nodiscard]] bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error);
+// without a "/" at its end; empty on the device itself. observer: told how far the package's copy has come. False with
+// one line for people; nothing is left on the device.
+[[nodiscard]] bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error,
+                           IHostObserver* observer = nullptr);
 
 struct DeliveryResult : OperationResult {
     std::string refusal;   // why this device will refuse the package; empty when it will not
@@ -42,17 +45,19 @@ struct DeliveryResult : OperationResult {
 struct VersionResult : OperationResult {
     std::string version; // of the delivered package, else of the patch in force, else "patch00"
 };
-// FAILED when a package is delivered that does not pass its check.
+// FAILED, with the reason, when a package is delivered, or a patch in force, that cannot be read, that the device's key
+// does not fit, or that this device does not take.
 [[nodiscard]] VersionResult AskVersion();
 
-// The status record, with its error codes in the words of the package that is on the device.
-[[nodiscard]] StatusView AskStatus(const IDevicePort& port);
+// What is in force, what is pending, and the status record with its error codes in words. Changes nothing.
+[[nodiscard]] DeviceView AskStatus(const IDevicePort& port);
 
 struct InfoResult : OperationResult {
     bool isPending = false;            // a delivered package is waiting, and nothing is told before it was applied
     std::map<std::string, bool> fixed; // by bundle name: whether it runs the version that it should
 };
-// Which applications carry the patch in force. NOTHING, with the reason, when there is none to tell about.
+// Which applications carry the patch in force. NOTHING, with the reason, when there is none to tell about; FAILED when
+// it cannot be read, or the engine cannot tell.
 [[nodiscard]] InfoResult AskInfo(const IDevicePort& port);
 
 struct TestResult : OperationResult {

@@ -1,7 +1,9 @@
 #include "apps/tavomend/commands.h"
 
+#include "apps/common/printable.h"
 #include "apps/common/text_table.h"
 #include "apps/tavomend/reports.h"
+#include "apps/tavomend/status_report.h"
 #include "hosting/boot.h"
 #include "hosting/patch_run.h"
 #include "platform/utility/sys_utils.h"
@@ -14,7 +16,8 @@ namespace {
 DeliveryResult BringAndDeliver(Session& session, const PackageFiles& files, Refused refused)
 {
     DeliveryResult result;
-    if (!BringIn(files, session.DeviceFolder(), result.reason)) {
+    ConsoleObserver observer(session.Out());
+    if (!BringIn(files, session.DeviceFolder(), result.reason, &observer)) {
         session.Out().Fail(result.reason);
         return result;
     }
@@ -36,8 +39,9 @@ int RunDeliver(Session& session, const PackageFiles& files, Refused refused)
         return EXIT_FAILED;
     }
     session.Out().Emit("deliver", {{"delivered", true}, {"refusal", result.refusal}});
-    session.Out().Say(result.refusal.empty() ? "delivered" + (result.needsBoot.empty() ? "" : "; " + result.needsBoot)
-                                             : "delivered, but this device will refuse it: " + result.refusal);
+    session.Out().Say(result.refusal.empty()
+                          ? Cli::Printable("delivered" + (result.needsBoot.empty() ? "" : "; " + result.needsBoot))
+                          : Cli::Printable("delivered, but this device will refuse it: " + result.refusal));
     return EXIT_DONE;
 }
 
@@ -85,7 +89,10 @@ int RunBoot(Session& session)
     }
     ConsoleObserver observer(session.Out());
     const auto result = TavomendHosting::RunBoot(session.Port(), observer);
-    return result.reason.empty() ? ExitCodeOf(result.outcome) : session.Out().Fail(result.reason);
+    if (!result.reason.empty()) {
+        return session.Out().Fail(result.reason);
+    }
+    return result.outcome == Outcome::NOTHING ? EXIT_DONE : ExitCodeOf(result.outcome); // a boot is a boot
 }
 
 int RunRevoke(Session& session, const std::vector<std::string>& bundleNames)
@@ -139,11 +146,11 @@ int RunVersion(Session& session)
         return EXIT_FAILED;
     }
     const auto result = AskVersion();
-    session.Out().Emit("version", {{"version", result.version}});
     if (result.outcome != Outcome::DONE) {
         return session.Out().Fail(result.reason);
     }
-    session.Out().Say(result.version);
+    session.Out().Emit("version", {{"version", result.version}});
+    session.Out().Say(Cli::Printable(result.version));
     return EXIT_DONE;
 }
 
@@ -152,20 +159,7 @@ int RunStatus(Session& session)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    const StatusView view = AskStatus(session.Port());
-    session.Out().Emit("status", {{"status", view.status},
-                                  {"version", view.version},
-                                  {"detail", view.detail},
-                                  {"explanation", view.explanation}});
-    if (view.status.empty()) {
-        session.Out().Say("no operation has been recorded");
-        return EXIT_DONE;
-    }
-    session.Out().Say(view.status + (view.version.empty() ? "" : ", version " + view.version) +
-                      (view.detail.empty() ? "" : ", detail " + view.detail));
-    if (!view.explanation.empty()) {
-        session.Out().Say(view.explanation);
-    }
+    ShowStatus(session.Out(), AskStatus(session.Port()));
     return EXIT_DONE;
 }
 
@@ -175,19 +169,19 @@ int RunInfo(Session& session)
         return EXIT_FAILED;
     }
     const auto result = AskInfo(session.Port());
-    if (result.outcome == Outcome::NO_PLATFORM) {
+    if (result.outcome == Outcome::NO_PLATFORM || result.outcome == Outcome::FAILED) {
         return session.Out().Fail(result.reason);
     }
     Cli::TextTable table({"BUNDLE", "PATCH"});
-    auto applications = nlohmann::ordered_json::object();
+    auto applications = nlohmann::ordered_json::array();
     for (const auto& [name, isFixed] : result.fixed) {
         const char* word = isFixed ? "fixed" : "not fixed";
         table.Add({name, word});
-        applications[name] = word;
+        applications.push_back({{"bundle", name}, {"patch", word}});
     }
-    session.Out().Emit("info", {{"pending", result.isPending}, {"applications", applications}});
+    session.Out().Emit("info", {{"waiting", result.isPending}, {"applications", applications}});
     if (result.outcome == Outcome::NOTHING) {
-        session.Out().Say(result.reason);
+        session.Out().Say(Cli::Printable(result.reason));
         return EXIT_NOTHING;
     }
     if (!session.Out().IsJson()) {

@@ -1,14 +1,18 @@
 #include "apps/tavomend/device_setup.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <future>
 #include <map>
 #include <optional>
 
+#include "apps/common/printable.h"
 #include "apps/common/text_table.h"
+#include "apps/tavomend/incoming_files.h"
 #include "formats/bundle_file.h"
 #include "formats/device_paths.h"
+#include "handles/file_error.h"
 #include "platform/api/bundle_mgr.h"
 #include "platform/api/system_ability_manager.h"
 #include "platform/utility/file_utils.h"
@@ -22,7 +26,6 @@ namespace fs = std::filesystem;
 using TavomendEngine::FileUtils;
 
 namespace {
-constexpr const char* INSTALL_STAGING_DIR = "/data/app/incoming";
 constexpr uint32_t FILE_MODE = 0644;
 constexpr const char* CANNOT_READ_STORE = "the bundle store cannot be read";
 
@@ -39,41 +42,6 @@ public:
 
 private:
     std::promise<std::pair<int32_t, std::string>> promise_;
-};
-
-// The files lie outside of the device: copies of them on its own disk, taken away however the install ends.
-class IncomingFiles {
-public:
-    explicit IncomingFiles(std::string deviceFolder) : deviceFolder_(std::move(deviceFolder)) {}
-    ~IncomingFiles() { FileUtils::CleanDir(deviceFolder_ + INSTALL_STAGING_DIR, true); }
-    IncomingFiles(const IncomingFiles&) = delete;
-    IncomingFiles& operator=(const IncomingFiles&) = delete;
-
-    [[nodiscard]] bool Add(const std::string& file)
-    {
-        files_.push_back(file);
-        paths_.push_back(INSTALL_STAGING_DIR + ("/" + std::to_string(paths_.size())) + ".vab");
-        return FileUtils::ReplaceFileByCopy(file, deviceFolder_ + paths_.back(), FILE_MODE);
-    }
-    // From now on the process is on the device root.
-    void EnterDevice() { deviceFolder_.clear(); }
-    [[nodiscard]] const std::vector<std::string>& Paths() const { return paths_; }
-    // A message about a copy, as one about the file that was given.
-    [[nodiscard]] std::string InUsersWords(std::string message) const
-    {
-        for (size_t i = 0; i < paths_.size(); ++i) {
-            const size_t at = message.find(paths_[i]);
-            if (at != std::string::npos) {
-                return message.replace(at, paths_[i].size(), files_[i]);
-            }
-        }
-        return message;
-    }
-
-private:
-    std::string deviceFolder_;
-    std::vector<std::string> files_; // as they were given, one for each path
-    std::vector<std::string> paths_;
 };
 
 // What a device init makes: taken back again, unless it is kept.
@@ -173,6 +141,10 @@ std::optional<FactoryFiles> LayOutFiles(const std::string& root, const DeviceSet
         return std::nullopt;
     }
     const bool hasKey = !setup.publicKey.empty();
+    if (hasKey && !Handles::WhyUnreadable(setup.publicKey).empty()) {
+        error = Handles::CannotRead(setup.publicKey);
+        return std::nullopt;
+    }
     if (hasKey && FileUtils::GetFileStream(setup.publicKey).find("BEGIN PUBLIC KEY") == std::string::npos) {
         error = setup.publicKey + " is no PEM public key";
         return std::nullopt;
@@ -188,16 +160,16 @@ std::optional<FactoryFiles> LayOutFiles(const std::string& root, const DeviceSet
     }
     const std::string release = "NAME=\"Device\"\nVERSION_ID=\"" + setup.baseVersion + "\"\n";
     if (!FileUtils::ReplaceFile(root + TavomendEngine::OS_RELEASE_PATH, release, FILE_MODE)) {
-        error = "cannot write " + root + TavomendEngine::OS_RELEASE_PATH;
+        error = Handles::CannotWrite(root + TavomendEngine::OS_RELEASE_PATH, errno);
         return std::nullopt;
     }
     if (hasKey && !FileUtils::ReplaceFileByCopy(setup.publicKey, root + Formats::PUBLIC_KEY_PATH, FILE_MODE)) {
-        error = "cannot write " + root + Formats::PUBLIC_KEY_PATH;
+        error = Handles::CannotWrite(root + Formats::PUBLIC_KEY_PATH, errno);
         return std::nullopt;
     }
     for (const auto& [file, target] : factory->targets) {
         if (!FileUtils::ReplaceFileByCopy(file, root + target, FILE_MODE)) {
-            error = "cannot copy " + file + " to " + fs::path(root + target).parent_path().string();
+            error = Handles::CannotWrite(root + target, errno);
             return std::nullopt;
         }
     }
@@ -283,7 +255,7 @@ int MakeDevice(Session& session, const std::string& root, const DeviceSetup& set
     }
     session.Out().Say("a device at base version " + setup.baseVersion + " with " + std::to_string(bundles->size()) +
                       " factory applications, user 100");
-    session.Out().Emit("init", {{"baseVersion", setup.baseVersion}, {"applications", bundles->size()}});
+    session.Out().Emit("init", {{"baseVersion", setup.baseVersion}, {"installed", bundles->size()}});
     return EXIT_DONE;
 }
 } // namespace
@@ -303,7 +275,7 @@ int RunDeviceInit(Session& session, const DeviceSetup& setup)
     const std::string lock = absolute + TavomendHosting::DEVICE_LOCK_PATH;
     made.Watch(lock);
     if (!FileUtils::MakeDirs(fs::path(lock).parent_path())) {
-        return session.Out().Fail("cannot make the directory " + root);
+        return session.Out().Fail("cannot make the directory " + root + ": " + Handles::SystemReason(errno));
     }
     if (const int locked = session.Lock("device init"); locked != EXIT_DONE) {
         made.Keep(); // what another process makes is its own
@@ -322,10 +294,11 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
     if (!session.CheckDevice()) {
         return EXIT_FAILED;
     }
+    std::string error;
     IncomingFiles incoming(session.DeviceFolder());
     for (const auto& file : files) {
-        if (!incoming.Add(file)) {
-            return session.Out().Fail("cannot copy " + file + " to the device");
+        if (!incoming.Add(file, error)) {
+            return session.Out().Fail(error);
         }
     }
     if (!session.EnterDevice()) {
@@ -342,11 +315,11 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
     }
     auto [code, message] = verdict->Wait();
     message = incoming.InUsersWords(message);
-    session.Out().Emit("install", {{"code", code}, {"message", message}});
+    session.Out().Emit("install", {{"verdict", code}, {"message", message}});
     if (code != 0) {
         return session.Out().Fail(message);
     }
-    session.Out().Say(message);
+    session.Out().Say(Cli::Printable(message));
     return EXIT_DONE;
 }
 

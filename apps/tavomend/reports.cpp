@@ -1,5 +1,7 @@
 #include "apps/tavomend/reports.h"
 
+#include "apps/common/printable.h"
+
 namespace ORVX::TavomendCli {
 using TavomendHosting::BootStage;
 using TavomendHosting::Outcome;
@@ -14,7 +16,7 @@ int FailRun(const Cli::Console& console, const std::string& what, const PatchRun
     if (result.outcome == Outcome::NO_PLATFORM || result.outcome == Outcome::NEEDS_BOOT) {
         return console.Fail(result.reason);
     }
-    console.Emit("result", {{"done", false},
+    console.Emit("result", {{"outcome", "failed"},
                             {"status", result.view.status},
                             {"version", result.view.version},
                             {"detail", result.view.detail},
@@ -25,8 +27,9 @@ int FailRun(const Cli::Console& console, const std::string& what, const PatchRun
 std::string LineOf(const ScanReport::Entry& entry)
 {
     const std::string name = entry.bundleName.empty() ? "" : entry.bundleName + " ";
-    return "  " + name + entry.action +
-           (entry.reason.empty() ? " at version " + std::to_string(entry.versionCode) : ": " + entry.reason);
+    return "  " + Cli::Printable(name + entry.action +
+                                 (entry.reason.empty() ? " at version " + std::to_string(entry.versionCode)
+                                                       : ": " + entry.reason));
 }
 } // namespace
 
@@ -50,8 +53,8 @@ int ShowLoad(const Cli::Console& console, const PatchRunResult& result)
         return FailRun(console, "load failed", result);
     }
     const bool isDone = result.outcome == Outcome::DONE;
-    console.Say("load: " + (isDone ? result.view.status : result.reason));
-    console.Emit("result", {{"done", isDone}, {"status", result.view.status}});
+    console.Say(Cli::Printable("load: " + (isDone ? result.view.status : result.reason)));
+    console.Emit("result", {{"outcome", isDone ? "done" : "nothing"}, {"status", result.view.status}});
     return ExitCodeOf(result.outcome);
 }
 
@@ -59,16 +62,16 @@ int ShowApply(const Cli::Console& console, const PatchRunResult& result)
 {
     const auto& view = result.view;
     if (result.outcome == Outcome::NOTHING) {
-        console.Emit("result", {{"done", false}, {"status", view.status}, {"version", view.version}});
-        console.Say("nothing to do: " + result.reason);
+        console.Emit("result", {{"outcome", "nothing"}, {"status", view.status}, {"version", view.version}});
+        console.Say(Cli::Printable("nothing to do: " + result.reason));
         return EXIT_NOTHING;
     }
     if (result.outcome != Outcome::DONE) {
         return FailRun(console, "apply failed", result);
     }
     nlohmann::ordered_json line = {
-        {"done", true}, {"status", view.status}, {"version", view.version}, {"detail", view.detail}};
-    console.Say("patch " + view.version + " is in force");
+        {"outcome", "done"}, {"status", view.status}, {"version", view.version}, {"detail", view.detail}};
+    console.Say(Cli::Printable("patch " + view.version + " is in force"));
     if (result.needReboot) {
         console.Say("the patch asks for a boot to be complete");
         line["needReboot"] = true;
@@ -79,6 +82,7 @@ int ShowApply(const Cli::Console& console, const PatchRunResult& result)
 
 void ConsoleObserver::OnStageBegan(BootStage stage)
 {
+    console_.Emit("begin", {{"stage", NameOf(stage)}});
     console_.Say(std::string("-- ") + NameOf(stage));
 }
 
@@ -89,7 +93,7 @@ void ConsoleObserver::OnScanned(const ScanReport& report)
         console_.Say(LineOf(entry));
         console_.Emit("scan", {{"bundle", entry.bundleName},
                                {"action", entry.action},
-                               {"version", entry.versionCode},
+                               {"versionCode", entry.versionCode},
                                {"reason", entry.reason}});
     }
 }
@@ -100,8 +104,32 @@ void ConsoleObserver::OnStoreRebuilt(const std::string& line)
     console_.Say(line);
 }
 
+void ConsoleObserver::OnRebuilding(const std::string& bundleName, int32_t number, int32_t total)
+{
+    const std::string step = "rebuilding " + Cli::Printable(bundleName);
+    const std::string line = step + ", " + std::to_string(number) + " of " + std::to_string(total);
+    console_.Emit("progress", {{"step", step}, {"done", number - 1}, {"total", total}, {"unit", "applications"}});
+    if (console_.HasBar()) {
+        console_.ShowBar(line);
+    } else {
+        console_.Say(line);
+    }
+}
+
+void ConsoleObserver::OnCopied(const std::string& path, uint64_t done, uint64_t total)
+{
+    if (!copying_) {
+        copying_.emplace(console_);
+    }
+    copying_->Report("copying " + path, done, total);
+    if (done >= total) {
+        copying_.reset();
+    }
+}
+
 void ConsoleObserver::OnLoaded(bool isReady)
 {
+    console_.Emit("load", {{"ready", isReady}});
     console_.Say(isReady ? "load: ready" : "load: not everything is ready");
 }
 
@@ -112,7 +140,7 @@ void ConsoleObserver::OnProgress(int32_t done, int32_t total)
 
 void ConsoleObserver::OnEngineStatus(int32_t status, const std::string& message)
 {
-    console_.Emit("status", {{"status", status}, {"message", message}});
+    console_.Emit("engine", {{"report", status}, {"message", message}});
     console_.Say("the engine reports: " + message + " (" + std::to_string(status) + ")");
 }
 

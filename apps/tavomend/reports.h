@@ -2,9 +2,11 @@
 #ifndef TAVOMEND_APPS_TAVOMEND_REPORTS_H
 #define TAVOMEND_APPS_TAVOMEND_REPORTS_H
 
+#include <optional>
 #include <string>
 
 #include "apps/common/console.h"
+#include "apps/common/progress.h"
 #include "hosting/host_observer.h"
 
 namespace ORVX::TavomendCli {
@@ -26,6 +28,8 @@ public:
     void OnStageBegan(TavomendHosting::BootStage stage) override;
     void OnScanned(const ScanReport& report) override;
     void OnStoreRebuilt(const std::string& line) override;
+    void OnRebuilding(const std::string& bundleName, int32_t number, int32_t total) override;
+    void OnCopied(const std::string& path, uint64_t done, uint64_t total) override;
     void OnLoaded(bool isReady) override;
     void OnProgress(int32_t done, int32_t total) override;
     void OnEngineStatus(int32_t status, const std::string& message) override;
@@ -34,6 +38,7 @@ public:
 
 private:
     const Cli::Console& console_;
+    std::optional<Cli::Progress> copying_; // from the first piece on
 };
 } // namespace ORVX::TavomendCli
 

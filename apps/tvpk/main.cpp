@@ -1,6 +1,9 @@
+#include "apps/common/standard_output.h"
 #include "apps/tvpk/command_line.h"
 
 int main(int argc, char** argv)
 {
-    return ORVX::Tvpk::RunTvpk(argc, argv);
+    const ORVX::Cli::StandardOutput output;
+    const int exitCode = ORVX::Tvpk::RunTvpk(argc, argv);
+    return output.End(ORVX::Cli::Console("tvpk", false), exitCode);
 }

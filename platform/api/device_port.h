@@ -3,6 +3,7 @@
 #define TAVOMEND_PLATFORM_API_DEVICE_PORT_H
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -68,6 +69,10 @@ public:
     [[nodiscard]] virtual std::unique_ptr<IDevicePlatform> Start(ServiceStart start, std::string& error) const = 0;
     // What a verdict of this port's bundle service means; empty for a number that is none of its own.
     [[nodiscard]] virtual std::string InstallCodeText(int32_t code) const = 0;
+    // From now on tells the watcher, in place of an earlier one, of each file that the difference library is about to
+    // rebuild in this process, on the thread that it is called on; none without a function. A port whose library tells
+    // nothing never calls it.
+    virtual void WatchRebuilds(std::function<void(const std::string& product)> /*watcher*/) const {}
 };
 } // namespace ORVX
 

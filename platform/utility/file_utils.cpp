@@ -68,13 +68,18 @@ ssize_t ReadSome(int file, char* room, size_t size)
     return count;
 }
 
-bool CopyAll(int source, OutputFile& target)
+bool CopyAll(int source, OutputFile& target, const FileUtils::Copied& copied)
 {
+    uint64_t done = 0;
     std::array<char, COPY_CHUNK_SIZE> buffer;
     ssize_t count = 0;
     while ((count = ReadSome(source, buffer.data(), buffer.size())) > 0) {
         if (!target.Write(buffer.data(), static_cast<size_t>(count))) {
             return false;
+        }
+        done += static_cast<uint64_t>(count);
+        if (copied) {
+            copied(done);
         }
     }
     return count == 0;
@@ -350,10 +355,11 @@ bool FileUtils::ReplaceFile(const std::string& path, const std::string& content,
     return ReplaceWith(path, mode, [&content](OutputFile& file) { return file.Write(content.data(), content.size()); });
 }
 
-bool FileUtils::ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode)
+bool FileUtils::ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode,
+                                  const Copied& copied)
 {
     const LayerFile in(source, O_RDONLY);
-    return in.IsValid() && ReplaceWith(target, mode, [&in](OutputFile& file) { return CopyAll(in.Get(), file); });
+    return in.IsValid() && ReplaceWith(target, mode, [&](OutputFile& file) { return CopyAll(in.Get(), file, copied); });
 }
 
 bool FileUtils::SyncDir(const std::string& path)

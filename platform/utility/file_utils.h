@@ -5,6 +5,7 @@
 #define TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace ORVX::TavomendEngine {
@@ -65,8 +66,10 @@ public:
     // a failure the old file stands and nothing is beside it; only when the last step fails, the new one stands and
     // may not survive a power cut. errno tells the reason of a failure.
     [[nodiscard]] static bool ReplaceFile(const std::string& path, const std::string& content, uint32_t mode);
-    // The same for the content of another file.
-    [[nodiscard]] static bool ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode);
+    // The same for the content of another file. copied: told how many bytes have been copied, piece by piece.
+    using Copied = std::function<void(uint64_t done)>;
+    [[nodiscard]] static bool ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode,
+                                                const Copied& copied = nullptr);
     // Flushes a directory's entries to disk.
     static bool SyncDir(const std::string& path);
 };

@@ -1,9 +1,11 @@
 #include "ports/host/host_platform.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 
 #include "formats/device_paths.h"
+#include "handles/file_error.h"
 #include "platform/api/common_event.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/tavomend_logger.h"
@@ -115,13 +117,13 @@ bool HostPlatform::InitDevice(std::string& error)
     }
     for (const std::string& directory : DeviceDirectories()) {
         if (!FileUtils::MakeDirs(directory)) {
-            error = "cannot make the directory " + directory;
+            error = "cannot make the directory " + directory + ": " + Handles::SystemReason(errno);
             return false;
         }
     }
     if (!FileUtils::FileIsExist(TavomendEngine::ACCOUNT_FILE) &&
         !FileUtils::ReplaceFile(TavomendEngine::ACCOUNT_FILE, ACCOUNTS, 0644)) {
-        error = std::string("cannot write ") + TavomendEngine::ACCOUNT_FILE;
+        error = Handles::CannotWrite(TavomendEngine::ACCOUNT_FILE, errno);
         return false;
     }
     return MakeNewStore(count, error) && ScanInto(NEW_BUNDLE_STORE_PATH, error) && PutNewStoreInPlace(error);

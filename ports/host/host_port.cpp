@@ -2,6 +2,7 @@
 
 #include "ports/host/host_platform.h"
 #include "ports/host/install_result.h"
+#include "ports/host/rebuild_watch.h"
 
 namespace ORVX::TavomendHost {
 std::unique_ptr<IDevicePlatform> HostPort::Start(ServiceStart start, std::string& error) const
@@ -12,5 +13,10 @@ std::unique_ptr<IDevicePlatform> HostPort::Start(ServiceStart start, std::string
 std::string HostPort::InstallCodeText(int32_t code) const
 {
     return InstallResultText(code);
+}
+
+void HostPort::WatchRebuilds(std::function<void(const std::string& product)> watcher) const
+{
+    RebuildWatch::GetInstance().Set(std::move(watcher));
 }
 } // namespace ORVX::TavomendHost

@@ -1,7 +1,11 @@
 // What only the program tavomend does: what it prints for people and for scripts, its exit codes, its device folders.
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
 #include <regex>
+#include <set>
+#include <sstream>
 
 #include "tests/scenario/device_world.h"
 #include "tests/support/device_fixture.h"
@@ -21,12 +25,17 @@ std::string InWorld(const DeviceWorld& world, const std::string& text)
     return std::regex_replace(text, std::regex("@"), world.At("").substr(0, world.At("").size() - 1));
 }
 
+std::string WithoutTimes(const std::string& text)
+{
+    return std::regex_replace(text, std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ)"), "TIME");
+}
+
 void Play(const DeviceWorld& world, const std::vector<Call>& calls)
 {
     for (const auto& call : calls) {
         const CliResult result = world.Tavomend(InWorld(world, call.arguments));
         EXPECT_EQ(result.exitCode, call.exitCode) << call.arguments;
-        EXPECT_EQ(result.out, InWorld(world, call.out)) << call.arguments;
+        EXPECT_EQ(WithoutTimes(result.out), InWorld(world, call.out)) << call.arguments;
         const bool isError = call.exitCode == 1 && call.err.find('\n') == std::string::npos;
         EXPECT_EQ(result.err, isError ? "tavomend: " + InWorld(world, call.err) + "\n" : call.err) << call.arguments;
     }
@@ -75,24 +84,29 @@ TEST(ProgramTest, SpeaksToPeople)
     WriteFile(world.At("Hot0.vab"), Vab{"com.hot", 0}.Bytes());
     WriteFile(world.At("Single2.vab"), Vab{"com.single", 2, "entry", R"("singleton": true)"}.Bytes());
     Play(world,
-         {{"status", 0, "no operation has been recorded\n", ""},
+         {{"status", 0, "in force: none\npending: none\nno operation has been recorded\nnext step: deliver a package\n",
+           ""},
           {"version", 0, "patch00\n", ""},
           {"info", 3, "no patch is in force\n", ""},
           {"test", 0, "\"Vab\": \"null,vab patch backup package no exist\"\n", ""},
           {"apply", 3, "nothing to do: no package is delivered\n", ""},
           {"load --stage init", 3, "load: no package is delivered\n", ""},
-          {"boot", 3,
+          {"boot", 0,
            "-- init stage\nload: no package is delivered\n-- bundle scan\nscan: nothing has changed\n"
            "-- system-service stage\nnothing to do: no package is delivered\n",
            ""},
-          {"status", 0, "idle, version patch00\n", ""},
+          {"status", 0,
+           "in force: none\npending: none\nlast operation: none on a patch\nidle, version patch00\n"
+           "next step: deliver a package\n",
+           ""},
           {"clear", 0, "cleared: no patch is delivered for keeping or in force; applications stay as they are\n", ""},
           {"revoke com.hot", 1, "", TAKE_BACK},
-          {"deliver none none", 1, "", "there is no file none"},
-          {"deliver @/Hot.vab none", 1, "", "there is no file none"},
+          {"deliver none none", 1, "", "cannot read none: No such file or directory"},
+          {"deliver @/Hot.vab none", 1, "", "cannot read none: No such file or directory"},
+          {"deliver @ none", 1, "", "cannot read @: Is a directory"},
           {"device init", 1, "", "there is a device in @/dev already"},
-          {"device install none.vab", 1, "", "cannot copy none.vab to the device"},
-          {"device install @/Hot.vab none.vab", 1, "", "cannot copy none.vab to the device"},
+          {"device install none.vab", 1, "", "cannot read none.vab: No such file or directory"},
+          {"device install @/Hot.vab none.vab", 1, "", "cannot read none.vab: No such file or directory"},
           {"device install @/Hot.vab @/Cold.vab", 1, "", "@/Cold.vab does not belong to com.hot version 1"},
           {"device install @/Hot0.vab", 1, "", "com.hot version 0 is older than the installed 1"},
           {"device install @/Single2.vab --user 0", 0, "installed com.single version 2\n", ""},
@@ -122,7 +136,7 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
     WriteFile(world.At("app.tvpk"), package);
     WriteFile(world.At("good.bin"), world.Key().Sign(package));
     WriteFile(world.At("bad.bin"), SigningKey().Sign(package));
-    const char* const refused = "the delivered package does not pass its check: the signature does not verify";
+    const char* const refused = "the key does not fit the delivered package: the signature does not verify";
     Play(world,
          {{"deliver @/app.tvpk @/bad.bin", 1, "", "this device refuses the package: the signature does not verify"},
           {"version", 0, "patch00\n", ""},
@@ -133,8 +147,9 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
           {"apply", 1, "load: not everything is ready\nthe engine reports: activites_failed (151)\n",
            "apply failed: the signature does not verify (100|20)"},
           {"status", 0,
+           "in force: none\npending: none\nlast operation: apply failed\n"
            "activites_failed, detail 0|0(100|20,20):48;1|0(100|20,20):48;1|1(100|20,20):35\n"
-           "the signature does not verify (100|20)\n",
+           "the signature does not verify (100|20)\nnext step: deliver a package\n",
            ""},
           {"deliver @/app.tvpk @/good.bin", 0, "delivered\n", ""},
           {"version", 0, "patch01\n", ""},
@@ -142,12 +157,16 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
           {"load --stage init", 0, "load: ready\n", ""},
           {"boot", 0,
            "-- init stage\nload: ready\n-- bundle scan\nscan: nothing has changed\n-- system-service stage\n"
-           "load: ready\ninstalled 1 of 1\nthe engine reports: activites (101)\npatch patch01 is in force\n"
+           "rebuilding com.hot, 1 of 1\nload: ready\ninstalled 1 of 1\nthe engine reports: activites "
+           "(101)\npatch patch01 is in force\n"
            "the patch asks for a boot to be complete\n",
            ""},
           {"info", 0, "BUNDLE   PATCH\ncom.hot  fixed\n", ""},
-          {"status", 0, "activites, version patch01, detail 0|0:47;1|0:47;1|1:34\n", ""},
-          {"boot", 3,
+          {"status", 0,
+           "in force: patch01 since TIME: com.hot\npending: none\nlast operation: apply succeeded\n"
+           "activites, version patch01, detail 0|0:47;1|0:47;1|1:34\nnext step: nothing\n",
+           ""},
+          {"boot", 0,
            "-- init stage\nload: no package is delivered\n-- bundle scan\nscan: nothing has changed\n"
            "-- system-service stage\nnothing to do: patch patch01 is in force\n",
            ""},
@@ -194,17 +213,52 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
 
 // Tried once more at once.
 const char* const FAILED_APPLY =
-    R"-({"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
-{"schema":1,"event":"status","status":151,"message":"activites_failed"}
+    R"-({"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
+{"schema":1,"event":"load","ready":true}
 {"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
-{"schema":1,"event":"status","status":151,"message":"activites_failed"}
-{"schema":1,"event":"result","done":false,"status":"activites_failed","version":"patch01",)-"
+{"schema":1,"event":"engine","report":151,"message":"activites_failed"}
+{"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
+{"schema":1,"event":"load","ready":true}
+{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
+{"schema":1,"event":"engine","report":151,"message":"activites_failed"}
+{"schema":1,"event":"result","outcome":"failed","status":"activites_failed","version":"patch01",)-"
     R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
     R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
 {"schema":1,"event":"error","error":{"code":"failed","message":"apply failed: com.hot: a bundle file is broken (0|1002)"}}
 )-";
-const char* const ENDED_BOOT = R"({"schema":1,"event":"result","done":false,"status":"activites_failed"}
+// Adds the types of an object's names, and of those below it.
+void AddTypes(const nlohmann::json& value, std::map<std::string, std::set<std::string>>& types)
+{
+    for (const auto& [name, member] : value.items()) {
+        if (value.is_object()) {
+            types[name].insert(member.type_name());
+        }
+        if (member.is_structured()) {
+            AddTypes(member, types);
+        }
+    }
+}
+
+// Each line names its event, and what a name means does not depend on the line.
+void ExpectOneTypeAName(const std::string& text)
+{
+    std::map<std::string, std::set<std::string>> types;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        const auto object = nlohmann::json::parse(line, nullptr, false);
+        EXPECT_TRUE(object.is_object() && object.value("schema", 0) == 1 && object.contains("event")) << line;
+        AddTypes(object, types);
+    }
+    EXPECT_GT(types.size(), 30U);
+    for (const auto& [name, kinds] : types) {
+        EXPECT_EQ(kinds.size(), 1U) << name;
+    }
+}
+
+const char* const ENDED_BOOT = R"({"schema":1,"event":"begin","stage":"init stage"}
+{"schema":1,"event":"result","outcome":"nothing","status":"activites_failed"}
 {"schema":1,"event":"stage","stage":"init stage","exit":3}
+{"schema":1,"event":"begin","stage":"bundle scan"}
 {"schema":1,"event":"error","error":{"code":"failed","message":"the bundle store is damaged: file is not a database, and cannot be made anew: /data/app/com.odd/v1/entry.vab is no zip archive, or its end is missing"}}
 {"schema":1,"event":"stage","stage":"bundle scan","exit":1}
 {"schema":1,"event":"error","error":{"code":"failed","message":"the boot ends here: the bundle scan did not come to its end"}}
@@ -219,32 +273,43 @@ TEST(ProgramTest, GivesScriptsJson)
     WriteFile(world.At("broken.vab"), "broken");
     const std::vector<std::pair<std::string, std::string>> calls = {
         {"version", R"({"schema":1,"event":"version","version":"patch01"})"},
-        {"info", R"({"schema":1,"event":"info","pending":true,"applications":{}})"},
-        {"load --stage init", R"({"schema":1,"event":"result","done":true,"status":"ready"})"},
-        {"boot", R"({"schema":1,"event":"result","done":true,"status":"ready"}
+        {"info", R"({"schema":1,"event":"info","waiting":true,"applications":[]})"},
+        {"load --stage init", R"({"schema":1,"event":"result","outcome":"done","status":"ready"})"},
+        {"boot", R"({"schema":1,"event":"begin","stage":"init stage"}
+{"schema":1,"event":"result","outcome":"done","status":"ready"}
 {"schema":1,"event":"stage","stage":"init stage","exit":0}
+{"schema":1,"event":"begin","stage":"bundle scan"}
 {"schema":1,"event":"stage","stage":"bundle scan","exit":0}
+{"schema":1,"event":"begin","stage":"system-service stage"}
+{"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
+{"schema":1,"event":"load","ready":true}
 {"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
-{"schema":1,"event":"status","status":101,"message":"activites"}
-{"schema":1,"event":"result","done":true,"status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
+{"schema":1,"event":"engine","report":101,"message":"activites"}
+{"schema":1,"event":"result","outcome":"done","status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
 {"schema":1,"event":"stage","stage":"system-service stage","exit":0})"},
-        {"info", R"({"schema":1,"event":"info","pending":false,"applications":{"com.hot":"fixed"}})"},
+        {"info",
+         R"({"schema":1,"event":"info","waiting":false,"applications":[{"bundle":"com.hot","patch":"fixed"}]})"},
         {"test", R"({"schema":1,"event":"test","test":"\"Vab\": \"com.hot:2:true\""})"},
         {"status",
-         R"({"schema":1,"event":"status","status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":""})"},
-        {"apply", R"({"schema":1,"event":"result","done":false,"status":"activites","version":"patch01"})"},
-        {"load --stage sa", R"({"schema":1,"event":"result","done":false,"status":"activites"})"},
+         R"({"schema":1,"event":"status","inForce":{"state":"known","version":"patch01","action":"enable",)"
+         R"("applications":[{"bundle":"com.hot","versionCode":2,"type":"hot"}],"reason":"","since":"TIME","whole":true},)"
+         R"("pending":{"state":"none","reason":"","needsBoot":false},"last":{"operation":"apply","outcome":"done"},)"
+         R"("status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":"","next":"nothing"})"},
+        {"apply", R"({"schema":1,"event":"result","outcome":"nothing","status":"activites","version":"patch01"})"},
+        {"load --stage sa", R"({"schema":1,"event":"result","outcome":"nothing","status":"activites"})"},
         {"clear --yes", R"({"schema":1,"event":"clear","cleared":true})"},
         {"device users --add 7", R"({"schema":1,"event":"users","users":[7,100]})"},
         {"device users --remove 8",
          R"({"schema":1,"event":"error","error":{"code":"failed","message":"there is no user 8"}})"},
         {"device install @/broken.vab",
-         R"({"schema":1,"event":"install","code":1002,"message":"@/broken.vab is no zip archive, or its end is missing"}
+         R"({"schema":1,"event":"install","verdict":1002,"message":"@/broken.vab is no zip archive, or its end is missing"}
 {"schema":1,"event":"error","error":{"code":"failed","message":"@/broken.vab is no zip archive, or its end is missing"}})"},
     };
+    std::string all;
     for (const auto& [arguments, out] : calls) {
         const CliResult result = world.Tavomend("--json " + InWorld(world, arguments));
-        EXPECT_EQ(result.out, InWorld(world, out) + "\n") << arguments << result.err;
+        all += result.out;
+        EXPECT_EQ(WithoutTimes(result.out), InWorld(world, out) + "\n") << arguments << result.err;
     }
     const std::string list = world.Tavomend("--json device list").out;
     EXPECT_NE(
@@ -261,11 +326,13 @@ TEST(ProgramTest, GivesScriptsJson)
     const CliResult failed = world.Tavomend("--json apply");
     EXPECT_EQ(failed.exitCode, 1);
     EXPECT_EQ(failed.out, FAILED_APPLY);
-    EXPECT_EQ(failed.err, "load: ready\nthe engine reports: activites_failed (151)\n"
-                          "load: ready\nthe engine reports: activites_failed (151)\n"
+    EXPECT_EQ(failed.err, "rebuilding com.hot, 1 of 1\nload: ready\nthe engine reports: activites_failed (151)\n"
+                          "rebuilding com.hot, 1 of 1\nload: ready\nthe engine reports: activites_failed (151)\n"
                           "tavomend: apply failed: com.hot: a bundle file is broken (0|1002)\n");
     BreakAnInstalledVersion(world);
     EXPECT_EQ(world.Tavomend("--json boot").out, ENDED_BOOT);
+    ExpectOneTypeAName(all + list + failed.out + ENDED_BOOT + world.Tavomend("bogus --json").out +
+                       world.Tavomend("--json load --stage late").out);
 }
 
 TEST(ProgramTest, NeedsItsDevicesBundleStore)
@@ -284,7 +351,7 @@ TEST(ProgramTest, NeedsItsDevicesBundleStore)
                              "; it was made anew from 0 installed applications and the factory's, and is kept "
                              "as /data/service/bundles/store.db.damaged\n";
     const CliResult boot = world.Tavomend("boot");
-    EXPECT_EQ(boot.exitCode, 3);
+    EXPECT_EQ(boot.exitCode, 0);
     EXPECT_EQ(boot.out.substr(0, boot.out.find("scan:")),
               "-- init stage\nload: no package is delivered\n-- bundle scan\n" + anew);
     Play(world, {{"device list", 0, healthy, ""}});
@@ -342,6 +409,36 @@ TEST(ProgramTest, TellsWrongUsageFromFailure)
     EXPECT_EQ(world.Tavomend("--version").out, "1.0.0\n");
 }
 
+// A package can be anybody's, and its text must not pass for the program's, or reach the terminal as it is.
+TEST(ProgramTest, ShowsWhatPackagesSayOnOneLine)
+{
+    const DeviceWorld world;
+    PatchRecipe recipe = OneHotApplication();
+    recipe.version = R"(p\u001b[2J\nin force: all)";
+    recipe.apps[0].bundleName = R"(com.odd\u0007)";
+    world.Deliver(recipe);
+    Play(world, {{"version", 0, "p\\x1b[2J\\nin force: all\n", ""},
+                 {"status", 0,
+                  "in force: none\npending: p\\x1b[2J\\nin force: all: com.odd\\x07\nno operation has been recorded\n"
+                  "next step: apply\n",
+                  ""},
+                 {"load --stage sa", 1, "",
+                  "load failed: com.odd\\x07: a file is missing from the package or damaged in it (0|440)"}});
+}
+
+// A script must not take half an answer for the whole.
+TEST(ProgramTest, FailsWhenItsAnswerCannotBeWritten)
+{
+    const DeviceWorld world;
+    for (const char* command : {"--help", "--version", "status", "--json status", "device list", "boot"}) {
+        const std::string line = std::string(TAVOMEND_PROGRAM) + " --root " + world.At("dev") + " " + command;
+        const CliResult result = RunProgram({"sh", "-c", line + " > /dev/full"});
+        EXPECT_EQ(result.exitCode, 1) << command;
+        const std::string told = result.err.substr(result.err.find("tavomend: "));
+        EXPECT_EQ(told, "tavomend: cannot write to standard output: No space left on device\n") << command;
+    }
+}
+
 TEST(ProgramTest, FindsItsDeviceFolder)
 {
     const DeviceWorld world;
@@ -397,8 +494,8 @@ TEST(ProgramTest, LaysOutADevice)
         std::string error;
     };
     const Case cases[] = {
-        {"busy", "", "cannot make the directory @/busy"},
-        {"made/deep", "--public-key @/none.pem", "@/none.pem is no PEM public key"},
+        {"busy", "", "cannot make the directory @/busy: Not a directory"},
+        {"made/deep", "--public-key @/none.pem", "cannot read @/none.pem: No such file or directory"},
         {"made", "--public-key @/not.pem", "@/not.pem is no PEM public key"},
         {"made", "--factory @/Hot.vab @/not.pem", "@/not.pem is no zip archive, or its end is missing"},
         {"made", "--factory @/Hot.vab @/more/Hot.vab",
@@ -414,10 +511,11 @@ TEST(ProgramTest, LaysOutADevice)
         {"made", "--base-version '1`2'", badVersion},
         {"made", "--base-version 1\x7f", badVersion},
         {"made", "--base-version 1\u00e4", badVersion},
-        {"locked1", "", "cannot write @/locked1/etc/os-release"},
-        {"locked2", "--public-key @/key.pem", "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem"},
-        {"locked3", "--factory @/Hot.vab", "cannot copy @/Hot.vab to @/locked3/system/app/Hot"},
-        {"locked4", "", "cannot make the directory @/locked4"},
+        {"locked1", "", "cannot write @/locked1/etc/os-release: Is a directory"},
+        {"locked2", "--public-key @/key.pem",
+         "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem: Is a directory"},
+        {"locked3", "--factory @/Hot.vab", "cannot write @/locked3/system/app/Hot/Hot.vab: Is a directory"},
+        {"locked4", "", "cannot make the directory @/locked4: Not a directory"},
         {"locked6", "--factory @/Hot.vab", "com.hot has not been taken; -v shows why"},
         {"locked5", "", "the bundle store cannot be put in place: Is a directory"},
     };
@@ -449,7 +547,7 @@ TEST(ProgramTest, LaysOutADevice)
                   .out.find("com.fwk   100    1        1.0   factory  keep-alive,appServiceFwk\n"),
               std::string::npos);
     EXPECT_EQ(RunProgram({TAVOMEND_PROGRAM, "--json", "--root", world.At("other"), "device", "init"}).out,
-              "{\"schema\":1,\"event\":\"init\",\"baseVersion\":\"1.0.0\",\"applications\":0}\n");
+              "{\"schema\":1,\"event\":\"init\",\"baseVersion\":\"1.0.0\",\"installed\":0}\n");
 }
 } // namespace
 } // namespace ORVX::TavomendTest

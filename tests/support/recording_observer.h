@@ -42,6 +42,14 @@ public:
         Record(line);
     }
     void OnStoreRebuilt(const std::string& line) override { Record(line); }
+    void OnRebuilding(const std::string& bundleName, int32_t number, int32_t total) override
+    {
+        Record("rebuilding " + bundleName + " " + std::to_string(number) + "/" + std::to_string(total));
+    }
+    void OnCopied(const std::string& path, uint64_t done, uint64_t total) override
+    {
+        Record("copied " + path + " " + std::to_string(done) + "/" + std::to_string(total));
+    }
     void OnLoaded(bool isReady) override { Record(isReady ? "loaded" : "not all loaded"); }
     void OnProgress(int32_t done, int32_t total) override
     {

@@ -8,9 +8,12 @@
 #include "formats/device_paths.h"
 #include "hosting/delivery.h"
 #include "hosting/kept_packages.h"
+#include "hosting/requests.h"
 #include "platform/utility/tavomend_status_record.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/support/patch_builder.h"
+#include "tests/support/recording_observer.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -86,6 +89,25 @@ protected:
     const SigningKey key_;
     PatchRecipe recipe_;
 };
+
+TEST_F(DeliveryTest, TellsHowFarTheCopyHasComeAndLeavesNoHalfOfIt)
+{
+    WriteFile("/tmp/package", std::string(100000, 'p'));
+    WriteFile("/tmp/signature", "signature");
+    std::filesystem::create_directories("/tmp/device");
+    RecordingObserver observer("/tmp/reports");
+    std::string error;
+    EXPECT_TRUE(BringIn({"/tmp/package", "/tmp/signature"}, "/tmp/device", error, &observer)) << error;
+    EXPECT_EQ(ReadFile(std::string("/tmp/device") + INCOMING_PACKAGE), ReadFile("/tmp/package"));
+    EXPECT_EQ(ReadFile("/tmp/reports"), "copied /tmp/package 65536/100000\ncopied /tmp/package 100000/100000\n");
+    EXPECT_FALSE(BringIn({"/tmp/package", "/tmp/none"}, "/tmp/device", error));
+    EXPECT_EQ(error, "cannot read /tmp/none: No such file or directory");
+    EXPECT_FALSE(Exists(std::string("/tmp/device") + INCOMING_PACKAGE));
+    FaultyFileLayer layer;
+    layer.FailCall("write", 2, ENOSPC);
+    EXPECT_FALSE(BringIn({"/tmp/package", "/tmp/signature"}, "/tmp/device", error));
+    EXPECT_EQ(error, "cannot copy /tmp/package to the device: No space left on device");
+}
 
 TEST_F(DeliveryTest, LaysColdFilesOutAndLeavesNothingStale)
 {

@@ -34,7 +34,7 @@ protected:
     // The engine is done with a patch that is not what its configuration says.
     [[nodiscard]] std::string Unkept(const std::string& what) const
     {
-        std::string reports = applied_;
+        std::string reports = rebuilt_ + applied_;
         return reports.replace(reports.find("done"), 4, "failed: the patch is recorded as in force, but " + what);
     }
     void Break() { recipe.apps[0].files[0].hash = Sha256Hex("another content"); }
@@ -60,6 +60,7 @@ protected:
         std::filesystem::create_directories("/data/vrns4");
         std::filesystem::rename(Formats::PACKAGE_DIR, Formats::LEGACY_PATCH_DIR);
     }
+    const std::string rebuilt_ = "rebuilding com.a 1/2\nrebuilding com.b 2/2\n";
     const std::string failure_ = "not all loaded\nprogress 1/2\nprogress 2/2\nengine 151 activites_failed\n";
     const std::string applied_ =
         "loaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\ndone [activites patch01 1|0:47;1|1:34]";
@@ -81,7 +82,8 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
              AskForBoot();
              Place();
          },
-         failure_ + failure_ + "failed: " + BROKEN + " [activites_failed patch01 " + BROKEN_DETAIL + "]",
+         rebuilt_ + failure_ + "rebuilding com.a 1/2\n" + failure_ + "failed: " + BROKEN +
+             " [activites_failed patch01 " + BROKEN_DETAIL + "]",
          "com.a 1, com.b 2", 2},
         {"a set of another application",
          [this] {
@@ -107,7 +109,7 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
              InstallA(3);
              Place();
          },
-         applied_, "com.a 3, com.b 2", 2},
+         rebuilt_ + applied_, "com.a 3, com.b 2", 2},
         {"a platform that cannot say what runs",
          [this] {
              port.isBlind = true;
@@ -123,7 +125,7 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
              recipe.version = "patch02";
              Place();
          },
-         "loaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\n"
+         "rebuilding com.a 1/2\nrebuilding com.b 2/2\nloaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\n"
          "done [activites patch02 1|0:47;1|1:34]",
          "com.a 2, com.b 2", 2},
         {"a package with a cold application, which it does not touch",
@@ -165,8 +167,9 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
     recipe.apps[0].patchType = "cold";
     Break();
     Place();
-    EXPECT_EQ(Load(RUNNING_STAGE_INIT), "failed: " + BROKEN + " [ready_failed  0|0(0|600,611,640):48]\n");
-    EXPECT_EQ(Load(RUNNING_STAGE_SA), "done [ready  0|0(0|600,611,640):48;1|0:47]\n");
+    EXPECT_EQ(Load(RUNNING_STAGE_INIT),
+              "rebuilding com.a 1/1\nfailed: " + BROKEN + " [ready_failed  0|0(0|600,611,640):48]\n");
+    EXPECT_EQ(Load(RUNNING_STAGE_SA), "rebuilding com.b 1/1\ndone [ready  0|0(0|600,611,640):48;1|0:47]\n");
 }
 
 TEST_F(PatchRunTest, WhatMayPassCostsNoPackage)
@@ -182,11 +185,11 @@ TEST_F(PatchRunTest, WhatMayPassCostsNoPackage)
         return Apply();
     };
     const std::string refused = "not all loaded\nengine 151 activites_failed\n";
-    EXPECT_EQ(applyWith(2), failure_ + applied_ + "\n");
+    EXPECT_EQ(applyWith(2), failure_ + rebuilt_ + applied_ + "\n");
     const std::string noRoom = applyWith(100);
     EXPECT_NE(noRoom.find(refused + refused + "failed: "), std::string::npos) << noRoom;
     EXPECT_NE(noRoom.find("(100|10); the package stays"), std::string::npos) << noRoom;
-    EXPECT_EQ(Apply(), applied_ + "\n");
+    EXPECT_EQ(Apply(), rebuilt_ + applied_ + "\n");
 
     MakeDevice();
     Place();
@@ -249,10 +252,11 @@ protected:
         recipe.apps[1].patchType = "cold";
         Place();
     }
-    const std::string init_ = "-- init stage\ndone [ready  0|0:47]\nend of init stage: done\n";
+    const std::string init_ = "-- init stage\nrebuilding com.b 1/1\ndone [ready  0|0:47]\nend of init stage: done\n";
     const std::string scan_ = "-- bundle scan\nscanned, com.b updated 2\ndone\nend of bundle scan: done\n";
-    const std::string service_ = "-- system-service stage\nloaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\n"
-                                 "done [activites patch01 0|0:47;1|0:47;1|1:34]\nend of system-service stage: done\n";
+    const std::string service_ =
+        "-- system-service stage\nrebuilding com.a 1/1\nloaded\nprogress 1/2\nprogress 2/2\nengine 101 activites\n"
+        "done [activites patch01 0|0:47;1|0:47;1|1:34]\nend of system-service stage: done\n";
 };
 
 TEST_F(BootTest, PlaysItsStagesInTurn)

@@ -69,12 +69,12 @@ TEST_F(HostPlatformTest, MakesADeviceOnce)
     EXPECT_EQ(HostPort().Start(ServiceStart::ATTACH, error_), nullptr);
     EXPECT_EQ(error_, "there is no device here");
     EXPECT_FALSE(HostPlatform::InitDevice(error_));
-    EXPECT_EQ(error_, "cannot make the directory /data/service/bundles");
+    EXPECT_EQ(error_, "cannot make the directory /data/service/bundles: Not a directory");
     EXPECT_EQ(FindBundleMgr(), nullptr);
     std::filesystem::remove("/data/service/bundles");
     std::filesystem::create_directory("/etc/passwd");
     EXPECT_FALSE(HostPlatform::InitDevice(error_));
-    EXPECT_EQ(error_, "cannot write /etc/passwd");
+    EXPECT_EQ(error_, "cannot write /etc/passwd: Is a directory");
     std::filesystem::remove("/etc/passwd");
     InitAndStart();
     EXPECT_EQ(ReadFile("/etc/passwd"), "root:x:0:0:root:/:/bin/false\n"

@@ -1,0 +1,38 @@
+#include "hosting/rebuild_progress.h"
+
+#include "formats/patch_paths.h"
+#include "platform/utility/sys_utils.h"
+
+namespace ORVX::TavomendHosting {
+RebuildProgress::RebuildProgress(const IDevicePort& port, const PackageFacts& facts, int32_t runningStage,
+                                 IHostObserver& observer)
+    : port_(port), observer_(observer)
+{
+    const std::string type =
+        runningStage == TavomendEngine::RUNNING_STAGE_INIT ? Formats::PATCH_TYPE_COLD : Formats::PATCH_TYPE_HOT;
+    for (const auto& app : facts.apps) {
+        if (app.appPatchType != type) {
+            continue;
+        }
+        ++total_;
+        for (size_t i = 0; i < app.diffPaths.size(); ++i) {
+            owners_[Formats::ProductPathOf(app, i)] = app.bundleName;
+        }
+    }
+    port_.WatchRebuilds([this](const std::string& product) { Tell(product); });
+}
+
+RebuildProgress::~RebuildProgress()
+{
+    port_.WatchRebuilds(nullptr);
+}
+
+void RebuildProgress::Tell(const std::string& product)
+{
+    const auto owner = owners_.find(product);
+    if (owner != owners_.end() && owner->second != current_) {
+        current_ = owner->second;
+        observer_.OnRebuilding(current_, ++begun_, total_);
+    }
+}
+} // namespace ORVX::TavomendHosting

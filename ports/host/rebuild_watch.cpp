@@ -1,0 +1,27 @@
+#include "ports/host/rebuild_watch.h"
+
+namespace ORVX::TavomendHost {
+RebuildWatch& RebuildWatch::GetInstance()
+{
+    static auto* const instance = new RebuildWatch();
+    return *instance;
+}
+
+void RebuildWatch::Set(Watcher watcher)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    watcher_ = std::move(watcher);
+}
+
+void RebuildWatch::Tell(const std::string& product)
+{
+    Watcher watcher;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        watcher = watcher_;
+    }
+    if (watcher) {
+        watcher(product);
+    }
+}
+} // namespace ORVX::TavomendHost
