@@ -49,6 +49,7 @@ public:
         std::vector<Stretches> raw(plan.regions.size());
         std::vector<Stretches> plain(plan.groups.size());
         const uint64_t total = BytesToMatch(plan);
+        Tell("match", 0, total); // sorting the old content may take long
         const auto advance = [this, total](size_t bytes) { Advance("match", bytes, total); };
         InParallel(plan.groups.size() + 1, [&](size_t i) {
             // The groups first: they take longest.

@@ -110,8 +110,8 @@ void Console::Progress(const std::string& step, int32_t done, int32_t total) con
         return;
     }
     const int filled = total > 0 ? BAR_WIDTH * done / total : BAR_WIDTH;
-    std::cout << "\r[" << std::string(static_cast<size_t>(filled), '#')
-              << std::string(static_cast<size_t>(BAR_WIDTH - filled), '.') << "] " << count
-              << (done >= total ? "\n" : "") << std::flush;
+    Write(std::cout, "\r[" + std::string(static_cast<size_t>(filled), '#') +
+                         std::string(static_cast<size_t>(BAR_WIDTH - filled), '.') + "] " + count +
+                         (done >= total ? "\n" : ""));
 }
 } // namespace ORVX::Cli

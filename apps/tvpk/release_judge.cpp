@@ -214,7 +214,7 @@ std::vector<std::string> ReleaseJudge::NotesOn(const PackageInfo& config)
         if (base != app.basePaths.end()) {
             notes.push_back(app.bundleName + " is patched from " + *base +
                             ": a revoke takes it back to its factory version, not to version " +
-                            std::to_string(app.preVersion));
+                            std::to_string(app.preVersion) + ", and is reported as failed");
         }
     }
     return notes;

@@ -105,7 +105,7 @@ TEST_F(MadePackageTest, PatchesADevice)
     EXPECT_EQ(world_.InstalledVersions()["com.hot"], 1U);
     EXPECT_EQ(Make(Changed(RELEASE, "/system/app/Hot/Hot.vab", "/data/app/com.hot/v1/Hot.vab")).err,
               "note: com.hot is patched from /data/app/com.hot/v1/Hot.vab: a revoke takes it back to its factory "
-              "version, not to version 1\n");
+              "version, not to version 1, and is reported as failed\n");
 
     ASSERT_EQ(Make(RELEASE, {"--plain"}).exitCode, 0);
     ASSERT_EQ(RunProgram({"unzip", "-q", package, "-d", world_.At("members")}).exitCode, 0);

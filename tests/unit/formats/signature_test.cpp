@@ -62,7 +62,8 @@ TEST_F(SignatureTest, SignsAsOpensslDoes)
     EXPECT_EQ(WhyNotSigned("/tmp", "/tmp/private"), "cannot read /tmp: Is a directory");
     WriteFile("/tmp/key", EC_PEM);
     for (const std::string key : {"/tmp/public", "/tmp/key"}) {
-        EXPECT_EQ(WhyNotSigned("/tmp/file", key), "no usable private key in " + key + ": it holds no RSA private key (PEM, without a pass phrase)");
+        EXPECT_EQ(WhyNotSigned("/tmp/file", key),
+                  "no usable private key in " + key + ": it holds no RSA private key (PEM, without a pass phrase)");
     }
     const FileSizeLimit limit(100);
     EXPECT_EQ(WhyNotSigned("/tmp/file", "/tmp/private"), "cannot write /tmp/made: File too large");
@@ -76,7 +77,8 @@ TEST_F(SignatureTest, VerifiesWithEitherHalfOfTheKey)
     EXPECT_TRUE(VerifyFile("/tmp/file", "/tmp/sign", "/tmp/private", error_)) << error_;
     EXPECT_EQ(WhyNotVerified("/tmp/none"), "no usable public key in /tmp/none: No such file or directory");
     WriteFile("/tmp/key", EC_PEM);
-    EXPECT_EQ(WhyNotVerified("/tmp/key"), "no usable public key in /tmp/key: it holds no RSA public key (PEM \"PUBLIC KEY\")");
+    EXPECT_EQ(WhyNotVerified("/tmp/key"),
+              "no usable public key in /tmp/key: it holds no RSA public key (PEM \"PUBLIC KEY\")");
     WriteFile("/tmp/sign", "");
     EXPECT_EQ(WhyNotVerified("/tmp/public"), "/tmp/sign is empty");
     std::filesystem::remove("/tmp/sign");

@@ -8,6 +8,7 @@
 #include "hosting/requests.h"
 #include "platform/utility/sys_utils.h"
 #include "tests/support/faulty_file_layer.h"
+#include "tests/support/vab_builder.h"
 #include "tests/unit/hosting/hosted_device.h"
 
 namespace ORVX::TavomendTest {
