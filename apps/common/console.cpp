@@ -76,12 +76,6 @@ void Console::Emit(const char* event, const nlohmann::ordered_json& fields) cons
     Write(std::cout, line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
 }
 
-bool Console::IsHeard() const
-{
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return std::cout.good();
-}
-
 void Console::ShowBar(const std::string& bar) const
 {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -50,8 +50,6 @@ public:
     void Note(const std::string& text) const;
     // Whether standard error is a terminal that may have a bar; never with JSON.
     [[nodiscard]] bool HasBar() const { return hasBar_; }
-    // Whether everything that was written to standard output has arrived, as far as the system has told.
-    [[nodiscard]] bool IsHeard() const;
     // Puts a bar on the terminal's line, in place of the one before. It goes before anything else is written, and with
     // TakeBarAway. Progress draws it.
     void ShowBar(const std::string& bar) const;

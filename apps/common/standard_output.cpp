@@ -16,8 +16,10 @@ StandardOutput::~StandardOutput()
 int StandardOutput::End(const Console& console, int exitCode) const
 {
     const bool isWhole = error_ == 0 || error_ == EPIPE;
-    return isWhole ? exitCode
-                   : console.Fail("cannot write to standard output: " + std::generic_category().message(error_));
+    const bool isToldFailed = exitCode == EXIT_FAILED || exitCode == EXIT_USAGE;
+    return isWhole || isToldFailed
+               ? exitCode
+               : console.Fail("cannot write to standard output: " + std::generic_category().message(error_));
 }
 
 StandardOutput::int_type StandardOutput::overflow(int_type letter)

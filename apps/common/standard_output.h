@@ -16,9 +16,9 @@ public:
     StandardOutput(const StandardOutput&) = delete;
     StandardOutput& operator=(const StandardOutput&) = delete;
 
-    // Gives the program's exit code, unless something could not be written, which is told in one line: a script must
-    // not take half an answer for the whole. What the program has done stays done. A reader that has gone wanted no
-    // more.
+    // Gives the program's exit code, unless something could not be written: a script must not take half an answer for
+    // the whole. Then it has failed, in one line where it has told no other failure; what it has done stays done. A
+    // reader that has gone wanted no more.
     [[nodiscard]] int End(const Console& console, int exitCode) const;
 
 private:

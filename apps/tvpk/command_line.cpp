@@ -37,9 +37,7 @@ public:
             return Cli::ShowUsage(Console(PROGRAM_NAME, Cli::WantsJson(argc, argv)), program_, error);
         }
         const Console console(PROGRAM_NAME, isJson_);
-        const int result = command_(console);
-        return result == Cli::EXIT_DONE && !console.IsHeard() ? console.Fail("cannot write to standard output")
-                                                              : result;
+        return command_(console);
     }
 
 private:

@@ -306,7 +306,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
     for (const char* more : {"", " --json"}) {
         const CliResult unheard = RunProgram({"sh", "-c", verbose + more + " >/dev/full"});
         EXPECT_EQ(unheard.exitCode, 1);
-        EXPECT_EQ(unheard.err, "tvpk: cannot write to standard output\n");
+        EXPECT_EQ(unheard.err, "tvpk: cannot write to standard output: No space left on device\n");
     }
     EXPECT_EQ(Run("--version").out, "1.0.0\n");
     EXPECT_EQ(Run("--help").exitCode, 0);
