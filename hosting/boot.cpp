@@ -1,6 +1,7 @@
 #include "hosting/boot.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <sys/wait.h>
@@ -12,6 +13,8 @@
 
 namespace ORVX::TavomendHosting {
 namespace {
+constexpr const char* INTERRUPTED_BOOT = "interrupted; the next boot finishes";
+
 PatchRunResult Scan(const IDevicePort& port, IHostObserver& observer)
 {
     PatchRunResult result;
@@ -40,7 +43,8 @@ PatchRunResult Play(BootStage stage, const IDevicePort& port, IHostObserver& obs
 std::optional<Outcome> OutcomeOf(int status)
 {
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    for (const Outcome outcome : {Outcome::DONE, Outcome::NOTHING, Outcome::FAILED, Outcome::NO_PLATFORM}) {
+    for (const Outcome outcome :
+         {Outcome::DONE, Outcome::NOTHING, Outcome::FAILED, Outcome::NO_PLATFORM, Outcome::INTERRUPTED}) {
         if (code == static_cast<int>(outcome)) {
             return outcome;
         }
@@ -48,17 +52,19 @@ std::optional<Outcome> OutcomeOf(int status)
     return std::nullopt;
 }
 
-std::optional<Outcome> AwaitOutcome(pid_t child)
+std::optional<Outcome> AwaitOutcome(pid_t child, const IHostObserver& observer)
 {
     int status = 0;
     pid_t ended = -1;
-    do {
-        ended = waitpid(child, &status, 0);
-    } while (ended < 0 && errno == EINTR);
+    while ((ended = waitpid(child, &status, 0)) < 0 && errno == EINTR) {
+        if (observer.IsStopAsked()) {
+            kill(child, SIGTERM); // who sent it to this process alone means the boot
+        }
+    }
     return ended == child ? OutcomeOf(status) : std::nullopt;
 }
 
-std::optional<Outcome> RunInProcess(const std::function<Outcome()>& stage)
+std::optional<Outcome> RunInProcess(const IHostObserver& observer, const std::function<Outcome()>& stage)
 {
     std::fflush(nullptr); // what is buffered must not be written by both
     const pid_t child = fork();
@@ -67,20 +73,26 @@ std::optional<Outcome> RunInProcess(const std::function<Outcome()>& stage)
         std::fflush(nullptr);
         _exit(static_cast<int>(outcome)); // exit handlers are the parent's
     }
-    return child < 0 ? std::nullopt : AwaitOutcome(child);
+    return child < 0 ? std::nullopt : AwaitOutcome(child, observer);
 }
 
 OperationResult PlayStages(const IDevicePort& port, IHostObserver& observer, Attempt attempt)
 {
     OperationResult result;
     for (const BootStage stage : {BootStage::INIT, BootStage::SCAN, BootStage::SERVICE}) {
+        if (observer.IsStopAsked()) {
+            return {Outcome::INTERRUPTED, INTERRUPTED_BOOT};
+        }
         observer.OnStageBegan(stage);
-        const auto outcome = RunInProcess([stage, attempt, &port, &observer] {
+        const auto outcome = RunInProcess(observer, [stage, attempt, &port, &observer] {
             const auto played = Play(stage, port, observer, attempt);
             observer.OnStageResult(stage, played);
             return played.outcome;
         });
         observer.OnStageEnded(stage, outcome);
+        if (outcome == Outcome::INTERRUPTED) {
+            return {Outcome::INTERRUPTED, INTERRUPTED_BOOT};
+        }
         if (!outcome || (stage == BootStage::SCAN && *outcome != Outcome::DONE)) {
             return {Outcome::FAILED,
                     std::string("the boot ends here: the ") + NameOf(stage) + " did not come to its end"};

@@ -47,7 +47,8 @@ std::string WhoHolds(int file)
 }
 } // namespace
 
-OperationResult DeviceLock::Take(const std::string& deviceFolder, const std::string& operation, int wait)
+OperationResult DeviceLock::Take(const std::string& deviceFolder, const std::string& operation, int wait,
+                                 const std::function<bool()>& isStopAsked)
 {
     // Inherited over exec: whoever goes on with the work goes on with the lock.
     UniqueDescriptor file(open((deviceFolder + DEVICE_LOCK_PATH).c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW, LOCK_MODE));
@@ -61,6 +62,9 @@ OperationResult DeviceLock::Take(const std::string& deviceFolder, const std::str
         }
         if (wait >= 0 && Clock::now() >= end) {
             return {Outcome::BUSY, WhoHolds(file.Get())};
+        }
+        if (isStopAsked && isStopAsked()) {
+            return {Outcome::INTERRUPTED, "interrupted; nothing was done"};
         }
         std::this_thread::sleep_for(PAUSE);
     }

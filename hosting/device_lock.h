@@ -2,7 +2,7 @@
 #ifndef TAVOMEND_HOSTING_DEVICE_LOCK_H
 #define TAVOMEND_HOSTING_DEVICE_LOCK_H
 
-#include <optional>
+#include <functional>
 #include <string>
 
 #include "handles/unique_descriptor.h"
@@ -20,9 +20,11 @@ class DeviceLock {
 public:
     // deviceFolder: without a "/" at its end; empty on the device itself. operation: a name of the command line, told
     // to others. wait: for how many seconds at most, a negative number for as long as it takes.
-    // DONE when it is held; it is until this object ends. BUSY, saying who holds it, when the time is over. FAILED when
-    // the file cannot be made or opened. For one call.
-    [[nodiscard]] OperationResult Take(const std::string& deviceFolder, const std::string& operation, int wait);
+    // isStopAsked: asked while it waits; may be empty.
+    // DONE when it is held; it is until this object ends. BUSY, saying who holds it, when the time is over. INTERRUPTED
+    // when a stop was asked for. FAILED when the file cannot be made or opened. For one call.
+    [[nodiscard]] OperationResult Take(const std::string& deviceFolder, const std::string& operation, int wait,
+                                       const std::function<bool()>& isStopAsked = nullptr);
 
 private:
     Handles::UniqueDescriptor file_;

@@ -24,6 +24,10 @@ class IHostObserver {
 public:
     virtual ~IHostObserver() = default;
 
+    // Asked at safe points, at which nothing is half done: whether to stop there, as INTERRUPTED. A boot passes it on
+    // to its stage with SIGTERM when a signal has come to this process.
+    [[nodiscard]] virtual bool IsStopAsked() const { return false; }
+
     // A boot's next stage begins; before its process is there.
     virtual void OnStageBegan(BootStage stage) = 0;
     // (stage) The scan has run; its entries in the order in which they happened.

@@ -13,6 +13,7 @@ enum class Outcome {
     FAILED,      // it was tried
     NO_PLATFORM, // the port's services did not start, so the engine was not asked
     BUSY,        // another process works on the device; nothing was touched
+    INTERRUPTED, // at a safe point, because the observer asked for it; the next operation finishes
     NEEDS_BOOT,  // nothing was touched, or what could be done is done: a boot does the rest
 };
 

@@ -31,6 +31,8 @@ using TavomendEngine::RUNNING_STAGE_SA;
 using TavomendEngine::SysUtils;
 
 namespace {
+constexpr const char* INTERRUPTED_BEFORE_APPLY = "interrupted; the package stays";
+
 // Counts applications by itself: the engine's raw counts start at 0 and go on from run to run.
 class Client : public CoreEngineCallbackStub {
 public:
@@ -269,6 +271,9 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
         facts = ReadPackageFacts(); // a migration has brought one
     }
     observer.OnLoaded(loaded == RESULT_SUCCESS);
+    if (observer.IsStopAsked()) {
+        return Untried(Outcome::INTERRUPTED, INTERRUPTED_BEFORE_APPLY);
+    }
     if (!KeepPackages()) {
         result.view = ReadStatus(port, facts.bundleNames);
         result.reason = "the device cannot be written now; the package stays";
@@ -323,6 +328,9 @@ PatchRunResult AttemptApply(const IDevicePort& port, IHostObserver& observer, At
     MendDevice();
     if (const std::string why = WhyBootIsNeeded(); !why.empty()) {
         return Untried(Outcome::NEEDS_BOOT, why);
+    }
+    if (observer.IsStopAsked()) {
+        return Untried(Outcome::INTERRUPTED, INTERRUPTED_BEFORE_APPLY);
     }
     SysUtils::SetRunningStage(RUNNING_STAGE_SA);
     std::string error;

@@ -71,10 +71,15 @@ bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::stri
     return false;
 }
 
-DeliveryResult DeliverIncoming(Refused refused)
+DeliveryResult DeliverIncoming(Refused refused, const IHostObserver& observer)
 {
     DeliveryResult result;
-    if (Deliver(refused, result.refusal, result.reason)) {
+    if (observer.IsStopAsked()) {
+        std::remove(INCOMING_PACKAGE);
+        std::remove(INCOMING_SIGNATURE);
+        result.outcome = Outcome::INTERRUPTED;
+        result.reason = "interrupted; nothing was delivered";
+    } else if (Deliver(refused, result.refusal, result.reason)) {
         result.outcome = Outcome::DONE;
         result.needsBoot = WhyBootIsNeeded();
     } else if (result.reason.empty()) {

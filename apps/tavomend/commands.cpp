@@ -24,9 +24,9 @@ DeliveryResult BringAndDeliver(Session& session, const PackageFiles& files, Refu
     if (!session.EnterDevice()) {
         return result;
     }
-    result = DeliverIncoming(refused);
+    result = DeliverIncoming(refused, observer);
     if (result.outcome != Outcome::DONE) {
-        session.Out().Fail(result.reason);
+        FailAs(session.Out(), result.outcome, result.reason);
     }
     return result;
 }
@@ -36,7 +36,7 @@ int RunDeliver(Session& session, const PackageFiles& files, Refused refused)
 {
     const DeliveryResult result = BringAndDeliver(session, files, refused);
     if (result.outcome != Outcome::DONE) {
-        return EXIT_FAILED;
+        return ExitCodeOf(result.outcome);
     }
     session.Out().Emit("deliver", {{"delivered", true}, {"refusal", result.refusal}});
     session.Out().Say(result.refusal.empty()
@@ -49,7 +49,7 @@ int RunInstall(Session& session, const PackageFiles& files)
 {
     const DeliveryResult delivered = BringAndDeliver(session, files, Refused::IS_SENT_BACK);
     if (delivered.outcome != Outcome::DONE) {
-        return EXIT_FAILED;
+        return ExitCodeOf(delivered.outcome);
     }
     session.Out().Emit("deliver", {{"delivered", true}, {"refusal", delivered.refusal}});
     if (!delivered.needsBoot.empty()) {
@@ -90,7 +90,7 @@ int RunBoot(Session& session)
     ConsoleObserver observer(session.Out());
     const auto result = TavomendHosting::RunBoot(session.Port(), observer);
     if (!result.reason.empty()) {
-        return session.Out().Fail(result.reason);
+        return FailAs(session.Out(), result.outcome, result.reason);
     }
     return result.outcome == Outcome::NOTHING ? EXIT_DONE : ExitCodeOf(result.outcome); // a boot is a boot
 }

@@ -13,8 +13,8 @@ constexpr int STAGE_DIED = -1;
 // Says in one line how a run failed.
 int FailRun(const Cli::Console& console, const std::string& what, const PatchRunResult& result)
 {
-    if (result.outcome == Outcome::NO_PLATFORM || result.outcome == Outcome::NEEDS_BOOT) {
-        return console.Fail(result.reason);
+    if (result.outcome != Outcome::FAILED) {
+        return FailAs(console, result.outcome, result.reason);
     }
     console.Emit("result", {{"outcome", "failed"},
                             {"status", result.view.status},
@@ -42,9 +42,20 @@ int ExitCodeOf(Outcome outcome)
         return EXIT_NOTHING;
     case Outcome::BUSY:
         return EXIT_BUSY;
+    case Outcome::INTERRUPTED:
+        return Cli::StopRequest::ExitCode();
     default:
         return EXIT_FAILED;
     }
+}
+
+int FailAs(const Cli::Console& console, Outcome outcome, const std::string& reason)
+{
+    const char* code = outcome == Outcome::BUSY          ? "busy"
+                       : outcome == Outcome::INTERRUPTED ? "interrupted"
+                       : outcome == Outcome::NEEDS_BOOT  ? "needs boot"
+                                                         : Cli::FAILED.code;
+    return console.Fail(reason, {code, ExitCodeOf(outcome)});
 }
 
 int ShowLoad(const Cli::Console& console, const PatchRunResult& result)
@@ -146,6 +157,9 @@ void ConsoleObserver::OnEngineStatus(int32_t status, const std::string& message)
 
 void ConsoleObserver::OnStageResult(BootStage stage, const PatchRunResult& result)
 {
+    if (result.outcome == Outcome::INTERRUPTED) {
+        return; // the boot says so, and what becomes of it
+    }
     if (stage == BootStage::INIT) {
         static_cast<void>(ShowLoad(console_, result));
     } else if (stage == BootStage::SERVICE) {

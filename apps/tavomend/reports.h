@@ -7,6 +7,7 @@
 
 #include "apps/common/console.h"
 #include "apps/common/progress.h"
+#include "apps/common/stop_request.h"
 #include "hosting/host_observer.h"
 
 namespace ORVX::TavomendCli {
@@ -16,6 +17,8 @@ using Cli::EXIT_FAILED;
 using Cli::EXIT_NOTHING;
 
 [[nodiscard]] int ExitCodeOf(TavomendHosting::Outcome outcome);
+// One line on standard error, with a code of the outcome's own for scripts; gives the program's exit code.
+int FailAs(const Cli::Console& console, TavomendHosting::Outcome outcome, const std::string& reason);
 // Both show what a run came to and give the program's exit code.
 [[nodiscard]] int ShowLoad(const Cli::Console& console, const TavomendHosting::PatchRunResult& result);
 [[nodiscard]] int ShowApply(const Cli::Console& console, const TavomendHosting::PatchRunResult& result);
@@ -25,6 +28,7 @@ class ConsoleObserver : public TavomendHosting::IHostObserver {
 public:
     explicit ConsoleObserver(const Cli::Console& console) : console_(console) {}
 
+    [[nodiscard]] bool IsStopAsked() const override { return Cli::StopRequest::Signal() != 0; }
     void OnStageBegan(TavomendHosting::BootStage stage) override;
     void OnScanned(const ScanReport& report) override;
     void OnStoreRebuilt(const std::string& line) override;

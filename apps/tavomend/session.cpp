@@ -1,5 +1,7 @@
 #include "apps/tavomend/session.h"
 
+#include "apps/common/stop_request.h"
+#include "apps/tavomend/reports.h"
 #include "platform/api/kalog.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/tavomend_kalog_wrapper.h"
@@ -8,6 +10,7 @@
 
 namespace ORVX::TavomendCli {
 using TavomendEngine::FileUtils;
+using TavomendHosting::Outcome;
 
 namespace {
 int32_t StderrLevelOf(int verbosity)
@@ -54,12 +57,9 @@ bool Session::CheckDevice() const
 
 int Session::Lock(const std::string& operation)
 {
-    const auto result = lock_.Take(DeviceFolder(), operation, options_.wait);
-    if (result.outcome == TavomendHosting::Outcome::DONE) {
-        return EXIT_DONE;
-    }
-    const bool isBusy = result.outcome == TavomendHosting::Outcome::BUSY;
-    return console_.Fail(result.reason, isBusy ? Cli::BUSY : Cli::FAILED);
+    const auto result =
+        lock_.Take(DeviceFolder(), operation, options_.wait, [] { return Cli::StopRequest::Signal() != 0; });
+    return result.outcome == Outcome::DONE ? EXIT_DONE : FailAs(console_, result.outcome, result.reason);
 }
 
 bool Session::EnterDevice()

@@ -11,7 +11,7 @@ namespace ORVX::TavomendTest {
 // One word for an outcome.
 inline std::string WordOf(TavomendHosting::Outcome outcome)
 {
-    constexpr const char* WORDS[] = {"done", "nothing", "failed", "no platform", "busy", "needs a boot"};
+    constexpr const char* WORDS[] = {"done", "nothing", "failed", "no platform", "busy", "interrupted", "needs a boot"};
     return WORDS[static_cast<int>(outcome)];
 }
 

@@ -1,6 +1,8 @@
 // Load, apply and whole boots: what is reported in which order, what they come to, and what is on the device
 // afterwards.
 #include "formats/device_paths.h"
+#include "hosting/boot.h"
+#include "hosting/patch_run.h"
 #include "platform/api/system_ability_manager.h"
 #include "platform/utility/sys_utils.h"
 #include "platform/utility/tavomend_status_record.h"
@@ -241,6 +243,50 @@ TEST_F(PatchRunTest, TellsOfAStoreThatWasMadeAnew)
                                    "installed applications and the factory's, and is kept as "),
                   std::string::npos);
         EXPECT_EQ(Versions(), "com.a 1, com.b 1");
+    }
+}
+
+// Asks for a stop from the n-th safe point on.
+class StoppingObserver : public RecordingObserver {
+public:
+    explicit StoppingObserver(int stopAt) : RecordingObserver(REPORTS), stopAt_(stopAt) {}
+    [[nodiscard]] bool IsStopAsked() const override { return asked_++ >= stopAt_; }
+
+private:
+    const int stopAt_;
+    mutable int asked_ = 0;
+};
+
+TEST_F(PatchRunTest, StopsOnlyWhereTheNextOperationFinishes)
+{
+    for (const bool isBoot : {false, true}) {
+        int stops = 0;
+        for (int point = 0;; ++point) {
+            SCOPED_TRACE(point);
+            MakeDevice();
+            recipe.apps[1].patchType = isBoot ? "cold" : "hot";
+            Place();
+            const std::string reports = Play([&](TavomendHosting::IHostObserver&) {
+                StoppingObserver observer(point);
+                if (!isBoot) {
+                    return LineOf(TavomendHosting::LoadAndApply(port, observer));
+                }
+                const auto booted = TavomendHosting::RunBoot(port, observer);
+                return WordOf(booted.outcome) + ": " + booted.reason;
+            });
+            if (reports.find("interrupted") == std::string::npos) {
+                break;
+            }
+            ++stops;
+            EXPECT_NE(reports.find(isBoot ? "interrupted: interrupted; the next boot finishes"
+                                          : "interrupted: interrupted; the package stays"),
+                      std::string::npos)
+                << reports;
+            EXPECT_TRUE(Exists(Formats::PACKAGE_PATH) && Exists(Formats::SIGN_PATH));
+            EXPECT_NE((isBoot ? Boot() : Apply()).find("done [activites patch01"), std::string::npos);
+            EXPECT_EQ(Versions(), "com.a 2, com.b 2");
+        }
+        EXPECT_EQ(stops, isBoot ? 4 : 2); // a boot: before each stage, and before the apply
     }
 }
 
