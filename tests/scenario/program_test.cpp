@@ -1,13 +1,9 @@
-// What only the program tavomend does: what it prints for people and for scripts, its exit codes, its device folders.
-#include <algorithm>
+// What only the program tavomend does: what it prints for people, and its exit codes.
 #include <filesystem>
-#include <map>
-#include <nlohmann/json.hpp>
 #include <regex>
-#include <set>
-#include <sstream>
 
 #include "tests/scenario/device_world.h"
+#include "tests/scenario/program_world.h"
 #include "tests/support/device_fixture.h"
 
 namespace ORVX::TavomendTest {
@@ -20,16 +16,6 @@ struct Call {
     std::string err; // a failure: the line behind "tavomend: "
 };
 
-std::string InWorld(const DeviceWorld& world, const std::string& text)
-{
-    return std::regex_replace(text, std::regex("@"), world.At("").substr(0, world.At("").size() - 1));
-}
-
-std::string WithoutTimes(const std::string& text)
-{
-    return std::regex_replace(text, std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ)"), "TIME");
-}
-
 void Play(const DeviceWorld& world, const std::vector<Call>& calls)
 {
     for (const auto& call : calls) {
@@ -39,36 +25,6 @@ void Play(const DeviceWorld& world, const std::vector<Call>& calls)
         const bool isError = call.exitCode == 1 && call.err.find('\n') == std::string::npos;
         EXPECT_EQ(result.err, isError ? "tavomend: " + InWorld(world, call.err) + "\n" : call.err) << call.arguments;
     }
-}
-
-void DamageStore(const DeviceWorld& world)
-{
-    WriteFile(world.At("dev/data/service/bundles/store.db"), std::string(4096, 'x'));
-}
-
-// Damages the store as well: what is installed cannot be told.
-void BreakAnInstalledVersion(const DeviceWorld& world)
-{
-    DamageStore(world);
-    WriteFile(world.At("dev/data/app/com.odd/v1/entry.vab"), "broken");
-}
-
-// Files with their content, and directories.
-std::vector<std::string> Everything(const DeviceWorld& world)
-{
-    auto entries = ListTree(world.At(""));
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(world.At(""))) {
-        entries.push_back(entry.path());
-    }
-    std::sort(entries.begin(), entries.end());
-    return entries;
-}
-
-PatchRecipe OneHotApplication()
-{
-    PatchRecipe recipe = DeviceWorld::BaselinePatch();
-    recipe.apps.resize(1);
-    return recipe;
 }
 
 const char* const TAKE_BACK = "only the process that applied a patch can revoke single applications of it; to take the "
@@ -211,130 +167,6 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
         << shown;
 }
 
-// Tried once more at once.
-const char* const FAILED_APPLY =
-    R"-({"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
-{"schema":1,"event":"load","ready":true}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
-{"schema":1,"event":"engine","report":151,"message":"activites_failed"}
-{"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
-{"schema":1,"event":"load","ready":true}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
-{"schema":1,"event":"engine","report":151,"message":"activites_failed"}
-{"schema":1,"event":"result","outcome":"failed","status":"activites_failed","version":"patch01",)-"
-    R"-("detail":"1|0:47;1|1(0|811,1002,810,1002):35",)-"
-    R"-("explanation":"com.hot: a bundle file is broken (0|1002)"}
-{"schema":1,"event":"error","error":{"code":"failed","message":"apply failed: com.hot: a bundle file is broken (0|1002)"}}
-)-";
-// Adds the types of an object's names, and of those below it.
-void AddTypes(const nlohmann::json& value, std::map<std::string, std::set<std::string>>& types)
-{
-    for (const auto& [name, member] : value.items()) {
-        if (value.is_object()) {
-            types[name].insert(member.type_name());
-        }
-        if (member.is_structured()) {
-            AddTypes(member, types);
-        }
-    }
-}
-
-// Each line names its event, and what a name means does not depend on the line.
-void ExpectOneTypeAName(const std::string& text)
-{
-    std::map<std::string, std::set<std::string>> types;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
-        const auto object = nlohmann::json::parse(line, nullptr, false);
-        EXPECT_TRUE(object.is_object() && object.value("schema", 0) == 1 && object.contains("event")) << line;
-        AddTypes(object, types);
-    }
-    EXPECT_GT(types.size(), 30U);
-    for (const auto& [name, kinds] : types) {
-        EXPECT_EQ(kinds.size(), 1U) << name;
-    }
-}
-
-const char* const ENDED_BOOT = R"({"schema":1,"event":"begin","stage":"init stage"}
-{"schema":1,"event":"result","outcome":"nothing","status":"activites_failed"}
-{"schema":1,"event":"stage","stage":"init stage","exit":3}
-{"schema":1,"event":"begin","stage":"bundle scan"}
-{"schema":1,"event":"error","error":{"code":"failed","message":"the bundle store is damaged: file is not a database, and cannot be made anew: /data/app/com.odd/v1/entry.vab is no zip archive, or its end is missing"}}
-{"schema":1,"event":"stage","stage":"bundle scan","exit":1}
-{"schema":1,"event":"error","error":{"code":"failed","message":"the boot ends here: the bundle scan did not come to its end"}}
-)";
-
-TEST(ProgramTest, GivesScriptsJson)
-{
-    const DeviceWorld world;
-    PatchRecipe recipe = OneHotApplication();
-    recipe.configText = PatchBuilder(recipe).Config().insert(1, R"("need_reboot": true, )");
-    world.Deliver(recipe);
-    WriteFile(world.At("broken.vab"), "broken");
-    const std::vector<std::pair<std::string, std::string>> calls = {
-        {"version", R"({"schema":1,"event":"version","version":"patch01"})"},
-        {"info", R"({"schema":1,"event":"info","waiting":true,"applications":[]})"},
-        {"load --stage init", R"({"schema":1,"event":"result","outcome":"done","status":"ready"})"},
-        {"boot", R"({"schema":1,"event":"begin","stage":"init stage"}
-{"schema":1,"event":"result","outcome":"done","status":"ready"}
-{"schema":1,"event":"stage","stage":"init stage","exit":0}
-{"schema":1,"event":"begin","stage":"bundle scan"}
-{"schema":1,"event":"stage","stage":"bundle scan","exit":0}
-{"schema":1,"event":"begin","stage":"system-service stage"}
-{"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
-{"schema":1,"event":"load","ready":true}
-{"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
-{"schema":1,"event":"engine","report":101,"message":"activites"}
-{"schema":1,"event":"result","outcome":"done","status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
-{"schema":1,"event":"stage","stage":"system-service stage","exit":0})"},
-        {"info",
-         R"({"schema":1,"event":"info","waiting":false,"applications":[{"bundle":"com.hot","patch":"fixed"}]})"},
-        {"test", R"({"schema":1,"event":"test","test":"\"Vab\": \"com.hot:2:true\""})"},
-        {"status",
-         R"({"schema":1,"event":"status","inForce":{"state":"known","version":"patch01","action":"enable",)"
-         R"("applications":[{"bundle":"com.hot","versionCode":2,"type":"hot"}],"reason":"","since":"TIME","whole":true},)"
-         R"("pending":{"state":"none","reason":"","needsBoot":false},"last":{"operation":"apply","outcome":"done"},)"
-         R"("status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":"","next":"nothing"})"},
-        {"apply", R"({"schema":1,"event":"result","outcome":"nothing","status":"activites","version":"patch01"})"},
-        {"load --stage sa", R"({"schema":1,"event":"result","outcome":"nothing","status":"activites"})"},
-        {"clear --yes", R"({"schema":1,"event":"clear","cleared":true})"},
-        {"device users --add 7", R"({"schema":1,"event":"users","users":[7,100]})"},
-        {"device users --remove 8",
-         R"({"schema":1,"event":"error","error":{"code":"failed","message":"there is no user 8"}})"},
-        {"device install @/broken.vab",
-         R"({"schema":1,"event":"install","verdict":1002,"message":"@/broken.vab is no zip archive, or its end is missing"}
-{"schema":1,"event":"error","error":{"code":"failed","message":"@/broken.vab is no zip archive, or its end is missing"}})"},
-    };
-    std::string all;
-    for (const auto& [arguments, out] : calls) {
-        const CliResult result = world.Tavomend("--json " + InWorld(world, arguments));
-        all += result.out;
-        EXPECT_EQ(WithoutTimes(result.out), InWorld(world, out) + "\n") << arguments << result.err;
-    }
-    const std::string list = world.Tavomend("--json device list").out;
-    EXPECT_NE(
-        list.find(R"({"bundle":"com.hot","users":[7,100],"versionCode":2,"versionName":"2.0","state":"updated",)"
-                  R"("keepAlive":false,"singleton":false,"type":"app","files":["/data/app/com.hot/v2/entry.vab"]})"),
-        std::string::npos)
-        << list;
-    EXPECT_EQ(world.Tavomend("--json version").err, "patch00\n"); // people's lines go to the other stream
-
-    recipe = OneHotApplication();
-    recipe.apps[0].files[0].newBytes = "\xff no package";
-    recipe.apps[0].version = 3;
-    world.Deliver(recipe);
-    const CliResult failed = world.Tavomend("--json apply");
-    EXPECT_EQ(failed.exitCode, 1);
-    EXPECT_EQ(failed.out, FAILED_APPLY);
-    EXPECT_EQ(failed.err, "rebuilding com.hot, 1 of 1\nload: ready\nthe engine reports: activites_failed (151)\n"
-                          "rebuilding com.hot, 1 of 1\nload: ready\nthe engine reports: activites_failed (151)\n"
-                          "tavomend: apply failed: com.hot: a bundle file is broken (0|1002)\n");
-    BreakAnInstalledVersion(world);
-    EXPECT_EQ(world.Tavomend("--json boot").out, ENDED_BOOT);
-    ExpectOneTypeAName(all + list + failed.out + ENDED_BOOT + world.Tavomend("bogus --json").out +
-                       world.Tavomend("--json load --stage late").out);
-}
-
 TEST(ProgramTest, NeedsItsDevicesBundleStore)
 {
     const DeviceWorld world;
@@ -439,115 +271,5 @@ TEST(ProgramTest, FailsWhenItsAnswerCannotBeWritten)
     }
 }
 
-TEST(ProgramTest, FindsItsDeviceFolder)
-{
-    const DeviceWorld world;
-    std::filesystem::create_directory(world.At("empty"));
-    const std::string hint = " is no device; `tavomend --root DIR device init` makes one in a folder\n";
-    const auto run = [&world](const std::string& root, const std::string& command) {
-        return RunProgram({"sh", "-c", "cd " + world.At("") + " && exec " TAVOMEND_PROGRAM " " + root + " " + command});
-    };
-    for (const char* root : {"--root dev", "--root ./dev//", "--root=dev/"}) {
-        const CliResult result = run(root, "version");
-        EXPECT_EQ(result.exitCode, 0) << root;
-        EXPECT_EQ(result.out, "patch00\n") << root;
-    }
-    EXPECT_EQ(run("", "version --root dev").out, "patch00\n");
-    for (const char* command : {"apply", "boot", "clear", "deliver a b", "device install a", "device list",
-                                "device users", "info", "load --stage sa", "revoke a", "status", "test", "version"}) {
-        const CliResult result = run("--root empty/", command);
-        EXPECT_EQ(result.exitCode, 1) << command;
-        EXPECT_EQ(result.err, "tavomend: empty" + hint) << command;
-    }
-    EXPECT_TRUE(ListTree(world.At("empty")).empty());
-    EXPECT_EQ(run("", "status").err, "tavomend: /" + hint);
-    EXPECT_EQ(run("", "device init").err,
-              "tavomend: `device init` wants --root DIR: it does not turn this machine into a device\n");
-}
-
-TEST(ProgramTest, LaysOutADevice)
-{
-    const DeviceWorld world;
-    const std::string fwk = R"("keepAlive": true, "bundleType": "appServiceFwk")";
-    WriteFile(world.At("Fwk.vab"), Vab{"com.fwk", 1, "entry", fwk}.Bytes());
-    WriteFile(world.At("not.pem"), "BEGIN PRIVATE KEY");
-    WriteFile(world.At("busy"), "");
-    std::filesystem::create_directories(world.At("locked1/etc/os-release"));
-    std::filesystem::create_directories(world.At("locked2/etc/certificate/zkkey_tvpk_v1.pem"));
-    std::filesystem::create_directories(world.At("locked3/system/app/Hot/Hot.vab"));
-    WriteFile(world.At("locked4/data"), "");
-    std::filesystem::create_directories(world.At("locked5/data/service/bundles/store.db"));
-    const auto init = [&world](const std::string& folder, const std::string& options) {
-        const std::string line =
-            InWorld(world, "exec " TAVOMEND_PROGRAM " --root @/" + folder + " device init " + options);
-        return RunProgram({"sh", "-c", line});
-    };
-    WriteFile(world.At("locked4/etc/os-release"), "its own");
-    WriteFile(world.At("locked6/system/app/Hot/Other.vab"), "damaged");
-    WriteFile(world.At("more/Hot.vab"), Vab{"com.other"}.Bytes());
-    WriteFile(world.At("more/Hot2.vab"), Vab{"com.hot", 2}.Bytes());
-    const std::string badVersion =
-        "a base version is one line of printable characters, without quotes, backslashes, \"$\" and \"`\"";
-    struct Case {
-        const char* folder;
-        const char* options;
-        std::string error;
-    };
-    const Case cases[] = {
-        {"busy", "", "cannot make the directory @/busy: Not a directory"},
-        {"made/deep", "--public-key @/none.pem", "cannot read @/none.pem: No such file or directory"},
-        {"made", "--public-key @/not.pem", "@/not.pem is no PEM public key"},
-        {"made", "--factory @/Hot.vab @/not.pem", "@/not.pem is no zip archive, or its end is missing"},
-        {"made", "--factory @/Hot.vab @/more/Hot.vab",
-         "@/Hot.vab and @/more/Hot.vab would both become /system/app/Hot/Hot.vab: give one of them another name"},
-        {"made", "--factory @/Hot.vab @/Hot0.vab", "@/Hot0.vab is a second file of module entry"},
-        {"made", "--factory @/Hot.vab @/more/Hot2.vab", "@/more/Hot2.vab does not belong to com.hot version 1"},
-        {"made", "--base-version ''", badVersion},
-        {"made", "--base-version '1\n2'", badVersion},
-        {"made", "--base-version '1\"'", badVersion},
-        {"made", "--base-version \"1'2\"", badVersion},
-        {"made", "--base-version '1\\2'", badVersion},
-        {"made", "--base-version '1$2'", badVersion},
-        {"made", "--base-version '1`2'", badVersion},
-        {"made", "--base-version 1\x7f", badVersion},
-        {"made", "--base-version 1\u00e4", badVersion},
-        {"locked1", "", "cannot write @/locked1/etc/os-release: Is a directory"},
-        {"locked2", "--public-key @/key.pem",
-         "cannot write @/locked2/etc/certificate/zkkey_tvpk_v1.pem: Is a directory"},
-        {"locked3", "--factory @/Hot.vab", "cannot write @/locked3/system/app/Hot/Hot.vab: Is a directory"},
-        {"locked4", "", "cannot make the directory @/locked4: Not a directory"},
-        {"locked6", "--factory @/Hot.vab", "com.hot has not been taken; -v shows why"},
-        {"locked5", "", "the bundle store cannot be put in place: Is a directory"},
-    };
-    WriteFile(world.At("Hot0.vab"), Vab{"com.hot"}.Bytes());
-    const auto before = Everything(world);
-    for (const auto& entry : cases) {
-        const CliResult result = init(entry.folder, entry.options);
-        EXPECT_EQ(result.exitCode, 1) << entry.error;
-        EXPECT_EQ(result.err, InWorld(world, "tavomend: " + entry.error + "\n"));
-        EXPECT_EQ(Everything(world), before) << entry.folder << ": " << entry.error;
-    }
-    // What an init that was cut short may have left.
-    WriteFile(world.At("made/data/service/bundles/store.db.new"), "half");
-    WriteFile(world.At("made/data/service/bundles/store.db.new-journal"), "half");
-    WriteFile(world.At("made/system/app/Cold/Cold.vab.new"), "half");
-    WriteFile(world.At("made/etc/os-release"), "");
-    const CliResult made =
-        init("made", "--base-version '2.5 A' --public-key @/key.pem --factory @/Cold.vab @/ColdFeature.vab @/Fwk.vab");
-    EXPECT_EQ(made.exitCode, 0) << made.err;
-    EXPECT_EQ(made.out, "a device at base version 2.5 A with 2 factory applications, user 100\n");
-    EXPECT_EQ(ReadFile(world.At("made/etc/os-release")), "NAME=\"Device\"\nVERSION_ID=\"2.5 A\"\n");
-    EXPECT_EQ(ReadFile(world.At("made/etc/certificate/zkkey_tvpk_v1.pem")), world.Key().PublicPem());
-    for (const auto& [path, source] : {std::pair{"Cold/Cold", "Cold"}, std::pair{"Cold/ColdFeature", "ColdFeature"},
-                                       std::pair{"appServiceFwk/Fwk/Fwk", "Fwk"}}) {
-        EXPECT_EQ(ReadFile(world.At(std::string("made/system/app/") + path + ".vab")),
-                  ReadFile(world.At(std::string(source) + ".vab")));
-    }
-    EXPECT_NE(RunProgram({TAVOMEND_PROGRAM, "--root", world.At("made"), "device", "list"})
-                  .out.find("com.fwk   100    1        1.0   factory  keep-alive,appServiceFwk\n"),
-              std::string::npos);
-    EXPECT_EQ(RunProgram({TAVOMEND_PROGRAM, "--json", "--root", world.At("other"), "device", "init"}).out,
-              "{\"schema\":1,\"event\":\"init\",\"baseVersion\":\"1.0.0\",\"installed\":0}\n");
-}
 } // namespace
 } // namespace ORVX::TavomendTest
