@@ -26,8 +26,8 @@ using TavomendEngine::FileUtils;
 using TavomendEngine::SysUtils;
 
 namespace {
-// A file of a package that is being judged.
-constexpr const char* INCOMING_MEMBER = "/data/update/tavomend/package/incoming.vab";
+// Files of a package that is being judged.
+constexpr const char* INCOMING_FILES = "/data/update/tavomend/package/incoming.files";
 
 // A whole bundle file is taken in by the next scan as it is, so it must be the one that the configuration means.
 bool LayOutFile(const ZipArchive& archive, const AppInfo& app, size_t index, const std::string& path,
@@ -56,22 +56,26 @@ bool IsOfColdApp(const AppInfo& app)
     return app.appPatchType == Formats::PATCH_TYPE_COLD;
 }
 
-// Lays each file out where nobody looks for it, and removes it again.
+// Lays a file out where nobody looks for it.
+bool CheckColdFile(const ZipArchive& archive, const AppInfo& app, size_t index, std::string& error)
+{
+    const std::string path = Formats::ExtractedPathOf(app, index);
+    if (!FileUtils::IsValidPath(path)) {
+        error = path + " is not a path below the work directory";
+        return false;
+    }
+    const std::string apart = std::string(INCOMING_FILES) + "/file";
+    return LayOutFile(archive, app, index, Formats::IsDifference(path) ? apart + Formats::DIFF_SUFFIX : apart, error);
+}
+
 bool CheckColdFiles(const PackageInfo& config, std::string& error)
 {
     const auto archive = ZipArchive::Open(INCOMING_PACKAGE, error);
     bool isWhole = archive.has_value();
     for (const auto& app : config.appsList) {
         for (size_t i = 0; isWhole && IsOfColdApp(app) && i < app.diffPaths.size(); ++i) {
-            const std::string path = Formats::ExtractedPathOf(app, i);
-            if (!FileUtils::IsValidPath(path)) {
-                error = path + " is not a path below the work directory";
-                return false;
-            }
-            const std::string apart =
-                Formats::IsDifference(path) ? std::string(INCOMING_MEMBER) + Formats::DIFF_SUFFIX : INCOMING_MEMBER;
-            isWhole = LayOutFile(*archive, app, i, apart, error);
-            FileUtils::CleanDir(apart, true);
+            isWhole = CheckColdFile(*archive, app, i, error);
+            FileUtils::CleanDir(INCOMING_FILES, true);
         }
     }
     return isWhole;
@@ -277,7 +281,7 @@ void RemoveLeftovers()
 {
     // Hot files are extracted again and trusted for their size then, but never flushed: none may outlive a power cut.
     for (const char* path :
-         {INCOMING_PACKAGE, INCOMING_SIGNATURE, INCOMING_MEMBER, Formats::CONFIG_PATH, Formats::HOT_WORK_DIR}) {
+         {INCOMING_PACKAGE, INCOMING_SIGNATURE, INCOMING_FILES, Formats::CONFIG_PATH, Formats::HOT_WORK_DIR}) {
         FileUtils::CleanDir(path, true);
         FileUtils::CleanDir(std::string(path) + ".new", true);
     }
