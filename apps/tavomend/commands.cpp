@@ -177,7 +177,7 @@ int RunInfo(Session& session)
     for (const auto& [name, isFixed] : result.fixed) {
         const char* word = isFixed ? "fixed" : "not fixed";
         table.Add({name, word});
-        applications.push_back({{"bundle", name}, {"patch", word}});
+        applications.push_back({{"bundle", name}, {"state", word}});
     }
     session.Out().Emit("info", {{"waiting", result.isPending}, {"applications", applications}});
     if (result.outcome == Outcome::NOTHING) {

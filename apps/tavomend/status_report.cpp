@@ -111,7 +111,7 @@ nlohmann::ordered_json ObjectOf(const PackageView& view)
         object["action"] = view.isRevoke ? "revoke" : "enable";
         auto& apps = object["applications"] = nlohmann::ordered_json::array();
         for (const auto& app : view.apps) {
-            apps.push_back({{"bundle", app.bundleName}, {"versionCode", app.version}, {"type", app.appPatchType}});
+            apps.push_back({{"bundle", app.bundleName}, {"versionCode", app.version}, {"patch", app.appPatchType}});
         }
     }
     object["reason"] = view.problem + view.refusal;

@@ -87,11 +87,11 @@ TEST(JsonLinesTest, TellScriptsWhatPeopleAreTold)
 {"schema":1,"event":"result","outcome":"done","status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","needReboot":true}
 {"schema":1,"event":"stage","stage":"system-service stage","exit":0})"},
         {"info",
-         R"({"schema":1,"event":"info","waiting":false,"applications":[{"bundle":"com.hot","patch":"fixed"}]})"},
+         R"({"schema":1,"event":"info","waiting":false,"applications":[{"bundle":"com.hot","state":"fixed"}]})"},
         {"test", R"({"schema":1,"event":"test","test":"\"Vab\": \"com.hot:2:true\""})"},
         {"status",
          R"({"schema":1,"event":"status","inForce":{"state":"known","version":"patch01","action":"enable",)"
-         R"("applications":[{"bundle":"com.hot","versionCode":2,"type":"hot"}],"reason":"","since":"TIME","whole":true},)"
+         R"("applications":[{"bundle":"com.hot","versionCode":2,"patch":"hot"}],"reason":"","since":"TIME","whole":true},)"
          R"("pending":{"state":"none","reason":"","needsBoot":false},"last":{"operation":"apply","outcome":"done"},)"
          R"("status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":"","next":"nothing"})"},
         {"apply", R"({"schema":1,"event":"result","outcome":"nothing","status":"activites","version":"patch01"})"},
