@@ -4,8 +4,10 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <sched.h>
 #include <stdexcept>
 #include <sys/ioctl.h>
+#include <sys/mount.h>
 #include <unistd.h>
 #include <vector>
 
@@ -31,6 +33,13 @@ void MustRun(const std::vector<std::string>& command)
     }
 }
 } // namespace
+
+void DiskImage::KeepMountsPrivate()
+{
+    if (unshare(CLONE_NEWNS) == 0) {
+        static_cast<void>(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr));
+    }
+}
 
 bool DiskImage::IsAllowed(const Format& format, std::string& reason)
 {

@@ -13,6 +13,9 @@ public:
         const char* name; // as mkfs.NAME and mount -t NAME know it
         const char* mountOptions;
     };
+    // To be called once, before any is made: keeps this process's mounts out of other processes' sight. A mount
+    // namespace of somebody else's with a copy of one would keep a file system alive that was shut down.
+    static void KeepMountsPrivate();
     // False, with a reason, where images cannot be made, mounted or shut down. Tries it in a folder of its own.
     [[nodiscard]] static bool IsAllowed(const Format& format, std::string& reason);
     // Makes an image with a copy of a folder's content; mountPoint: an empty folder, needed meanwhile.

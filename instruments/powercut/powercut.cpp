@@ -335,6 +335,7 @@ int main(int argc, char** argv)
         printf("skipped: programs cannot be traced here\n");
         return EXIT_SKIPPED;
     }
+    DiskImage::KeepMountsPrivate();
     options.modes = PlayableModes(options);
     return options.modes.empty() ? EXIT_SKIPPED : RunJobs(options);
 }
