@@ -1,5 +1,4 @@
 // How tavomend finds a device in a folder, and makes one there.
-#include <algorithm>
 #include <filesystem>
 
 #include "tests/scenario/device_world.h"
@@ -8,17 +7,6 @@
 
 namespace ORVX::TavomendTest {
 namespace {
-// Files with their content, and directories.
-std::vector<std::string> Everything(const DeviceWorld& world)
-{
-    auto entries = ListTree(world.At(""));
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(world.At(""))) {
-        entries.push_back(entry.path());
-    }
-    std::sort(entries.begin(), entries.end());
-    return entries;
-}
-
 TEST(DeviceFolderTest, FindsItsDeviceFolder)
 {
     const DeviceWorld world;
@@ -100,12 +88,12 @@ TEST(DeviceFolderTest, LaysOutADevice)
         {"locked5", "", "the bundle store cannot be put in place: Is a directory"},
     };
     WriteFile(world.At("Hot0.vab"), Vab{"com.hot"}.Bytes());
-    const auto before = Everything(world);
+    const auto before = Everything(world.At(""));
     for (const auto& entry : cases) {
         const CliResult result = init(entry.folder, entry.options);
         EXPECT_EQ(result.exitCode, 1) << entry.error;
         EXPECT_EQ(result.err, InWorld(world, "tavomend: " + entry.error + "\n"));
-        EXPECT_EQ(Everything(world), before) << entry.folder << ": " << entry.error;
+        EXPECT_EQ(Everything(world.At("")), before) << entry.folder << ": " << entry.error;
     }
     // What an init that was cut short may have left.
     WriteFile(world.At("made/data/service/bundles/store.db.new"), "half");

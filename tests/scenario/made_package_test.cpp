@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/scenario/device_world.h"
+#include "tests/scenario/program_world.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/zip_builder.h"
 
@@ -62,14 +63,6 @@ protected:
     const DeviceWorld world_;
     std::string out_ = world_.At("out");
 };
-
-// The text with one place of it changed, which must be there.
-std::string Changed(std::string text, const std::string& from, const std::string& to)
-{
-    const size_t at = text.find(from);
-    EXPECT_NE(at, std::string::npos) << from;
-    return at == std::string::npos ? text : text.replace(at, from.size(), to);
-}
 
 TEST_F(MadePackageTest, PatchesADevice)
 {

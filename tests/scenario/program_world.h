@@ -2,8 +2,11 @@
 #ifndef TAVOMEND_TESTS_SCENARIO_PROGRAM_WORLD_H
 #define TAVOMEND_TESTS_SCENARIO_PROGRAM_WORLD_H
 
+#include <algorithm>
+#include <filesystem>
 #include <regex>
 #include <string>
+#include <vector>
 
 #include "tests/scenario/device_world.h"
 #include "tests/support/device_fixture.h"
@@ -13,6 +16,25 @@ namespace ORVX::TavomendTest {
 inline std::string InWorld(const DeviceWorld& world, const std::string& text)
 {
     return std::regex_replace(text, std::regex("@"), world.At("").substr(0, world.At("").size() - 1));
+}
+
+// The text with one place of it changed, which must be there.
+inline std::string Changed(std::string text, const std::string& from, const std::string& to)
+{
+    const size_t at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+// Files with their content, and directories.
+inline std::vector<std::string> Everything(const std::string& folder)
+{
+    auto entries = ListTree(folder);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        entries.push_back(entry.path());
+    }
+    std::sort(entries.begin(), entries.end());
+    return entries;
 }
 
 inline std::string WithoutTimes(const std::string& text)

@@ -1,0 +1,127 @@
+// Malformed packages and signatures: what the device and the package maker say of each, and that nothing changes.
+#include <filesystem>
+
+#include "tests/scenario/malformed.h"
+#include "tests/support/zip_builder.h"
+
+namespace ORVX::TavomendTest {
+namespace {
+constexpr const char* CONFIG = "app_tavomend_config.json";
+constexpr const char* REFUSED = "this device refuses the package: ";
+const std::string NUL(1, '\0');
+
+// A patch is in force and a package is pending; both must still be so after each refusal.
+class MalformedPackageTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        world_.Deliver(OneHotApplication());
+        ASSERT_EQ(world_.Tavomend("apply").exitCode, 0);
+        world_.Deliver(DeviceWorld::BaselinePatch(3));
+        before_ = StateOf(world_);
+    }
+    void TearDown() override
+    {
+        PatchRecipe good = DeviceWorld::BaselinePatch(4);
+        good.apps.resize(1);
+        Write(PatchBuilder(good).Package());
+        const CliResult installed = world_.Tavomend(InWorld(world_, "install @/p.tvpk @/p.sign"));
+        EXPECT_EQ(installed.exitCode, 0) << installed.err;
+        EXPECT_EQ(world_.InstalledVersions()["com.hot"], 4U);
+    }
+    void Write(const std::string& package) const
+    {
+        WriteFile(world_.At("p.tvpk"), package);
+        WriteFile(world_.At("p.sign"), world_.Key().Sign(package));
+    }
+    // "@" is the world's folder. maker: what the package maker says; nothing when only the device can see it.
+    void ExpectBothRefuse(const std::string& says, const std::string& maker, const std::string& what) const
+    {
+        const std::string files = "@/p.tvpk @/p.sign";
+        ExpectRefused(world_.Tavomend(InWorld(world_, "--json deliver " + files)), "tavomend",
+                      {1, "failed", InWorld(world_, REFUSED + says)}, what);
+        EXPECT_EQ(StateOf(world_), before_) << what;
+        const CliResult verified = RunProgram({TVPK_PROGRAM, "verify", "--json", world_.At("p.tvpk"),
+                                               world_.At("p.sign"), "--public-key", world_.At("key.pem")});
+        if (maker.empty()) {
+            EXPECT_EQ(verified.exitCode, 0) << what << verified.err;
+        } else {
+            ExpectRefused(verified, "tvpk", {1, "failed", InWorld(world_, maker)}, what);
+        }
+    }
+
+    const DeviceWorld world_;
+    std::vector<std::string> before_;
+};
+
+TEST_F(MalformedPackageTest, Configurations)
+{
+    constexpr const char* NO_JSON = "the configuration is not JSON, or has a NUL in it";
+    constexpr const char* NO_PRODUCT = "\"product\" is not an object";
+    constexpr const char* NO_SPACE = "\"space\" is not above 0";
+    constexpr const char* NO_ACTION = "\"action\" is neither 0, 1 nor 2";
+    constexpr const char* NO_SIZE = "apps: \"size\" is not the number of applications";
+    constexpr const char* LISTS =
+        "com.hot: \"file_num\", \"base_path\", \"diff_path\" and \"apps_hash\" differ in number";
+    struct Row {
+        std::string from;
+        std::string to;
+        std::string says;
+    };
+    const std::string deep(2000, '[');
+    const Row rows[] = {
+        {"{", "", NO_JSON},
+        {"}}}", "}}", NO_JSON},
+        {"}}}", "}}}}", NO_JSON},
+        {"patch01", "patch" + NUL, NO_JSON},
+        {"patch01", R"(patch\u0000)", NO_JSON},
+        {"patch01", R"(patch\ud800)", NO_JSON},
+        {R"("space": 1)", R"("space": )" + deep, NO_JSON},
+        {R"("space": 1)", R"("space": +1)", NO_JSON},
+        {R"("space": 1)", R"("space": 0)", NO_SPACE},
+        {R"("space": 1)", R"("space": -1e99)", NO_SPACE},
+        {R"("space": 1)", R"("space": 0.9)", NO_SPACE},
+        {R"("space": 1)", R"("space": "1")", NO_SPACE},
+        {R"("space": 1)", R"("Space": 1)", NO_SPACE},
+        {R"("space": 1)", R"("space": 0, "space": 1)", NO_SPACE},
+        {R"("product": {)", R"("product": 1, "x": {)", NO_PRODUCT},
+        {R"("product")", R"("Product")", NO_PRODUCT},
+        {R"("model": ["model"])", R"("model": "model")", "product: \"model\" is not a list"},
+        {R"("model": ["model"])", R"("model": [])", "product: \"model\" is empty"},
+        {R"("model": ["model"])", R"("model": [null])", "product: \"model\" holds something other than texts"},
+        {R"("model": ["model"])", R"("model": ["a", "b"])", "product: \"model\" and \"version\" differ in length"},
+        {R"(["1.0.0"])", R"([1])", "product: \"version\" holds something other than texts"},
+        {R"("action": 0)", R"("action": 3)", NO_ACTION},
+        {R"("action": 0)", R"("action": -1)", NO_ACTION},
+        {R"("action": 0)", R"("action": "0")", NO_ACTION},
+        {R"("action": 0)", R"("action": 4294967296)", NO_ACTION},
+        {R"("action": 0)", R"("action": 2)", "a revoke package names applications"},
+        {R"("apps": {)", R"("apps": [], "x": {)", "\"apps\" is not an object"},
+        {R"("size": 1)", R"("size": 2)", NO_SIZE},
+        {R"("size": 1)", R"("size": 1e10)", NO_SIZE},
+        {R"("list": ["com.hot"])", R"("list": "com.hot")", "apps: \"list\" is not a list"},
+        {R"("list": ["com.hot"])", R"("list": [1])", "apps: \"list\" holds something other than texts"},
+        {R"("list": ["com.hot"])", R"("list": [""])", "apps: \"list\" holds an empty name"},
+        {R"("list": ["com.hot"])", R"("list": ["com.\u001b[2Jx"])", "apps: \"com.\\x1b[2Jx\" is not an object"},
+        {R"("version": 2)", R"("version": 1)", "com.hot: its version is not above its pre-version"},
+        {R"("version": 2)", R"("version": "2")", "com.hot: its version is not above its pre-version"},
+        {R"("file_num": 1)", R"("file_num": 0)", LISTS},
+        {R"("file_num": 1)", R"("file_num": 2147483647)", LISTS},
+        {R"("hot", "app_type")", R"("Hot", "app_type")", "com.hot: \"app_patch_type\" is neither \"hot\" nor \"cold\""},
+        {R"("app_type": 0)", R"("app_type": 1)", "com.hot: \"app_type\" is neither 0 (internal) nor 2 (appServiceFwk)"},
+        {R"("app_type": 0)", R"("app_type": 3)", "com.hot: \"app_type\" is unknown"},
+        {R"("base_path": ["/system/app/Hot/Hot.vab"])", R"("base_path": {})", "com.hot: \"base_path\" is not a list"},
+        {R"("diff_path": [)", R"("diff_path": [], "x": [)", "com.hot: \"diff_path\" is empty"},
+        {R"("apps_hash": [)", R"("apps_hash": [7, )", "com.hot: \"apps_hash\" holds something other than texts"},
+        {R"("apps_hash": [)", R"("apps_hash": ["", )", LISTS},
+    };
+    PatchRecipe recipe = OneHotApplication();
+    for (const auto& row : rows) {
+        recipe.configText = Changed(PatchBuilder(OneHotApplication()).Config(), row.from, row.to);
+        Write(PatchBuilder(recipe).Package());
+        ExpectBothRefuse(row.says, row.says, row.from.substr(0, 40) + " -> " + row.to.substr(0, 40));
+    }
+}
+
+} // namespace
+} // namespace ORVX::TavomendTest
