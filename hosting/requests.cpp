@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "common/results.h"
 #include "engine/engine_factory.h"
@@ -58,6 +59,19 @@ bool CopyIn(const std::string& source, const std::string& target, IHostObserver*
     }
     return true;
 }
+
+// A line about a copy, as one about the file that was given.
+std::string InUsersWords(std::string line, const PackageFiles& files)
+{
+    for (const auto& [copy, given] : {std::pair<std::string, std::string>{INCOMING_PACKAGE, files.package},
+                                      {INCOMING_SIGNATURE, files.signature}}) {
+        const size_t at = line.find(copy);
+        if (at != std::string::npos) {
+            return line.replace(at, copy.size(), given);
+        }
+    }
+    return line;
+}
 } // namespace
 
 bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::string& error, IHostObserver* observer)
@@ -71,7 +85,7 @@ bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::stri
     return false;
 }
 
-DeliveryResult DeliverIncoming(Refused refused, const IHostObserver& observer)
+DeliveryResult DeliverIncoming(const PackageFiles& files, Refused refused, const IHostObserver& observer)
 {
     DeliveryResult result;
     if (observer.IsStopAsked()) {
@@ -83,8 +97,9 @@ DeliveryResult DeliverIncoming(Refused refused, const IHostObserver& observer)
         result.outcome = Outcome::DONE;
         result.needsBoot = WhyBootIsNeeded();
     } else if (result.reason.empty()) {
-        result.reason = "this device refuses the package: " + result.refusal;
+        result.reason = "this device refuses the package: " + InUsersWords(result.refusal, files);
     }
+    result.refusal = InUsersWords(result.refusal, files);
     return result;
 }
 

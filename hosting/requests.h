@@ -33,8 +33,9 @@ struct DeliveryResult : OperationResult {
 };
 // The second half, on the device root: judges what was brought in and puts it in place of an earlier package that has
 // not been applied yet. A package that would be refused is sent back (FAILED) and nothing has changed; or delivered all
-// the same, so that the engine's own judgement reaches the status record.
-[[nodiscard]] DeliveryResult DeliverIncoming(Refused refused, const IHostObserver& observer);
+// the same, so that the engine's own judgement reaches the status record. files: what BringIn was given; the result's
+// lines name these, and not the copies.
+[[nodiscard]] DeliveryResult DeliverIncoming(const PackageFiles& files, Refused refused, const IHostObserver& observer);
 
 // Back to a device without a patch record; installed applications stay as they are.
 [[nodiscard]] OperationResult ClearPatches();

@@ -24,7 +24,7 @@ DeliveryResult BringAndDeliver(Session& session, const PackageFiles& files, Refu
     if (!session.EnterDevice()) {
         return result;
     }
-    result = DeliverIncoming(refused, observer);
+    result = DeliverIncoming(files, refused, observer);
     if (result.outcome != Outcome::DONE) {
         FailAs(session.Out(), result.outcome, result.reason);
     }

@@ -123,5 +123,115 @@ TEST_F(MalformedPackageTest, Configurations)
     }
 }
 
+TEST_F(MalformedPackageTest, Archives)
+{
+    PatchRecipe recipe = DeviceWorld::BaselinePatch();
+    recipe.apps = {recipe.apps[1]}; // cold: the device looks at its files before it takes the package
+    const std::string bomb(size_t{24} << 20, ' ');
+    const auto differenceOf = [&recipe](size_t i) {
+        return MakeZstdDifference(recipe.apps[0].files[i].oldBytes, recipe.apps[0].files[i].newBytes);
+    };
+    const Members good = {{CONFIG, PatchBuilder(recipe).Config()},
+                          {"com.cold/Cold.vab.diff", differenceOf(0)},
+                          {"com.cold/ColdFeature.vab.diff", differenceOf(1)}};
+    using M = const Members&;
+    auto rows = SpoiledArchives();
+    const ArchiveRow own[] = {
+        {"no configuration",
+         [](M m) {
+             return Zip({m[1], m[2]});
+         },
+         "@ has no member %"},
+        {"a configuration below",
+         [](M m) {
+             return Zip({{"x/" + m[0].first, m[0].second}, m[1], m[2]});
+         },
+         "@ has no member %"},
+        {"upper case name",
+         [](M m) {
+             return Zip({{"App_tavomend_config.json", m[0].second}, m[1], m[2]});
+         },
+         "@ has no member %"},
+        {"two configurations",
+         [](M m) {
+             return Zip({{m[0].first, "{}"}, m[0], m[1], m[2]});
+         },
+         "\"product\" is not an object"},
+        {"an empty configuration",
+         [](M m) {
+             return Zip({{m[0].first, ""}, m[1], m[2]});
+         },
+         "the configuration is not JSON, or has a NUL in it"},
+        {"a large configuration",
+         [&bomb](M m) {
+             return Zip({{m[0].first, m[0].second + bomb}, m[1], m[2]});
+         },
+         "@: the member % is larger than 16777216 bytes"},
+        {"no difference",
+         [](M m) {
+             return Zip({m[0], m[1]});
+         },
+         "@ has no member #", "com.cold: the archive has no member /#"},
+        {"an absolute name",
+         [](M m) {
+             return Zip({m[0], m[1], {"/" + m[2].first, m[2].second}});
+         },
+         "@ has no member #", "com.cold: the archive has no member /#"},
+        {"a name that leads away",
+         [](M m) {
+             return Zip({{m[0].first, Changed(m[0].second, "/com.cold/Cold.", "/com.cold/../../../Cold.")},
+                         {"com.cold/../../../Cold.vab.diff", m[1].second},
+                         m[2]});
+         },
+         "/data/update/tavomend/app/temp/cold/internal/com.cold/../../../Cold.vab.diff is not a path below the work "
+         "directory",
+         "?"},
+        {"another whole file",
+         [](M m) {
+             return Zip({{m[0].first, Changed(m[0].second, "Cold.vab.diff", "Cold.vab")},
+                         {"com.cold/Cold.vab", "other"},
+                         m[2]});
+         },
+         "/com.cold/Cold.vab does not have the stated hash", "?"},
+    };
+    rows.insert(rows.end(), std::begin(own), std::end(own));
+    for (const auto& row : rows) {
+        Write(row.spoil(good));
+        ExpectBothRefuse(Named(row.says, "@/p.tvpk", good),
+                         Named(row.maker.empty() ? row.says : row.maker, "@/p.tvpk", good), row.what);
+    }
+}
+
+TEST_F(MalformedPackageTest, Signatures)
+{
+    const std::string package = PatchBuilder(OneHotApplication()).Package();
+    const std::string good = world_.Key().Sign(package);
+    constexpr const char* WRONG = "the signature does not verify";
+    struct Row {
+        const char* what;
+        std::string signature;
+        std::string says;
+    };
+    const Row rows[] = {
+        {"empty", "", "@/p.sign is empty"},
+        {"cut", good.substr(0, 255), WRONG},
+        {"one byte more", good + "\n", WRONG},
+        {"large", std::string(1 << 20, 's'), "@/p.sign is larger than a signature can be"},
+        {"above the modulus", std::string(256, '\xff'), WRONG},
+        {"naught", std::string(256, '\0'), WRONG},
+        {"a bit", Changed(good, good.substr(100, 8), std::string(8, 'x')), WRONG},
+        {"in hexadecimal", Sha256Hex(good), WRONG},
+        {"of another digest", world_.Key().Sign(package, "SHA1"), WRONG},
+        {"of another key", SigningKey().Sign(package), WRONG},
+        {"of another package", world_.Key().Sign(package + "x"), WRONG},
+        {"the package itself", package, WRONG},
+    };
+    for (const auto& row : rows) {
+        WriteFile(world_.At("p.tvpk"), package);
+        WriteFile(world_.At("p.sign"), row.signature);
+        ExpectBothRefuse(row.says, row.says, row.what);
+    }
+}
+
 } // namespace
 } // namespace ORVX::TavomendTest
