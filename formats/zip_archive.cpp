@@ -11,6 +11,7 @@
 #include <zlib.h>
 
 #include "handles/file_error.h"
+#include "handles/sha256.h"
 #include "platform/utility/file_utils.h"
 
 namespace ORVX::Formats {
@@ -130,6 +131,19 @@ std::optional<std::string> ZipArchive::ReadMember(const std::string& name, uint6
         return true;
     };
     return ReadThrough(*member, keep, error) ? std::optional<std::string>(std::move(content)) : std::nullopt;
+}
+
+std::string ZipArchive::HashMember(const std::string& name, std::string& error) const
+{
+    const ArchiveMember* member = Demand(name, error);
+    Handles::Sha256 hash;
+    Handles::Sha256Digest digest{};
+    const auto add = [&hash](const char* data, size_t size) {
+        hash.Add(data, size);
+        return true;
+    };
+    return member != nullptr && ReadThrough(*member, add, error) && hash.Finish(digest) ? Handles::Sha256Text(digest)
+                                                                                        : "";
 }
 
 bool ZipArchive::ExtractMember(const std::string& name, const std::string& outPath, std::string& error) const

@@ -40,6 +40,8 @@ public:
     // A member's content; nothing for a missing or damaged one, or one of more than maxSize bytes.
     [[nodiscard]] std::optional<std::string> ReadMember(const std::string& name, uint64_t maxSize,
                                                         std::string& error) const;
+    // Of a member's content: 64 lower-case hexadecimal digits; empty for a missing or damaged one.
+    [[nodiscard]] std::string HashMember(const std::string& name, std::string& error) const;
     // Writes a member to a file, mode 0644, in one rename at the end, and makes its directory where that is missing. On
     // failure what was at outPath before is still there, and nothing beside it.
     [[nodiscard]] bool ExtractMember(const std::string& name, const std::string& outPath, std::string& error) const;

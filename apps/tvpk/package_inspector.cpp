@@ -4,6 +4,7 @@
 #include "apps/common/text_table.h"
 #include "formats/patch_paths.h"
 #include "formats/signature.h"
+#include "platform/utility/file_utils.h"
 
 namespace ORVX::Tvpk {
 using Formats::PackageInfo;
@@ -15,6 +16,24 @@ const Formats::ArchiveMember* FindMember(const ZipArchive& archive, const std::s
 {
     const auto name = Formats::MemberNameOf(target);
     return name ? archive.Find(*name) : nullptr;
+}
+
+// What a device finds wrong with a file of an application, or fails on later; empty when nothing.
+std::string ProblemOf(const ZipArchive& archive, const Formats::AppInfo& app, size_t index)
+{
+    const std::string& target = app.diffPaths[index];
+    const std::string path = Formats::ExtractedPathOf(app, index);
+    const Formats::ArchiveMember* member = FindMember(archive, target);
+    if (member == nullptr) {
+        return app.bundleName + ": the archive has no member " + target;
+    }
+    if (!TavomendEngine::FileUtils::IsValidPath(path)) {
+        return path + " is not a path below the work directory";
+    }
+    std::string error;
+    const bool isWrong = !Formats::IsDifference(target) &&
+                         !Formats::IsSameHash(archive.HashMember(member->name, error), app.appsHashs[index]);
+    return isWrong ? target + " does not have the stated hash" : "";
 }
 
 const char* ActionName(int action)
@@ -64,9 +83,10 @@ std::vector<std::string> VerifyPackage(const std::string& package, const std::st
         return problems;
     }
     for (const auto& app : config->appsList) {
-        for (const auto& target : app.diffPaths) {
-            if (FindMember(*archive, target) == nullptr) {
-                problems.push_back(app.bundleName + ": the archive has no member " + target);
+        for (size_t i = 0; i < app.diffPaths.size(); ++i) {
+            const std::string problem = ProblemOf(*archive, app, i);
+            if (!problem.empty()) {
+                problems.push_back(problem);
             }
         }
     }

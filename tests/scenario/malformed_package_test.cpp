@@ -127,7 +127,7 @@ TEST_F(MalformedPackageTest, Archives)
 {
     PatchRecipe recipe = DeviceWorld::BaselinePatch();
     recipe.apps = {recipe.apps[1]}; // cold: the device looks at its files before it takes the package
-    const std::string bomb(size_t{24} << 20, ' ');
+    const std::string bomb(size_t{17} << 20, ' ');
     const auto differenceOf = [&recipe](size_t i) {
         return MakeZstdDifference(recipe.apps[0].files[i].oldBytes, recipe.apps[0].files[i].newBytes);
     };
@@ -184,15 +184,14 @@ TEST_F(MalformedPackageTest, Archives)
                          m[2]});
          },
          "/data/update/tavomend/app/temp/cold/internal/com.cold/../../../Cold.vab.diff is not a path below the work "
-         "directory",
-         "?"},
+         "directory"},
         {"another whole file",
          [](M m) {
              return Zip({{m[0].first, Changed(m[0].second, "Cold.vab.diff", "Cold.vab")},
                          {"com.cold/Cold.vab", "other"},
                          m[2]});
          },
-         "/com.cold/Cold.vab does not have the stated hash", "?"},
+         "/com.cold/Cold.vab does not have the stated hash"},
     };
     rows.insert(rows.end(), std::begin(own), std::end(own));
     for (const auto& row : rows) {
