@@ -12,6 +12,7 @@
 #include "apps/tavomend/incoming_files.h"
 #include "formats/bundle_file.h"
 #include "formats/device_paths.h"
+#include "formats/signature.h"
 #include "handles/file_error.h"
 #include "platform/api/bundle_mgr.h"
 #include "platform/api/system_ability_manager.h"
@@ -141,12 +142,7 @@ std::optional<FactoryFiles> LayOutFiles(const std::string& root, const DeviceSet
         return std::nullopt;
     }
     const bool hasKey = !setup.publicKey.empty();
-    if (hasKey && !Handles::WhyUnreadable(setup.publicKey).empty()) {
-        error = Handles::CannotRead(setup.publicKey);
-        return std::nullopt;
-    }
-    if (hasKey && FileUtils::GetFileStream(setup.publicKey).find("BEGIN PUBLIC KEY") == std::string::npos) {
-        error = setup.publicKey + " is no PEM public key";
+    if (hasKey && !Formats::HasPublicKey(setup.publicKey, error)) {
         return std::nullopt;
     }
     auto factory = PlaceFactoryFiles(setup.factoryFiles, error);

@@ -63,8 +63,8 @@ TEST(DeviceFolderTest, LaysOutADevice)
     };
     const Case cases[] = {
         {"busy", "", "cannot make the directory @/busy: Not a directory"},
-        {"made/deep", "--public-key @/none.pem", "cannot read @/none.pem: No such file or directory"},
-        {"made", "--public-key @/not.pem", "@/not.pem is no PEM public key"},
+        {"made/deep", "--public-key @/none.pem", "no usable public key in @/none.pem: No such file or directory"},
+        {"made", "--public-key @/not.pem", "no usable public key in @/not.pem: it holds no RSA public key (PEM \"PUBLIC KEY\")"},
         {"made", "--factory @/Hot.vab @/not.pem", "@/not.pem is no zip archive, or its end is missing"},
         {"made", "--factory @/Hot.vab @/more/Hot.vab",
          "@/Hot.vab and @/more/Hot.vab would both become /system/app/Hot/Hot.vab: give one of them another name"},
