@@ -6,6 +6,7 @@
 #include "apps/common/usage.h"
 #include "apps/tavomend/commands.h"
 #include "apps/tavomend/device_setup.h"
+#include "apps/tavomend/device_users.h"
 #include "apps/tavomend/session.h"
 
 namespace ORVX::TavomendCli {

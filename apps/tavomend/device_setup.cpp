@@ -9,6 +9,7 @@
 
 #include "apps/common/printable.h"
 #include "apps/common/text_table.h"
+#include "apps/tavomend/device_users.h"
 #include "apps/tavomend/incoming_files.h"
 #include "formats/bundle_file.h"
 #include "formats/device_paths.h"
@@ -213,15 +214,6 @@ std::optional<std::vector<InstalledBundle>> ListBundles(const Session& session, 
     return bundles;
 }
 
-std::string JoinUsers(const std::vector<int32_t>& users)
-{
-    std::string text;
-    for (const int32_t user : users) {
-        text += (text.empty() ? "" : ",") + std::to_string(user);
-    }
-    return text;
-}
-
 int MakeDevice(Session& session, const std::string& root, const DeviceSetup& setup, MadePaths& made)
 {
     std::string error;
@@ -316,32 +308,6 @@ int RunDeviceInstall(Session& session, const std::vector<std::string>& files, in
         return session.Out().Fail(message);
     }
     session.Out().Say(Cli::Printable(message));
-    return EXIT_DONE;
-}
-
-int RunDeviceUsers(Session& session, const std::vector<int32_t>& added, const std::vector<int32_t>& removed)
-{
-    const auto platform = session.EnterDevice() ? session.StartPlatform(ServiceStart::ATTACH) : nullptr;
-    if (platform == nullptr) {
-        return EXIT_FAILED;
-    }
-    std::string error;
-    for (const int32_t user : added) {
-        if (!platform->AddUser(user, error)) {
-            return session.Out().Fail(error);
-        }
-    }
-    for (const int32_t user : removed) {
-        if (!platform->RemoveUser(user, error)) {
-            return session.Out().Fail(error);
-        }
-    }
-    const auto users = platform->ListUsers();
-    if (!users) {
-        return session.Out().Fail(CANNOT_READ_STORE);
-    }
-    session.Out().Emit("users", {{"users", *users}});
-    session.Out().Say("users: " + JoinUsers(*users));
     return EXIT_DONE;
 }
 

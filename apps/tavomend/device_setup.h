@@ -24,9 +24,6 @@ struct DeviceSetup {
 // Has the bundle service install the bundle files of one application, and waits for its verdict. userId: 0 for a
 // singleton.
 [[nodiscard]] int RunDeviceInstall(Session& session, const std::vector<std::string>& files, int32_t userId);
-// Adds and then removes users, up to the first that cannot be, and lists who is there afterwards.
-[[nodiscard]] int RunDeviceUsers(Session& session, const std::vector<int32_t>& added,
-                                 const std::vector<int32_t>& removed);
 // One line for each installed application.
 [[nodiscard]] int RunDeviceList(Session& session);
 } // namespace ORVX::TavomendCli
