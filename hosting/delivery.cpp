@@ -180,7 +180,9 @@ std::optional<PackageInfo> JudgePackage(const std::string& package, const std::s
     const auto& versions = config->productVersion;
     const std::string baseVersion = SysUtils::GetBaseVersion();
     if (std::find(versions.begin(), versions.end(), baseVersion) == versions.end()) {
-        reason = "it is not made for base version " + baseVersion;
+        reason = baseVersion.empty()
+                     ? std::string("the device's base version cannot be read from ") + TavomendEngine::OS_RELEASE_PATH
+                     : "it is not made for base version " + baseVersion;
         return std::nullopt;
     }
     return config;
