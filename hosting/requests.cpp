@@ -8,6 +8,7 @@
 #include "common/results.h"
 #include "engine/engine_factory.h"
 #include "formats/device_paths.h"
+#include "formats/recover_list.h"
 #include "formats/status_words.h"
 #include "handles/file_error.h"
 #include "hosting/delivery.h"
@@ -171,7 +172,11 @@ InfoResult AskInfo(const IDevicePort& port)
     }
     if (result.fixed.empty()) {
         result.outcome = Outcome::FAILED;
-        result.reason = "the engine cannot tell which applications carry the patch in force";
+        const std::string list = Formats::RecoverListInForce();
+        const bool isDamaged =
+            FileUtils::FileIsExist(list) && Formats::ReadRecoverList(list).kind != Formats::RecoverList::Kind::WHOLE;
+        result.reason = isDamaged ? "the recover list is damaged; the next boot removes it"
+                                  : "the engine cannot tell which applications carry the patch in force";
     } else {
         result.outcome = Outcome::DONE;
     }
