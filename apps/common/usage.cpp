@@ -58,6 +58,21 @@ std::vector<std::string> OptionsOf(const CLI::App& command)
     return names;
 }
 
+// An option or argument that was given, and holds nothing; null when there is none. Most often it is a variable of a
+// shell that was never set, and nobody means the directory "/" or the current one by it.
+const CLI::Option* EmptyOf(const CLI::App& command)
+{
+    for (const CLI::App* app = &command; app != nullptr; app = app->get_parent()) {
+        for (const CLI::Option* option : app->get_options()) {
+            const auto& given = option->results();
+            if (std::find(given.begin(), given.end(), "") != given.end()) {
+                return option;
+            }
+        }
+    }
+    return nullptr;
+}
+
 std::string WhatIsWrong(const CLI::App& command, const std::string& word)
 {
     const bool isOption = word.rfind('-', 0) == 0;
@@ -86,6 +101,15 @@ int ShowUsage(const Console& console, const CLI::App& program, const CLI::ParseE
     return console.Fail(unknown.empty() ? std::string(error.what()) + "; --help tells more"
                                         : WhatIsWrong(CommandOf(program), unknown.front()),
                         WRONG_USAGE);
+}
+
+bool IsComplete(const Console& console, const CLI::App& program)
+{
+    const CLI::Option* empty = EmptyOf(CommandOf(program));
+    if (empty != nullptr) {
+        console.Fail(empty->get_name() + " is empty; --help tells more", WRONG_USAGE);
+    }
+    return empty == nullptr;
 }
 
 std::string NearestOf(const std::vector<std::string>& candidates, const std::string& word)

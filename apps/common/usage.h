@@ -14,6 +14,9 @@ namespace ORVX::Cli {
 // Ends a command line whose parsing has thrown: shows the help or the version that was asked for, or says in one line
 // what is wrong, with the command or option that was probably meant. Gives the exit code.
 [[nodiscard]] int ShowUsage(const Console& console, const CLI::App& program, const CLI::ParseError& error);
+// Whether no option or argument of a command line that was parsed is an empty text; otherwise says in one line which
+// one is.
+[[nodiscard]] bool IsComplete(const Console& console, const CLI::App& program);
 // The candidate that a mistyped word most probably means: one that starts with it, or that at most two letters left
 // out, put in, changed or exchanged make of it. Empty when none is near.
 [[nodiscard]] std::string NearestOf(const std::vector<std::string>& candidates, const std::string& word);

@@ -43,6 +43,9 @@ public:
         } catch (const CLI::ParseError& error) {
             return Cli::ShowUsage(Cli::Console("tavomend", Cli::WantsJson(argc, argv)), program_, error);
         }
+        if (!Cli::IsComplete(Cli::Console("tavomend", options_.isJson), program_)) {
+            return Cli::WRONG_USAGE.exitCode;
+        }
         while (options_.root.size() > 1 && options_.root.back() == '/') {
             options_.root.pop_back();
         }

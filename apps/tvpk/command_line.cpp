@@ -37,7 +37,7 @@ public:
             return Cli::ShowUsage(Console(PROGRAM_NAME, Cli::WantsJson(argc, argv)), program_, error);
         }
         const Console console(PROGRAM_NAME, isJson_);
-        return command_(console);
+        return Cli::IsComplete(console, program_) ? command_(console) : Cli::WRONG_USAGE.exitCode;
     }
 
 private:
