@@ -1,5 +1,6 @@
 // Malformed packages and signatures: what the device and the package maker say of each, and that nothing changes.
-#include <filesystem>
+#include <algorithm>
+#include <cctype>
 
 #include "tests/scenario/malformed.h"
 #include "tests/support/zip_builder.h"
@@ -24,10 +25,14 @@ protected:
     {
         PatchRecipe good = DeviceWorld::BaselinePatch(4);
         good.apps.resize(1);
-        Write(PatchBuilder(good).Package());
+        ExpectInstalled(PatchBuilder(good).Package(), 4);
+    }
+    void ExpectInstalled(const std::string& package, uint32_t version) const
+    {
+        Write(package);
         const CliResult installed = world_.Tavomend(InWorld(world_, "install @/p.tvpk @/p.sign"));
         EXPECT_EQ(installed.exitCode, 0) << installed.err;
-        EXPECT_EQ(world_.InstalledVersions()["com.hot"], 4U);
+        EXPECT_EQ(world_.InstalledVersions()["com.hot"], version);
     }
     void Write(const std::string& package) const
     {
@@ -120,6 +125,26 @@ TEST_F(MalformedPackageTest, Configurations)
         recipe.configText = Changed(PatchBuilder(OneHotApplication()).Config(), row.from, row.to);
         Write(PatchBuilder(recipe).Package());
         ExpectBothRefuse(row.says, row.says, row.from.substr(0, 40) + " -> " + row.to.substr(0, 40));
+    }
+}
+
+// What looks odd and is none the less what the format allows.
+TEST_F(MalformedPackageTest, OddConfigurationsThatPass)
+{
+    PatchRecipe recipe = DeviceWorld::BaselinePatch(3);
+    recipe.apps.resize(1);
+    const std::string good = PatchBuilder(recipe).Config();
+    std::string hash = Sha256Hex(recipe.apps[0].files[0].newBytes);
+    std::string upperCase = hash;
+    std::transform(hash.begin(), hash.end(), upperCase.begin(),
+                   [](unsigned char digit) { return std::toupper(digit); });
+    for (const auto& [from, to] : {std::pair{hash, upperCase},
+                                   {R"("space": 1)", R"("space": 5.9, "space": "none")"},
+                                   {R"("version": 3)", R"("version": 3.0)"},
+                                   {R"("action": 0)", R"("action": 1, "data_kept": "no", "more": [{}])"},
+                                   {"patch02", R"(\u001b[2Jpatch\n02)"}}) {
+        recipe.configText = Changed(good, from, to);
+        ExpectInstalled(PatchBuilder(recipe).Package(), 3);
     }
 }
 
