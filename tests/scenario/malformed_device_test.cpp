@@ -12,9 +12,8 @@ TEST(MalformedDeviceTest, CommandLines)
     };
     const std::string more = "; --help tells more";
     const Row rows[] = {
-        {{"tavomend", "--root", "", "--json", "--wait", "1", "status"},
-         2,
-         "--root: At Most 1 required but received 2" + more},
+        {{"tavomend", "--root", "", "apply"}, 2, "--root is empty" + more},
+        {{"tavomend", "--root", "a", "--root", "b", "apply"}, 2, "--root: At Most 1 required but received 2" + more},
         {{"tavomend", "status\n"}, 2, "status\\n is no command; did you mean status?"},
         {{"tavomend", "\xff\xfe"}, 2, "\\xff\\xfe is no command; --help lists them"},
         {{"tavomend", "--", "status"}, 2, "-- is no option; did you mean --help?"},
@@ -53,7 +52,7 @@ TEST(MalformedDeviceTest, CommandLines)
         std::vector<std::string> command = row.command;
         command[0] = isMaker ? TVPK_PROGRAM : TAVOMEND_PROGRAM;
         command.insert(command.begin() + 1, "--json");
-        if (!isMaker) {
+        if (!isMaker && std::find(command.begin(), command.end(), "--root") == command.end()) {
             command.insert(command.begin() + 1, {"--root", world.At("dev")});
         }
         ExpectRefused(RunProgram(command), row.command[0],
