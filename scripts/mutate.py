@@ -10,7 +10,7 @@ Kinds of faults: drop a call, negate a condition, change a constant, swap two st
 of a bool), drop a lock, drop a flush. All places in the sources of the rooms have the same chance. Left out is what
 changes no behaviour: log lines, whose texts the tests look for one by one where they matter, swaps of two statements
 neither of which writes what the other one names, constants that only say how large a buffer is, and the first value of a
-variable that the statement behind it has somebody fill in. A fault that does not compile is no fault and is replaced by
+variable or member that is not constant: most have another one before anybody reads them. A fault that does not compile is no fault and is replaced by
 the next of the sample.
 
 The tree is copied to build/mutate/N (one copy a job), so the working tree stays as it is. Each test program runs as one
@@ -139,11 +139,9 @@ def is_simple(code):
     return (CALL.match(code) and not NOT_A_CALL.match(code)) or re.match(r"^\s+[\w.\->\[\]]+ [+|&-]?= [^{}]*;$", code)
 
 
-def is_filled_in_next(code, following):
-    """A variable with a first value that nobody reads: a call that is given the variable comes at once."""
-    declared = re.match(r"^\s+[\w:]+ (\w+) = (?:-?\d+|true|false|nullptr);$", code)
-    return bool(declared) and any(re.search(r"\w\(.*(?:&|[(,] ?)" + declared.group(1) + r"(?=[,)])", without_strings(line))
-                                  for line in following)
+def is_first_value(code):
+    declared = re.match(r"^\s+(?:mutable |volatile )?(?!const|return)[\w:<>]+ \w+ = -?\w+;\s*$", code)
+    return bool(declared) and "const" not in code
 
 
 def faults_of(file):
@@ -162,7 +160,7 @@ def faults_of(file):
             continue
         if LOG.search(line) or (i > 0 and LOG.search(lines[i - 1]) and not lines[i - 1].rstrip().endswith((";", "{"))):
             continue
-        for kind, new in ([] if is_filled_in_next(code, lines[i + 1:i + 3]) else single_faults(code, line)):
+        for kind, new in ([] if is_first_value(code) else single_faults(code, line)):
             found.append(Fault(file, i + 1, kind, (line,), () if new is None else (new,)))
         following = lines[i + 1] if i + 1 < len(lines) else ""
         after = without_strings(following)

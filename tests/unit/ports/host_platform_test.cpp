@@ -168,6 +168,7 @@ TEST_F(HostPlatformTest, InstallsUpdatesAndAnswers)
     EXPECT_EQ(ReadFile(info.bundleFilePaths[1]), feature_.At(6).Bytes());
     EXPECT_FALSE(service_->GetBundleInfo("com.a", 0, info, 101));
     EXPECT_NE(service_->GetDependentBundleInfo("com.a", info, 1), 0);
+    EXPECT_NE(service_->GetDependentBundleInfo("com.none", info, 1), 0);
 
     const Vab shared{"com.fwk", 3, "entry", R"("bundleType": "appServiceFwk", "singleton": true, "keepAlive": true)"};
     EXPECT_EQ(Install({shared}, 0).first, 0);
