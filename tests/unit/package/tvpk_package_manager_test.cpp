@@ -83,6 +83,7 @@ TEST_F(TvpkPackageManagerTest, TheGateStaysPassedAndItsConfigurationParsed)
     EXPECT_FALSE(manager_.RestoreAPatch("com.a")); // not passed yet
     EXPECT_EQ(TakeCodes(), "(101|610,210)");
     EXPECT_TRUE(manager_.PreconditionCheck());
+    EXPECT_EQ(ReadFile(Formats::CONFIG_PATH), PatchBuilder(recipe_).Config());
     manager_.ClearPackage();
     EXPECT_TRUE(manager_.PreconditionCheck());
     bool isRevoke = true;
