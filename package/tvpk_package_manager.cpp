@@ -40,19 +40,20 @@ bool TvpkPackageManager::PreconditionCheck()
         return true;
     }
     struct Step {
-        bool (TvpkPackageManager::*check)();
+        bool (*check)(TvpkPackageManager& manager);
         const char* message;
         int32_t code;
     };
     constexpr Step STEPS[] = {
-        {&TvpkPackageManager::IsPackageExist, "patchFile is not found", 0},
-        {&TvpkPackageManager::VerifyTvpkFile, "verify file integrity failed", 20},
-        {&TvpkPackageManager::GetPackageInfo, "get packageInfo failed", 30},
-        {&TvpkPackageManager::CheckBaseVersion, "check baseVersion failed", 40},
-        {&TvpkPackageManager::CheckFreeSpace, "check free space insufficient storage space", 10},
+        {[](TvpkPackageManager& manager) { return manager.IsPackageExist(); }, "patchFile is not found", 0},
+        {[](TvpkPackageManager& manager) { return manager.VerifyTvpkFile(); }, "verify file integrity failed", 20},
+        {[](TvpkPackageManager& manager) { return manager.GetPackageInfo(); }, "get packageInfo failed", 30},
+        {[](TvpkPackageManager& manager) { return manager.CheckBaseVersion(); }, "check baseVersion failed", 40},
+        {[](TvpkPackageManager& manager) { return manager.CheckFreeSpace(); },
+         "check free space insufficient storage space", 10},
     };
     for (const Step& step : STEPS) {
-        if (!(this->*step.check)()) {
+        if (!step.check(*this)) {
             TAVOMEND_LOG_E("%{public}s", step.message);
             DelayedSingleton<AppErrorCode>::GetInstance()->AddErrMsgs(ERROR_KEY_PACKAGE, step.code);
             zipTool_->Reset();
