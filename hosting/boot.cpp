@@ -9,6 +9,7 @@
 
 #include "hosting/device_view.h"
 #include "hosting/patch_run.h"
+#include "hosting/revoke_request.h"
 #include "platform/utility/sys_utils.h"
 
 namespace ORVX::TavomendHosting {
@@ -76,28 +77,42 @@ std::optional<Outcome> RunInProcess(const IHostObserver& observer, const std::fu
     return child < 0 ? std::nullopt : AwaitOutcome(child, observer);
 }
 
+// With a reason when the boot ends here.
+OperationResult PlayStage(BootStage stage, const IDevicePort& port, IHostObserver& observer, Attempt attempt)
+{
+    if (observer.IsStopAsked()) {
+        return {Outcome::INTERRUPTED, INTERRUPTED_BOOT};
+    }
+    observer.OnStageBegan(stage);
+    const auto outcome = RunInProcess(observer, [stage, attempt, &port, &observer] {
+        const auto played = Play(stage, port, observer, attempt);
+        observer.OnStageResult(stage, played);
+        return played.outcome;
+    });
+    observer.OnStageEnded(stage, outcome);
+    if (outcome == Outcome::INTERRUPTED) {
+        return {Outcome::INTERRUPTED, INTERRUPTED_BOOT};
+    }
+    if (!outcome || (stage == BootStage::SCAN && *outcome != Outcome::DONE)) {
+        return {Outcome::FAILED, std::string("the boot ends here: the ") + NameOf(stage) + " did not come to its end"};
+    }
+    return {*outcome, ""};
+}
+
 OperationResult PlayStages(const IDevicePort& port, IHostObserver& observer, Attempt attempt)
 {
+    const bool isRevokeAsked = !ReadRevokeRequest().empty();
     OperationResult result;
     for (const BootStage stage : {BootStage::INIT, BootStage::SCAN, BootStage::SERVICE}) {
-        if (observer.IsStopAsked()) {
-            return {Outcome::INTERRUPTED, INTERRUPTED_BOOT};
+        result = PlayStage(stage, port, observer, attempt);
+        if (!result.reason.empty()) {
+            return result;
         }
-        observer.OnStageBegan(stage);
-        const auto outcome = RunInProcess(observer, [stage, attempt, &port, &observer] {
-            const auto played = Play(stage, port, observer, attempt);
-            observer.OnStageResult(stage, played);
-            return played.outcome;
-        });
-        observer.OnStageEnded(stage, outcome);
-        if (outcome == Outcome::INTERRUPTED) {
-            return {Outcome::INTERRUPTED, INTERRUPTED_BOOT};
-        }
-        if (!outcome || (stage == BootStage::SCAN && *outcome != Outcome::DONE)) {
-            return {Outcome::FAILED,
-                    std::string("the boot ends here: the ") + NameOf(stage) + " did not come to its end"};
-        }
-        result.outcome = *outcome;
+    }
+    if (isRevokeAsked && ReadRevokeRequest().empty()) {
+        // The engine has just written who is to be taken back, and it is a scan that does it.
+        const OperationResult scanned = PlayStage(BootStage::SCAN, port, observer, attempt);
+        return scanned.reason.empty() ? result : scanned;
     }
     return result;
 }

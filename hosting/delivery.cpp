@@ -14,6 +14,7 @@
 #include "formats/zip_archive.h"
 #include "hosting/device_view.h"
 #include "hosting/kept_packages.h"
+#include "hosting/revoke_request.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
@@ -116,14 +117,20 @@ bool PruneList(const std::string& path, const std::vector<std::string>& bundleNa
     return kept == list.names || FileUtils::ReplaceFile(path, Formats::PrintRecoverList(kept), 0644);
 }
 
-// A newer patch ends an older revoke of the same applications; a revoke package names none.
-bool PruneRecoverListsFor(const PackageInfo& config)
+// A newer patch ends an older revoke of the same applications, and the wish for one; a revoke package names none, and
+// takes all of them back.
+bool EndEarlierRevokes(const PackageInfo& config)
 {
     std::vector<std::string> names;
     for (const auto& app : config.appsList) {
         names.push_back(app.bundleName);
     }
-    return PruneRecoverLists(names);
+    const auto asked = ReadRevokeRequest();
+    auto kept = config.action == Formats::ACTION_REVOKE ? std::set<std::string>{} : asked;
+    for (const auto& name : names) {
+        kept.erase(name);
+    }
+    return PruneRecoverLists(names) && (kept == asked || WriteRevokeRequest(kept));
 }
 
 void MoveToBackup()
@@ -227,7 +234,7 @@ bool Deliver(Refused refused, std::string& refusal, std::string& error)
         error = std::string("cannot put the package in place: ") + strerror(errno);
         return false;
     }
-    if (config && !PruneRecoverListsFor(*config)) {
+    if (config && !EndEarlierRevokes(*config)) {
         error = "cannot rewrite the recover list";
         return false;
     }
@@ -243,7 +250,7 @@ void FinishDelivery()
     if (const auto config = JudgePackage(Formats::PACKAGE_PATH, Formats::SIGN_PATH, ignored)) {
         static_cast<void>(
             LayOutColdFiles(Formats::PACKAGE_PATH, *config, true, ignored)); // the engine names what is missing
-        static_cast<void>(PruneRecoverListsFor(*config));
+        static_cast<void>(EndEarlierRevokes(*config));
     }
 }
 
@@ -288,7 +295,7 @@ void RemoveLeftovers()
         FileUtils::CleanDir(std::string(path) + ".new", true);
     }
     const bool isCleared = ReadStatusWord() == Formats::STATUS_IDLE;
-    for (const char* path : {Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH}) {
+    for (const char* path : {Formats::RECOVER_LIST_PATH, Formats::BACKUP_RECOVER_LIST_PATH, REVOKE_REQUEST}) {
         if (isCleared || Formats::ReadRecoverList(path).kind != RecoverList::Kind::WHOLE) {
             FileUtils::CleanDir(path, true);
         }

@@ -42,8 +42,8 @@ void FinishDelivery();
 // cleared.
 void RepairPackagePlaces();
 // Removes what no later operation may find: files of a delivery that was cut short, extracted hot files and the
-// extracted configuration, recover lists that cannot be read and would fail every query for good, or that came back
-// after a clear.
+// extracted configuration, recover lists and revoke requests that cannot be read and would fail every query for good,
+// or that came back after a clear.
 void RemoveLeftovers();
 // Takes the bundles off the recover list and its backup: a newer patch of theirs ends an older revoke. A list without
 // names is removed; a damaged one stays, for the scan to tell. False when one could not be written; it is then as it

@@ -1,5 +1,6 @@
 #include "hosting/device_view.h"
 
+#include <algorithm>
 #include <sys/stat.h>
 
 #include "formats/device_paths.h"
@@ -8,6 +9,7 @@
 #include "formats/zip_archive.h"
 #include "hosting/error_text.h"
 #include "hosting/kept_packages.h"
+#include "hosting/revoke_request.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/tavomend_status_record.h"
 
@@ -57,6 +59,9 @@ NextStep NextStepOf(const DeviceView& view)
 {
     if (view.pending.state == PackageState::KNOWN && view.pending.refusal.empty()) {
         return view.needsBoot ? NextStep::BOOT : NextStep::APPLY;
+    }
+    if (view.pending.state == PackageState::NONE && !view.revoking.empty()) {
+        return NextStep::BOOT;
     }
     const bool isInForce = view.inForce.state == PackageState::KNOWN && view.isWhole;
     return view.pending.state == PackageState::NONE && isInForce && !LastOperationOf(view.record).isFailed
@@ -166,6 +171,13 @@ DeviceView ViewDevice(const IDevicePort& port)
     view.isWhole = view.inForce.state != PackageState::KNOWN || view.record.version != view.inForce.version ||
                    view.record.status != Formats::STATUS_ACTIVITES_FAILED;
     view.needsBoot = NeedsBoot(view.pending);
+    view.revoking = ReadRevokeRequest();
+    const auto& apps = view.inForce.apps;
+    for (const auto& name : TakenBack()) {
+        if (std::any_of(apps.begin(), apps.end(), [&name](const auto& app) { return app.bundleName == name; })) {
+            view.takenBack.insert(name);
+        }
+    }
     view.next = NextStepOf(view);
     return view;
 }

@@ -4,6 +4,7 @@
 #define TAVOMEND_HOSTING_DEVICE_VIEW_H
 
 #include <ctime>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -62,7 +63,9 @@ struct PackagesView {
 struct DeviceView : PackagesView {
     bool isWhole = true;    // every application of the patch in force has arrived, as far as the record still tells
     bool needsBoot = false; // pending, and only a boot can apply it
-    StatusView record;      // of the last operation
+    std::set<std::string> takenBack;   // single applications of the patch in force
+    std::set<std::string> revoking;    // the same, asked for and done by the next boot
+    StatusView record;                 // of the last operation
     NextStep next = NextStep::NOTHING; // for whoever looks after the device
 };
 [[nodiscard]] DeviceView ViewDevice(const IDevicePort& port);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "hosting/host_result.h"
 #include "platform/api/device_port.h"
@@ -35,6 +36,12 @@ public:
     // (stage) The record of what is installed was damaged and has been made anew; one line for people. Before
     // OnScanned.
     virtual void OnStoreRebuilt(const std::string& /*line*/) {}
+    // (stage) A request to take single applications back has been handed to the engine; the next scan takes them back.
+    // unknown: those asked for that are none of the patch in force any more.
+    virtual void OnRevoking(const std::vector<std::string>& /*bundleNames*/,
+                            const std::vector<std::string>& /*unknown*/)
+    {
+    }
     // A load begins to rebuild the files of another application; number counts from 1 in each load. The total are the
     // applications of the load's stage: those that need no rebuilding are never told of.
     virtual void OnRebuilding(const std::string& /*bundleName*/, int32_t /*number*/, int32_t /*total*/) {}

@@ -16,6 +16,7 @@
 #include "hosting/error_text.h"
 #include "hosting/kept_packages.h"
 #include "hosting/rebuild_progress.h"
+#include "hosting/revoke_request.h"
 #include "platform/utility/delayed_singleton.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
@@ -140,6 +141,18 @@ void RetireLegacyPatch()
     }
 }
 
+// Nothing is delivered; a request may wait all the same, which only the system-service stage carries out.
+void EndWithoutPackage(TavomendEngine::IEngineApp& engine, int32_t runningStage, IHostObserver* observer,
+                       PatchRunResult& result)
+{
+    std::string error;
+    const bool isHandedOver = runningStage == RUNNING_STAGE_INIT || HandOverRevokeRequest(engine, observer, error);
+    result.outcome = isHandedOver ? Outcome::NOTHING : Outcome::FAILED;
+    if (!isHandedOver) {
+        result.reason = error;
+    }
+}
+
 PatchRunResult RunLoad(const IDevicePort& port, int32_t runningStage, IHostObserver* observer)
 {
     const auto facts = ReadPackageFacts();
@@ -148,13 +161,14 @@ PatchRunResult RunLoad(const IDevicePort& port, int32_t runningStage, IHostObser
     if (observer != nullptr) {
         progress.emplace(port, facts, runningStage, *observer);
     }
-    const int32_t loaded = CreateEngineApp()->LoadTavomend();
+    const auto engine = CreateEngineApp();
+    const int32_t loaded = engine->LoadTavomend();
     RetireLegacyPatch();
     PatchRunResult result;
     result.view = ReadStatus(port, facts.bundleNames);
     if (loaded == RESULT_NOTHING_TO_DO || !IsPackageDelivered()) {
-        result.outcome = Outcome::NOTHING;
         result.reason = "no package is delivered";
+        EndWithoutPackage(*engine, runningStage, observer, result);
     } else if (loaded == RESULT_SUCCESS) {
         result.outcome = Outcome::DONE;
     } else {
@@ -263,9 +277,9 @@ PatchRunResult RunLoadAndApply(const IDevicePort& port, const IDevicePlatform& p
     PatchRunResult result;
     if (!wasDelivered) {
         if (!IsPackageDelivered()) {
-            result.outcome = Outcome::NOTHING;
             result.view = ReadStatus(port, facts.bundleNames);
             result.reason = WhyNothing(result.view, facts);
+            EndWithoutPackage(*engine, RUNNING_STAGE_SA, &observer, result);
             return result;
         }
         facts = ReadPackageFacts(); // a migration has brought one

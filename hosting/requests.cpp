@@ -1,8 +1,10 @@
 #include "hosting/requests.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "common/results.h"
@@ -12,6 +14,7 @@
 #include "formats/status_words.h"
 #include "handles/file_error.h"
 #include "hosting/delivery.h"
+#include "hosting/revoke_request.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
 
@@ -61,6 +64,48 @@ bool CopyIn(const std::string& source, const std::string& target, IHostObserver*
     return true;
 }
 
+constexpr const char* PACKAGE_WAITS = "a delivered package is waiting: apply it, or boot, first";
+
+// Why there is nothing to ask about the patch in force: NOTHING without one, FAILED when it cannot be told. DONE when
+// it can.
+OperationResult LookAt(const PackageView& inForce)
+{
+    if (inForce.state == PackageState::NONE) {
+        return {Outcome::NOTHING, "no patch is in force"};
+    }
+    if (const std::string problem = ProblemOf(inForce, IN_FORCE_NAME); !problem.empty()) {
+        return {Outcome::FAILED, problem};
+    }
+    if (inForce.isRevoke) {
+        return {Outcome::NOTHING, "no patch is in force: " + inForce.version + " has taken it back"};
+    }
+    return {Outcome::DONE, ""};
+}
+
+// Also adds a note where the factory version is not the one that the patch was made from.
+std::string WhyNotRevocable(const std::string& name, const PackageView& patch,
+                            const std::optional<std::vector<InstalledBundle>>& bundles, std::vector<std::string>& notes)
+{
+    const auto app =
+        std::find_if(patch.apps.begin(), patch.apps.end(), [&name](const auto& one) { return one.bundleName == name; });
+    if (app == patch.apps.end()) {
+        return name + " is none of the applications of " + patch.version;
+    }
+    if (!bundles) {
+        return "what is installed cannot be read";
+    }
+    const auto runs = std::find_if(bundles->begin(), bundles->end(),
+                                   [&name](const auto& bundle) { return bundle.bundleName == name; });
+    if (runs == bundles->end() || !runs->factoryVersion) {
+        return name + (runs == bundles->end() ? " is not installed" : " has no factory version to go back to");
+    }
+    if (*runs->factoryVersion != app->preVersion) {
+        notes.push_back(name + " goes back to its factory version " + std::to_string(*runs->factoryVersion) +
+                        ", not to version " + std::to_string(app->preVersion) + " that it was patched from");
+    }
+    return "";
+}
+
 // A line about a copy, as one about the file that was given.
 std::string InUsersWords(std::string line, const PackageFiles& files)
 {
@@ -106,15 +151,48 @@ DeliveryResult DeliverIncoming(const PackageFiles& files, Refused refused, const
 
 OperationResult ClearPatches()
 {
+    if (!WriteRevokeRequest({})) {
+        return {Outcome::FAILED, "the request to take applications back cannot be removed"};
+    }
     if (MakeEngine()->ClearTavomend() == RESULT_SUCCESS) {
         return {Outcome::DONE, ""};
     }
     return {Outcome::FAILED, "the engine could not go back to idle"};
 }
 
-OperationResult RevokeBundles(const std::vector<std::string>& bundleNames)
+RevokeResult RequestRevoke(const IDevicePort& port, const std::vector<std::string>& bundleNames)
 {
-    return {MakeEngine()->RevokeTavomend(bundleNames) == RESULT_SUCCESS ? Outcome::DONE : Outcome::FAILED, ""};
+    RevokeResult result;
+    const PackageView inForce = ViewPackages().inForce;
+    static_cast<OperationResult&>(result) =
+        IsPackageDelivered() ? OperationResult{Outcome::FAILED, PACKAGE_WAITS} : LookAt(inForce);
+    if (result.outcome != Outcome::DONE) {
+        return result;
+    }
+    const auto platform = Attach(port, result);
+    if (platform == nullptr) {
+        return result;
+    }
+    const auto bundles = platform->ListBundles();
+    auto asked = ReadRevokeRequest();
+    const auto taken = TakenBack();
+    for (const auto& name : bundleNames) {
+        result.reason = WhyNotRevocable(name, inForce, bundles, result.notes);
+        if (!result.reason.empty()) {
+            result.outcome = Outcome::FAILED;
+            return result;
+        }
+        if (taken.count(name) == 0) {
+            asked.insert(name);
+        }
+    }
+    if (asked.empty()) {
+        return {{Outcome::NOTHING, "what was named has been taken back already"}, {}};
+    }
+    if (!WriteRevokeRequest(asked)) {
+        return {{Outcome::FAILED, "the request cannot be written"}, {}};
+    }
+    return result;
 }
 
 VersionResult AskVersion()
@@ -148,23 +226,9 @@ InfoResult AskInfo(const IDevicePort& port)
         return result;
     }
     result.isPending = IsPackageDelivered();
-    result.outcome = Outcome::NOTHING;
-    if (result.isPending) {
-        result.reason = "a delivered package is waiting: apply it, or boot, first";
-        return result;
-    }
-    const PackageView inForce = ViewPackages().inForce;
-    if (inForce.state == PackageState::NONE) {
-        result.reason = "no patch is in force";
-        return result;
-    }
-    result.reason = ProblemOf(inForce, IN_FORCE_NAME);
-    if (!result.reason.empty()) {
-        result.outcome = Outcome::FAILED;
-        return result;
-    }
-    if (inForce.isRevoke) {
-        result.reason = "no patch is in force: " + inForce.version + " has taken it back";
+    static_cast<OperationResult&>(result) =
+        result.isPending ? OperationResult{Outcome::NOTHING, PACKAGE_WAITS} : LookAt(ViewPackages().inForce);
+    if (result.outcome != Outcome::DONE) {
         return result;
     }
     for (const auto& [name, status] : MakeEngine()->GetTavomendInfo()) {

@@ -39,9 +39,14 @@ struct DeliveryResult : OperationResult {
 
 // Back to a device without a patch record; installed applications stay as they are.
 [[nodiscard]] OperationResult ClearPatches();
-// Asks the engine to take the patch off single applications. It knows them only in the process that has applied the
-// patch, so a fresh process is refused, without a reason in words.
-[[nodiscard]] OperationResult RevokeBundles(const std::vector<std::string>& bundleNames);
+struct RevokeResult : OperationResult {
+    std::vector<std::string> notes; // done, and what will be other than the user may think: a line each
+};
+// Asks for single applications of the patch in force to go back to their factory versions, at the next boot; beside
+// those that an earlier request has named. NOTHING when all of them have gone back already. FAILED, and nothing is
+// asked for, when one of them is none of that patch's or has no factory version, or while a delivered package waits,
+// which may bring it anew.
+[[nodiscard]] RevokeResult RequestRevoke(const IDevicePort& port, const std::vector<std::string>& bundleNames);
 
 struct VersionResult : OperationResult {
     std::string version; // of the delivered package, else of the patch in force, else "patch00"

@@ -138,8 +138,9 @@ private:
             ->required()
             ->check(CLI::IsMember({"init", "sa"}));
         AddLocked(program_, "boot", "Play one whole boot, each stage in a process of its own", RunBoot);
-        CLI::App* revoke = AddLocked(program_, "revoke", "Take the patch off applications",
-                                     [this](Session& session) { return RunRevoke(session, bundles_); });
+        CLI::App* revoke =
+            AddLocked(program_, "revoke", "Take applications of the patch in force back at the next boot",
+                      [this](Session& session) { return RunRevoke(session, bundles_); });
         revoke->add_option("BUNDLE", bundles_, "Bundle names")->required();
         CLI::App* clear = AddLocked(program_, "clear", "Forget delivered and applied patches",
                                     [this](Session& session) { return RunClear(session, isSure_); });

@@ -100,12 +100,21 @@ int RunRevoke(Session& session, const std::vector<std::string>& bundleNames)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    if (RevokeBundles(bundleNames).outcome == Outcome::DONE) {
-        return EXIT_DONE;
+    const auto result = RequestRevoke(session.Port(), bundleNames);
+    if (result.outcome == Outcome::NOTHING) {
+        session.Out().Emit("revoke", {{"names", nlohmann::ordered_json::array()}, {"notes", result.notes}});
+        session.Out().Say(Cli::Printable("nothing to do: " + result.reason));
+        return EXIT_NOTHING;
     }
-    return session.Out().Fail("only the process that applied a patch can revoke single applications of it; to take the "
-                              "patch back, make a revoke package (tvpk make with \"action\": \"revoke\"), deliver it "
-                              "and boot");
+    if (result.outcome != Outcome::DONE) {
+        return session.Out().Fail(result.reason);
+    }
+    session.Out().Emit("revoke", {{"names", bundleNames}, {"notes", result.notes}});
+    for (const auto& note : result.notes) {
+        session.Out().Say(Cli::Printable(note));
+    }
+    session.Out().Say("asked for; the next boot does it: `tavomend boot`");
+    return EXIT_DONE;
 }
 
 int RunClear(Session& session, bool isSure)

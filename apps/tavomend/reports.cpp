@@ -115,6 +115,17 @@ void ConsoleObserver::OnStoreRebuilt(const std::string& line)
     console_.Say(line);
 }
 
+void ConsoleObserver::OnRevoking(const std::vector<std::string>& bundleNames, const std::vector<std::string>& unknown)
+{
+    console_.Emit("revoking", {{"names", bundleNames}, {"unknown", unknown}});
+    for (const auto& name : bundleNames) {
+        console_.Say(Cli::Printable("to be taken back by the next scan: " + name));
+    }
+    for (const auto& name : unknown) {
+        console_.Say(Cli::Printable("not taken back: " + name + " is none of the patch in force"));
+    }
+}
+
 void ConsoleObserver::OnRebuilding(const std::string& bundleName, int32_t number, int32_t total)
 {
     const std::string step = "rebuilding " + Cli::Printable(bundleName);

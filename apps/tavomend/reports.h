@@ -32,6 +32,7 @@ public:
     void OnStageBegan(TavomendHosting::BootStage stage) override;
     void OnScanned(const ScanReport& report) override;
     void OnStoreRebuilt(const std::string& line) override;
+    void OnRevoking(const std::vector<std::string>& bundleNames, const std::vector<std::string>& unknown) override;
     void OnRebuilding(const std::string& bundleName, int32_t number, int32_t total) override;
     void OnCopied(const std::string& path, uint64_t done, uint64_t total) override;
     void OnLoaded(bool isReady) override;

@@ -42,6 +42,15 @@ std::string TextOf(std::time_t time)
     return isTime ? text.data() : "";
 }
 
+std::string Listed(const std::string& lead, const std::set<std::string>& names)
+{
+    std::string text;
+    for (const auto& name : names) {
+        text += (text.empty() ? lead : ", ") + name;
+    }
+    return text;
+}
+
 std::string NamesOf(const PackageView& view)
 {
     std::string names;
@@ -78,6 +87,7 @@ std::string InForceLine(const DeviceView& view)
                (view.isWhole ? " has taken the patch back" : " has not taken all of the patch back");
     }
     return patch.version + since + (view.isWhole ? "" : ", not all of it") + NamesOf(patch) +
+           Listed("; taken back: ", view.takenBack) + Listed("; the next boot takes back: ", view.revoking) +
            (patch.refusal.empty() ? "" : "; this device does not take it any more: " + patch.refusal);
 }
 
@@ -126,6 +136,8 @@ void EmitStatus(const Cli::Console& console, const DeviceView& view)
     if (view.inForce.state == PackageState::KNOWN) {
         inForce["since"] = TextOf(view.since);
         inForce["whole"] = view.isWhole;
+        inForce["takenBack"] = view.takenBack;
+        inForce["revoking"] = view.revoking;
     }
     nlohmann::ordered_json pending = ObjectOf(view.pending);
     pending["needsBoot"] = view.needsBoot;

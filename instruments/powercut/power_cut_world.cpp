@@ -95,6 +95,7 @@ PowerCutWorld::PowerCutWorld() : folder_(WorkFolder())
     const std::string rebooted = After(redelivered, "booted again", "boot");
     const std::string revoking = After(rebooted, "revoke delivered", deliver("revoke"));
     const std::string taken = After(revoking, "revoked", "boot");
+    const std::string asked = After(rebooted, "asked", "revoke com.hot");
     Add("deliver", "new", deliver("first"), second);
     Add("boot", delivered, "boot", second);
     Add("apply", hotDelivered, "apply", {"com.cold 1, com.hot 2", "patch01 activites"});
@@ -106,6 +107,9 @@ PowerCutWorld::PowerCutWorld() : folder_(WorkFolder())
     Add("info after", taken, "info", revoked);
     Add("clear after", taken, "clear --yes", {revoked.versions, "patch00 idle"});
     Add("deliver after", taken, deliver("second"), third);
+    const Outcome single{"com.cold 3, com.hot 1", third.record};
+    Add("revoke one", rebooted, "revoke com.hot", single);
+    Add("boot one", asked, "boot", single);
     Add("clear", rebooted, "clear --yes", {"com.cold 3, com.hot 3", "patch00 idle"});
 }
 

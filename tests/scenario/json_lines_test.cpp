@@ -91,11 +91,15 @@ TEST(JsonLinesTest, TellScriptsWhatPeopleAreTold)
         {"test", R"({"schema":1,"event":"test","test":"\"Vab\": \"com.hot:2:true\""})"},
         {"status",
          R"({"schema":1,"event":"status","inForce":{"state":"known","version":"patch01","action":"enable",)"
-         R"("applications":[{"bundle":"com.hot","versionCode":2,"patch":"hot"}],"reason":"","since":"TIME","whole":true},)"
+         R"("applications":[{"bundle":"com.hot","versionCode":2,"patch":"hot"}],"reason":"","since":"TIME","whole":true,)"
+         R"("takenBack":[],"revoking":[]},)"
          R"("pending":{"state":"none","reason":"","needsBoot":false},"last":{"operation":"apply","outcome":"done"},)"
          R"("status":"activites","version":"patch01","detail":"0|0:47;1|0:47;1|1:34","explanation":"","next":"nothing"})"},
         {"apply", R"({"schema":1,"event":"result","outcome":"nothing","status":"activites","version":"patch01"})"},
         {"load --stage sa", R"({"schema":1,"event":"result","outcome":"nothing","status":"activites"})"},
+        {"revoke com.hot", R"({"schema":1,"event":"revoke","names":["com.hot"],"notes":[]})"},
+        {"load --stage sa", R"({"schema":1,"event":"revoking","names":["com.hot"],"unknown":[]}
+{"schema":1,"event":"result","outcome":"nothing","status":"activites"})"},
         {"clear --yes", R"({"schema":1,"event":"clear","cleared":true})"},
         {"device users --add 7", R"({"schema":1,"event":"users","users":[7,100]})"},
         {"device users --remove 8",

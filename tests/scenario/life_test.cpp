@@ -114,5 +114,63 @@ TEST(LifeTest, ARevokeBringsTheFactoryVersionsBackUnlessTheyAreGone)
     EXPECT_EQ(world.Tavomend("boot").exitCode, 0);
     EXPECT_EQ(world.InstalledVersions(), FACTORY);
 }
+
+TEST(LifeTest, SingleApplicationsAreTakenBackByTheNextBoot)
+{
+    const DeviceWorld world;
+    const auto says = [&world](const char* arguments, int exitCode, const std::string& line) {
+        const CliResult result = world.Tavomend(arguments);
+        EXPECT_EQ(result.exitCode, exitCode) << arguments;
+        EXPECT_NE((result.out + result.err).find(line + "\n"), std::string::npos)
+            << arguments << ": " << result.out << result.err;
+    };
+    world.Deliver(DeviceWorld::BaselinePatch());
+    says("revoke com.hot", 1, "tavomend: a delivered package is waiting: apply it, or boot, first");
+    says("boot", 0, "patch patch01 is in force");
+    says("revoke com.hot com.keep", 1, "tavomend: com.keep is none of the applications of patch01");
+    says("boot", 0, "scan: nothing has changed"); // a refused request asks for nothing
+    says("revoke com.hot com.hot", 0, "asked for; the next boot does it: `tavomend boot`");
+    says("revoke com.single", 0, "asked for; the next boot does it: `tavomend boot`");
+    says("status", 0, "next step: boot");
+    says("load --stage init", 3, "load: no package is delivered"); // without a platform nothing can be checked
+    const CliResult boot = world.Tavomend("boot");
+    EXPECT_NE(boot.out.find("to be taken back by the next scan: com.hot\n"
+                            "to be taken back by the next scan: com.single\n"
+                            "nothing to do: patch patch01 is in force\n-- bundle scan\nscan:\n"
+                            "  com.hot restored at version 1\n  com.single restored at version 1\n"),
+              std::string::npos)
+        << boot.out << boot.err;
+    EXPECT_EQ(boot.exitCode, 0);
+    const Versions some = {{"com.hot", 1}, {"com.cold", 2}, {"com.single", 1}, {"com.keep", 1}};
+    EXPECT_EQ(world.InstalledVersions(), some);
+    EXPECT_EQ(world.Status(), "activites patch01 " + BOOT_DETAIL);
+    says("info", 0, "com.single  fixed");
+    says("revoke com.hot", 3, "nothing to do: what was named has been taken back already");
+    says("boot", 0, "scan: nothing has changed");
+
+    // The third one beside the earlier two; only what no newer package brings.
+    says("revoke com.cold", 0, "asked for; the next boot does it: `tavomend boot`");
+    says("load --stage sa", 3, "to be taken back by the next scan: com.cold");
+    says("boot", 0, "  com.cold restored at version 1");
+    EXPECT_EQ(world.InstalledVersions(), FACTORY);
+    says("info", 0, "com.hot     fixed");
+    says("boot", 0, "scan: nothing has changed");
+    world.Deliver(DeviceWorld::BaselinePatch(3));
+    says("boot", 0, "patch patch02 is in force");
+    WriteFile(world.At("dev/system/app/Hot/Hot.vab"), Vab{"com.hot", 2}.Bytes());
+    says("boot", 0, "nothing to do: patch patch02 is in force");
+    says("revoke com.hot com.cold", 0,
+         "com.hot goes back to its factory version 2, not to version 1 that it was patched from");
+    PatchRecipe newer = DeviceWorld::BaselinePatch(4);
+    newer.apps.erase(newer.apps.begin()); // com.hot is none of this patch's
+    newer.version = "patch03";
+    world.Deliver(newer);
+    says("boot", 0, "patch patch03 is in force");
+    says("boot", 0, "not taken back: com.hot is none of the patch in force");
+    says("revoke com.single", 0, "asked for; the next boot does it: `tavomend boot`");
+    world.Deliver(DeviceWorld::RevokePatch());
+    says("status", 0, "next step: boot");
+    EXPECT_FALSE(Exists(world.At("dev/data/update/tavomend/app/revoke_request.json")));
+}
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -9,6 +9,7 @@
 #include "hosting/delivery.h"
 #include "hosting/kept_packages.h"
 #include "hosting/requests.h"
+#include "hosting/revoke_request.h"
 #include "platform/utility/tavomend_status_record.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/faulty_file_layer.h"
@@ -302,7 +303,7 @@ TEST_F(DeliveryTest, LeftoversGoAndWholeListsStay)
     WriteFile(Formats::BACKUP_RECOVER_LIST_PATH, R"({"list": ["com.a")");
     for (const std::string& path :
          {std::string(INCOMING_PACKAGE), std::string(INCOMING_SIGNATURE) + ".new", std::string(Formats::CONFIG_PATH),
-          Formats::HOT_WORK_DIR + std::string("/a.diff")}) {
+          std::string(REVOKE_REQUEST) + ".new", Formats::HOT_WORK_DIR + std::string("/a.diff")}) {
         WriteFile(path, "left");
     }
     RemoveLeftovers();
