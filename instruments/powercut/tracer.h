@@ -24,12 +24,8 @@ public:
     std::optional<int> Run(const std::vector<std::string>& command, CallWatcher& watcher);
 
 private:
-    struct Stop; // a thread at the door of a call
-
     void Start(const std::vector<std::string>& command);
     void OnCall(pid_t thread, CallWatcher& watcher);
-    [[nodiscard]] std::optional<SystemCall> Decode(const Stop& stop) const;
-    [[nodiscard]] bool IsBelowRoot(const std::string& path) const;
     std::optional<int64_t> RunToExit(pid_t thread);
     void KillAll();
 
