@@ -11,6 +11,8 @@
 
 namespace ORVX::Difference {
 namespace {
+constexpr size_t EXTRA_ROOM = 1024;
+
 class Encoder {
 public:
     Encoder(ByteView old, ByteView fresh, const DifferencePlan& plan, const std::vector<Stretches>& rawStretches,
@@ -161,7 +163,9 @@ private:
             options.lc = literals;
             options.pb = positions;
             const lzma_filter filters[] = {{LZMA_FILTER_LZMA1, &options}, {LZMA_VLI_UNKNOWN, nullptr}};
-            std::string text(lzma_stream_buffer_bound(extra_.size()), '\0');
+            // A raw stream has no chunks that are stored: what does not compress grows, as the library's bound for its
+            // containers does not foresee.
+            std::string text(extra_.size() + extra_.size() / 2 + EXTRA_ROOM, '\0');
             size_t size = 0;
             std::array<uint8_t, EXTRA_PROPERTIES_SIZE> properties{};
             const lzma_ret result =

@@ -119,6 +119,10 @@ TEST_F(ArchiveDifferenceTest, AnyTwoFiles)
     for (uint32_t i = 0; i < 4000; ++i) {
         numbers += {static_cast<char>(i * 7), static_cast<char>(source() % 5), '\x40', static_cast<char>(i >> 5)};
     }
+    std::string noise;
+    for (int i = 0; i < 50000; ++i) {
+        noise += static_cast<char>(source());
+    }
     const std::string archive = ArchiveOf({{"a", content, 6}});
     const struct {
         const char* name;
@@ -135,6 +139,7 @@ TEST_F(ArchiveDifferenceTest, AnyTwoFiles)
         {"twice", content, content + NextVersion(content) + content, DifferenceKind::BYTES, 194},
         {"to empty", content, "", DifferenceKind::PLAIN, 13},
         {"zeros", std::string(300000, '\0'), std::string(300001, '\0'), DifferenceKind::PLAIN, 33},
+        {"changed, and new content that does not compress", dense, content + noise, DifferenceKind::BYTES, 51400},
         {"numbers of four bytes out of nothing", "", numbers, DifferenceKind::BYTES, 4673},
         {"an archive out of nothing", "", archive, DifferenceKind::ARCHIVE, 9597},
         {"an archive cut short", archive, archive.substr(0, archive.size() - 30), DifferenceKind::PLAIN, 24},
