@@ -13,8 +13,9 @@ constexpr uint64_t DEFLATE_RATIO_MAX = 1032;
 
 class ArchiveApplier {
 public:
-    ArchiveApplier(ByteView difference, ByteView base, const DifferenceHeader& header, DifferenceOutput& output)
-        : header_(header), base_(base), output_(output),
+    ArchiveApplier(ByteView difference, ByteView base, const DifferenceHeader& header, DifferenceOutput& output,
+                   const ApplyProgress& progress)
+        : header_(header), base_(base), output_(output), progress_(progress),
           source_(ByteView{difference.data + DIFFERENCE_HEADER_SIZE, header.modelSize}),
           extra_{difference.data + DIFFERENCE_HEADER_SIZE + header.modelSize, header.extraSize},
           raw_(source_, DeltaStream::RAW), plain_(source_, DeltaStream::PLAIN), window_(base, header.windowSize),
@@ -97,7 +98,9 @@ private:
 
     DifferenceResult Put(OutputWriter::Step step)
     {
-        return writer_.Put(std::move(step)) ? DIFFERENCE_OK : writer_.Finish();
+        const bool isPut = writer_.Put(std::move(step));
+        progress_(writer_.Written(), header_.outputSize);
+        return isPut ? DIFFERENCE_OK : writer_.Finish();
     }
 
     DifferenceResult ReadPlain(uint8_t* room, size_t size)
@@ -139,6 +142,7 @@ private:
             return DIFFERENCE_OUTPUT_UNWRITABLE;
         }
         if (digest == header_.outputDigest && output_.Room() == 0) {
+            progress_(header_.outputSize, header_.outputSize);
             return DIFFERENCE_OK;
         }
         return hasDeflated_ ? DIFFERENCE_ZLIB_DIFFERS : DIFFERENCE_MISMATCH;
@@ -147,6 +151,7 @@ private:
     const DifferenceHeader& header_;
     ByteView base_;
     DifferenceOutput& output_;
+    const ApplyProgress& progress_;
     DeltaSource source_;
     ByteView extra_;
     DeltaStream raw_;
@@ -172,7 +177,8 @@ DifferenceResult CheckBase(ByteView base, const DifferenceHeader& header)
 }
 } // namespace
 
-DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, const std::string& outputPath)
+DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, const std::string& outputPath,
+                                        const ApplyProgress& progress)
 {
     DifferenceHeader header;
     DifferenceResult result = ParseDifferenceHeader(difference, header);
@@ -184,7 +190,7 @@ DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, cons
     if (output == nullptr) {
         return result;
     }
-    result = std::make_unique<ArchiveApplier>(difference, base, header, *output)->Write();
+    result = std::make_unique<ArchiveApplier>(difference, base, header, *output, progress)->Write();
     if (result != DIFFERENCE_OK) {
         return result;
     }

@@ -5,14 +5,15 @@
 
 #include <string>
 
+#include "diff/apply_progress.h"
 #include "diff/byte_view.h"
 #include "diff/difference_result.h"
 
 namespace ORVX::Difference {
 // Needs less than 32 MiB besides the mapped files, whatever the difference says. The base's hash is checked before the
 // output is created, and the output's before it is kept.
-[[nodiscard]] DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base,
-                                                      const std::string& outputPath);
+[[nodiscard]] DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, const std::string& outputPath,
+                                                      const ApplyProgress& progress);
 } // namespace ORVX::Difference
 
 #endif

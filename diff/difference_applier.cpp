@@ -35,7 +35,8 @@ DifferenceResult ClearOutput(const std::string& differencePath, const std::strin
                : DIFFERENCE_OUTPUT_UNWRITABLE;
 }
 
-DifferenceResult Apply(const std::string& differencePath, const std::string& oldPath, const std::string& newPath)
+DifferenceResult Apply(const std::string& differencePath, const std::string& oldPath, const std::string& newPath,
+                       const ApplyProgress& progress)
 {
     const DifferenceResult cleared = ClearOutput(differencePath, oldPath, newPath);
     if (cleared != DIFFERENCE_OK) {
@@ -50,20 +51,21 @@ DifferenceResult Apply(const std::string& differencePath, const std::string& old
         return DIFFERENCE_UNREADABLE;
     }
     if (IsPlainDifference(difference->View())) {
-        return ApplyPlainDifference(difference->View(), base->View(), newPath);
+        return ApplyPlainDifference(difference->View(), base->View(), newPath, progress);
     }
     if (IsArchiveDifference(difference->View())) {
-        return ApplyArchiveDifference(difference->View(), base->View(), newPath);
+        return ApplyArchiveDifference(difference->View(), base->View(), newPath, progress);
     }
     return DIFFERENCE_FORMAT_UNKNOWN;
 }
 } // namespace
 
 DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
-                                 const std::string& newPath)
+                                 const std::string& newPath, const ApplyProgress& progress)
 {
     try {
-        return Apply(differencePath, oldPath, newPath);
+        return Apply(
+            differencePath, oldPath, newPath, progress ? progress : [](uint64_t, uint64_t) {});
     } catch (const std::bad_alloc&) {
         return DIFFERENCE_NO_MEMORY;
     }

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "diff/apply_progress.h"
 #include "diff/difference_result.h"
 
 namespace ORVX::Difference {
@@ -11,7 +12,7 @@ namespace ORVX::Difference {
 // a file that is there under the output's path goes first, unless it is one of the inputs. After a failure there is no
 // output file. Nobody may write to the two inputs meanwhile: they are mapped. Safe from any thread.
 [[nodiscard]] DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
-                                               const std::string& newPath);
+                                               const std::string& newPath, const ApplyProgress& progress = nullptr);
 } // namespace ORVX::Difference
 
 #endif

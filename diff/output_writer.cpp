@@ -75,6 +75,7 @@ void OutputWriter::Run()
         changed_.notify_all();
         lock.unlock();
         result = Write(step);
+        written_ = size_ - output_.Room();
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     result_ = result;

@@ -2,6 +2,7 @@
 #ifndef TAVOMEND_DIFF_OUTPUT_WRITER_H
 #define TAVOMEND_DIFF_OUTPUT_WRITER_H
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -24,7 +25,7 @@ public:
         bool isLast = false;
     };
 
-    explicit OutputWriter(DifferenceOutput& output) : output_(output) {}
+    explicit OutputWriter(DifferenceOutput& output) : output_(output), size_(output.Room()) {}
     // Waits for the thread; steps that still queue are dropped.
     ~OutputWriter();
     OutputWriter(const OutputWriter&) = delete;
@@ -34,6 +35,8 @@ public:
     [[nodiscard]] bool Start();
     // Queues a step; waits while the queue is full. False when an earlier step has failed: then Finish says why.
     [[nodiscard]] bool Put(Step step);
+    // Bytes of the file that are written so far.
+    [[nodiscard]] uint64_t Written() const { return written_; }
     // Waits until all is written and gives how that went: DIFFERENCE_ZLIB_DIFFERS when deflating gave more than the
     // file has room for. Nothing can be put afterwards.
     [[nodiscard]] DifferenceResult Finish();
@@ -45,8 +48,10 @@ private:
     void Close(bool isAbandoned);
 
     DifferenceOutput& output_;
+    const uint64_t size_;
     RawDeflater deflater_;
     bool isInEntry_ = false;
+    std::atomic<uint64_t> written_{0};
 
     std::thread thread_;
     std::mutex mutex_;

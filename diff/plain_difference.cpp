@@ -68,7 +68,8 @@ bool IsPlainDifference(ByteView difference)
            std::memcmp(difference.data, FRAME_MAGIC, sizeof(FRAME_MAGIC)) == 0;
 }
 
-DifferenceResult ApplyPlainDifference(ByteView difference, ByteView base, const std::string& outputPath)
+DifferenceResult ApplyPlainDifference(ByteView difference, ByteView base, const std::string& outputPath,
+                                      const ApplyProgress& progress)
 {
     uint64_t contentSize = 0;
     DifferenceResult result = CheckFrame(difference, contentSize);
@@ -83,10 +84,12 @@ DifferenceResult ApplyPlainDifference(ByteView difference, ByteView base, const 
     if (memory == nullptr && contentSize != 0) {
         return DIFFERENCE_OUTPUT_UNWRITABLE;
     }
+    progress(0, contentSize);
     result = Decode(difference, base, memory, contentSize);
     if (result != DIFFERENCE_OK) {
         return result;
     }
+    progress(contentSize, contentSize);
     return output->Keep() ? DIFFERENCE_OK : DIFFERENCE_OUTPUT_UNWRITABLE;
 }
 } // namespace ORVX::Difference

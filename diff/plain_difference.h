@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "diff/apply_progress.h"
 #include "diff/byte_view.h"
 #include "diff/difference_result.h"
 
@@ -14,7 +15,8 @@ namespace ORVX::Difference {
 // Decodes the difference into a new file. It must be one frame that names its content's size and carries a checksum
 // over the content, and nothing may follow it. The frame does not say which base it was made for: a wrong base shows
 // by the checksum only.
-[[nodiscard]] DifferenceResult ApplyPlainDifference(ByteView difference, ByteView base, const std::string& outputPath);
+[[nodiscard]] DifferenceResult ApplyPlainDifference(ByteView difference, ByteView base, const std::string& outputPath,
+                                                    const ApplyProgress& progress);
 } // namespace ORVX::Difference
 
 #endif

@@ -45,6 +45,9 @@ public:
     // A load begins to rebuild the files of another application; number counts from 1 in each load. The total are the
     // applications of the load's stage: those that need no rebuilding are never told of.
     virtual void OnRebuilding(const std::string& /*bundleName*/, int32_t /*number*/, int32_t /*total*/) {}
+    // A file of that application is being rebuilt, in bytes of the new file: its path on the device. The end comes
+    // unless it fails.
+    virtual void OnRebuilt(const std::string& /*product*/, uint64_t /*done*/, uint64_t /*total*/) {}
     // A file is being copied onto the device, in bytes; `path` as the user has named it.
     virtual void OnCopied(const std::string& /*path*/, uint64_t /*done*/, uint64_t /*total*/) {}
     // The load that goes before an apply is over; apply follows in either case.

@@ -19,7 +19,8 @@ RebuildProgress::RebuildProgress(const IDevicePort& port, const PackageFacts& fa
             owners_[Formats::ProductPathOf(app, i)] = app.bundleName;
         }
     }
-    port_.WatchRebuilds([this](const std::string& product) { Tell(product); });
+    port_.WatchRebuilds(
+        [this](const std::string& product, uint64_t done, uint64_t size) { Tell(product, done, size); });
 }
 
 RebuildProgress::~RebuildProgress()
@@ -27,12 +28,18 @@ RebuildProgress::~RebuildProgress()
     port_.WatchRebuilds(nullptr);
 }
 
-void RebuildProgress::Tell(const std::string& product)
+void RebuildProgress::Tell(const std::string& product, uint64_t done, uint64_t size)
 {
     const auto owner = owners_.find(product);
-    if (owner != owners_.end() && owner->second != current_) {
+    if (owner == owners_.end()) {
+        return;
+    }
+    if (owner->second != current_) {
         current_ = owner->second;
         observer_.OnRebuilding(current_, ++begun_, total_);
+    }
+    if (size != 0) {
+        observer_.OnRebuilt(product, done, size);
     }
 }
 } // namespace ORVX::TavomendHosting

@@ -12,7 +12,8 @@
 
 namespace ORVX::TavomendHosting {
 // Watches the rebuilds of this process as long as it lives; one at a time. Port and observer must outlive it. The
-// observer is told on the thread that loads, once for each application that has a file to rebuild.
+// observer is told on the thread that loads, once for each application that has a file to rebuild, and then of the
+// bytes of each of its files.
 class RebuildProgress {
 public:
     // facts: of the package that is loaded. runningStage: which of its applications the load rebuilds.
@@ -22,7 +23,7 @@ public:
     RebuildProgress& operator=(const RebuildProgress&) = delete;
 
 private:
-    void Tell(const std::string& product);
+    void Tell(const std::string& product, uint64_t done, uint64_t size);
 
     const IDevicePort& port_;
     IHostObserver& observer_;

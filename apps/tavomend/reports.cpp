@@ -130,11 +130,24 @@ void ConsoleObserver::OnRebuilding(const std::string& bundleName, int32_t number
 {
     const std::string step = "rebuilding " + Cli::Printable(bundleName);
     const std::string line = step + ", " + std::to_string(number) + " of " + std::to_string(total);
+    rebuilding_.reset();
     console_.Emit("progress", {{"step", step}, {"done", number - 1}, {"total", total}, {"unit", "applications"}});
     if (console_.HasBar()) {
         console_.ShowBar(line);
     } else {
         console_.Say(line);
+    }
+    rebuildStep_ = line;
+}
+
+void ConsoleObserver::OnRebuilt(const std::string& /*product*/, uint64_t done, uint64_t total)
+{
+    if (!rebuilding_) {
+        rebuilding_.emplace(console_);
+    }
+    rebuilding_->Report(rebuildStep_, done, total);
+    if (done >= total) {
+        rebuilding_.reset();
     }
 }
 

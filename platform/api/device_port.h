@@ -69,10 +69,12 @@ public:
     [[nodiscard]] virtual std::unique_ptr<IDevicePlatform> Start(ServiceStart start, std::string& error) const = 0;
     // What a verdict of this port's bundle service means; empty for a number that is none of its own.
     [[nodiscard]] virtual std::string InstallCodeText(int32_t code) const = 0;
-    // From now on tells the watcher, in place of an earlier one, of each file that the difference library is about to
-    // rebuild in this process, on the thread that it is called on; none without a function. A port whose library tells
-    // nothing never calls it.
-    virtual void WatchRebuilds(std::function<void(const std::string& product)> /*watcher*/) const {}
+    // A file that the difference library rebuilds in this process: its bytes that are there, and its size; two zeros
+    // when it is about to begin, and the size is not known yet.
+    using RebuildWatcher = std::function<void(const std::string& product, uint64_t done, uint64_t total)>;
+    // From now on tells the watcher, in place of an earlier one, on the thread that rebuilds; none without a function.
+    // A port whose library tells nothing never calls it.
+    virtual void WatchRebuilds(RebuildWatcher /*watcher*/) const {}
 };
 } // namespace ORVX
 

@@ -7,7 +7,10 @@
 namespace ORVX {
 int ApplyPatch(const std::string& diffPath, const std::string& oldPath, const std::string& newPath)
 {
-    TavomendHost::RebuildWatch::GetInstance().Tell(newPath);
-    return Difference::ApplyDifference(diffPath, oldPath, newPath);
+    auto& watch = TavomendHost::RebuildWatch::GetInstance();
+    watch.Tell(newPath, 0, 0);
+    return Difference::ApplyDifference(diffPath, oldPath, newPath, [&watch, &newPath](uint64_t done, uint64_t total) {
+        watch.Tell(newPath, done, total);
+    });
 }
 } // namespace ORVX

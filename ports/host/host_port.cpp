@@ -15,7 +15,7 @@ std::string HostPort::InstallCodeText(int32_t code) const
     return InstallResultText(code);
 }
 
-void HostPort::WatchRebuilds(std::function<void(const std::string& product)> watcher) const
+void HostPort::WatchRebuilds(RebuildWatcher watcher) const
 {
     RebuildWatch::GetInstance().Set(std::move(watcher));
 }

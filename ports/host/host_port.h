@@ -10,7 +10,7 @@ class HostPort : public IDevicePort {
 public:
     [[nodiscard]] std::unique_ptr<IDevicePlatform> Start(ServiceStart start, std::string& error) const override;
     [[nodiscard]] std::string InstallCodeText(int32_t code) const override;
-    void WatchRebuilds(std::function<void(const std::string& product)> watcher) const override;
+    void WatchRebuilds(RebuildWatcher watcher) const override;
 };
 } // namespace ORVX::TavomendHost
 

@@ -13,7 +13,7 @@ void RebuildWatch::Set(Watcher watcher)
     watcher_ = std::move(watcher);
 }
 
-void RebuildWatch::Tell(const std::string& product)
+void RebuildWatch::Tell(const std::string& product, uint64_t done, uint64_t total)
 {
     Watcher watcher;
     {
@@ -21,7 +21,7 @@ void RebuildWatch::Tell(const std::string& product)
         watcher = watcher_;
     }
     if (watcher) {
-        watcher(product);
+        watcher(product, done, total);
     }
 }
 } // namespace ORVX::TavomendHost

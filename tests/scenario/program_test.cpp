@@ -162,7 +162,8 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
                          "] installed 2 of 3\r[" + third + third + third + "] installed 3 of 3\r\n"),
               std::string::npos)
         << shown;
-    EXPECT_NE(shown.find("\rrebuilding com.hot, 1 of "), std::string::npos) << shown;
+    EXPECT_NE(shown.find("\r[" + rest + rest + rest + "] rebuilding com.hot, 1 of 2, 0.0 of 0."), std::string::npos)
+        << shown;
 }
 
 TEST(ProgramTest, NeedsItsDevicesBundleStore)

@@ -32,8 +32,14 @@ protected:
         SCOPED_TRACE(name);
         EXPECT_TRUE(Make("old", "difference")) << error_;
         std::filesystem::remove(scratch_.Path("out"));
-        EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("out")),
+        uint64_t far = 0;
+        const auto progress = [&far, this](uint64_t done, uint64_t total) {
+            EXPECT_TRUE(far <= done && done <= total && total == scratch_.Read("new").size()) << done;
+            far = done;
+        };
+        EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("out"), progress),
                   DIFFERENCE_OK);
+        EXPECT_EQ(far, scratch_.Read("new").size());
         EXPECT_TRUE(scratch_.Read("out") == scratch_.Read("new"));
         EXPECT_EQ(report_.differenceSize, scratch_.Read("difference").size());
         EXPECT_LE(report_.differenceSize, report_.plainSize);

@@ -25,10 +25,7 @@ public:
     std::optional<ServiceStart> deadly; // ends the process
     bool isBlind = false;               // its platforms cannot say what is installed
 
-    void WatchRebuilds(std::function<void(const std::string& product)> watcher) const override
-    {
-        real_.WatchRebuilds(std::move(watcher));
-    }
+    void WatchRebuilds(RebuildWatcher watcher) const override { real_.WatchRebuilds(std::move(watcher)); }
 
 private:
     TavomendHost::HostPort real_;
