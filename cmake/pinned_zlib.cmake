@@ -16,5 +16,6 @@ if(NOT TAVOMEND_ZLIB_FOUND STREQUAL TAVOMEND_ZLIB_VERSION)
         "version, which the devices and the maker must then all be built with (docs/difference-format.md)")
 endif()
 if(DEFINED ZLIB_VERSION_STRING AND NOT ZLIB_VERSION_STRING STREQUAL TAVOMEND_ZLIB_VERSION)
-    message(FATAL_ERROR "zlib.h is of zlib ${ZLIB_VERSION_STRING}, and ${TAVOMEND_STATIC_ZLIB} of ${TAVOMEND_ZLIB_VERSION}")
+    message(FATAL_ERROR "zlib.h is of zlib ${ZLIB_VERSION_STRING}, and ${TAVOMEND_STATIC_ZLIB} of "
+        "${TAVOMEND_ZLIB_VERSION}: -DZLIB_INCLUDE_DIR=DIR takes the header that goes with it")
 endif()
