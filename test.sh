@@ -6,6 +6,7 @@
 #   ./test.sh --lint       clang-format and clang-tidy over the tree, no tests
 #   ./test.sh --power-cuts the power cut at every system call that changes a file, and every disk error; see
 #                          docs/reliability.md
+#   ./test.sh --packages   builds the Debian packages, installs them in a bare Debian 12 and purges them again
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -21,8 +22,13 @@ case "${1:-}" in
         cmake --build --preset default --target powercut
         exec build/default/instruments/powercut/powercut --jobs "$(nproc)"
         ;;
+    --packages)
+        [ "$(id -u)" -ne 0 ] || scripts/install_dependencies.sh --bare-system
+        ./package.sh
+        exec tests/installed/packages_test.sh build/packages
+        ;;
     *)
-        sed -n '2,8s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,9s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
 esac

@@ -9,6 +9,12 @@ function(tavomend_add_room name)
     endif()
 endfunction()
 
+# A shared library lets others see the names of its map and no others.
+function(tavomend_limit_exports name map)
+    target_link_options(${name} PRIVATE -Wl,--version-script=${map})
+    set_target_properties(${name} PROPERTIES LINK_DEPENDS ${map})
+endfunction()
+
 # A test program; ctest runs each of its cases in a process of its own, and once more all of them in one process, in an
 # order by a random seed that the output names: no case may leave anything behind that another one sees.
 # DEVICE: its main puts the process on an empty device root of its own before the first case.

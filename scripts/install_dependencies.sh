@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing: what the build needs, with "--tests" what the tests need as well, and
-# with "--power-cuts" what makes the file systems whose power is cut.
+# Installs the Debian packages that are missing: what the build needs, with "--tests" what the tests need as well, with
+# "--power-cuts" what makes the file systems whose power is cut, with "--packages" what makes Debian packages, and with
+# "--bare-system" also what makes a system to install them in.
 # Asks for nothing when all are there, so that an ordinary user can build on a prepared machine.
 set -euo pipefail
 
@@ -12,9 +13,12 @@ packages=(
     libcli11-dev nlohmann-json3-dev                        # the programs
     openssl                                                # the demo's sample data
 )
-if [ $# -gt 0 ]; then
-    packages+=(libgtest-dev libgmock-dev binutils zstd zip unzip)
-fi
+case "${1:-}" in
+    "") ;;
+    --packages) packages+=(debhelper dpkg-dev lintian) ;;
+    --bare-system) packages+=(debhelper dpkg-dev lintian debootstrap) ;;
+    *) packages+=(libgtest-dev libgmock-dev binutils zstd zip unzip) ;;
+esac
 if [ "${1:-}" = "--power-cuts" ]; then
     packages+=(e2fsprogs xfsprogs mount)
 fi

@@ -29,8 +29,7 @@ Interruption::Interruption(const Cli::Console& console) : console_(console)
 
 Interruption::~Interruption()
 {
-    const uint64_t one = 1;
-    static_cast<void>(write(isOver_.Get(), &one, sizeof(one)));
+    static_cast<void>(eventfd_write(isOver_.Get(), 1));
     signalfd_siginfo dropped{};
     while (read(received_.Get(), &dropped, sizeof(dropped)) > 0) {
     }

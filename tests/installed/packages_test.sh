@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# Installs the packages with apt into a bare Debian 12, uses them there, and purges them again. Takes some minutes, mostly
+# for apt. Exit status 77 where that cannot be tried.
+#   packages_test.sh PACKAGES
+set -euo pipefail
+skip() { echo "skipped: $*"; exit 77; }
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+[ "$(id -u)" -eq 0 ] || skip "a bare system is made by root only"
+command -v debootstrap >/dev/null || skip "debootstrap is missing"
+mirror=$(apt-get indextargets --format '$(SITE) $(CODENAME) $(COMPONENT)' 'Created-By: Packages' |
+    awk '$2 == "bookworm" && $3 == "main" { print $1; exit }')
+[ -n "$mirror" ] || skip "apt of this machine has no source for bookworm"
+if [ -z "${PACKAGES_TEST_IS_PRIVATE:-}" ]; then # what is mounted here goes with this process
+    PACKAGES_TEST_IS_PRIVATE=1 exec unshare --mount "$0" "$@"
+fi
+
+packages=$(realpath -e "$1")
+work=$(mktemp -d "${TMPDIR:-/tmp}/tavomend-packages.XXXXXX")
+root=$work/root
+log=$work/log
+end() {
+    local code=$?
+    [ $code -eq 0 ] || tail -n 20 "$log" >&2
+    umount "$root/proc" 2>/dev/null || true
+    rm -rf --one-file-system "$work"
+}
+trap end EXIT
+step() { printf -- '-- %s\n' "$*"; }
+inside() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
+    DEBIAN_FRONTEND=noninteractive ${http_proxy:+http_proxy="$http_proxy"} "$@"; }
+install() { inside apt-get install -y -qq --no-install-recommends "$@" >>"$log" 2>&1 || fail "apt cannot install $*"; }
+# Every name outside of /data but those that apt and dpkg keep about any package.
+names() {
+    (cd "$root" && find . \( -path ./proc -o -path ./dev -o -path ./data -o -path ./packages -o -path ./tmp \
+        -o -path ./var/lib/dpkg -o -path ./var/lib/apt -o -path ./var/cache -o -path ./var/log \) -prune -o -print) | sort
+}
+
+step "a bare Debian 12"
+debootstrap --variant=minbase bookworm "$root" "$mirror" >>"$log" 2>&1 || fail "debootstrap"
+mount -t proc proc "$root/proc"
+install g++ pkg-config systemd
+mkdir "$root/packages"
+cp "$packages"/*.deb "$root/packages"
+rm -f "$root"/packages/*-dbgsym_*
+version=$(dpkg-deb -f "$(ls "$root"/packages/tavomend_*.deb)" Version)
+names >"$work/before"
+
+step "the maker alone"
+install "./packages/$(basename "$root"/packages/tvpk_*.deb)"
+inside dpkg-query -W -f='${Package}\n' | grep -E 'libtavomend|sqlite' && fail "the maker brings what it must not need"
+inside tvpk --help | grep -q inspect || fail "tvpk --help"
+inside tvpk keygen --out /tmp/keys >>"$log" || fail "tvpk keygen"
+
+step "all of them"
+# shellcheck disable=SC2046
+install $(cd "$root" && ls ./packages/*.deb)
+inside tavomend --help | grep -q deliver || fail "tavomend --help"
+inside tavomend --root /tmp/device device init --base-version 1.0.0 --public-key /tmp/keys/zkkey_tvpk_v1.pem >>"$log" ||
+    fail "tavomend device init"
+[ "$(inside pkg-config --modversion tavomend)" = "$version" ] || fail "tavomend.pc has another version than $version"
+flags=$(inside pkg-config --cflags --libs tavomend)
+[[ $flags == *-I*/include/tavomend* ]] || fail "pkg-config: $flags"
+# shellcheck disable=SC2086
+inside g++ -std=c++17 -Wall -Wextra -Werror /usr/share/doc/libtavomend-dev/examples/patch_status.cpp -o /tmp/patch_status \
+    $flags || fail "the example does not build"
+said=$(inside /tmp/patch_status)
+[ "$said" = $'version patch00\nstatus none' ] || fail "the example says: $said"
+owner=$(inside stat -c '%U %a' /data/update/tavomend/package)
+[ "$owner" = "tavomend 755" ] || fail "the package's place belongs to: $owner"
+
+step "purged again"
+echo kept >"$root/data/update/tavomend/package/kept"
+inside apt-get purge -y -qq --autoremove libtavomend1 libtavomend-dev tavomend tvpk >>"$log" 2>&1 || fail "apt-get purge"
+names >"$work/after"
+diff "$work/before" "$work/after" || fail "a purge leaves other names than there were (> is left, < is gone)"
+[ "$(cat "$root/data/update/tavomend/package/kept")" = kept ] || fail "a purge takes files of /data"
+inside getent passwd tavomend >/dev/null || fail "a purge takes the account that files of /data belong to"
+echo "The packages install, work and go in a bare Debian 12."
