@@ -189,6 +189,17 @@ TEST_F(DeliveryTest, ANewPatchEndsAnOlderRevokeOfItsApplications)
         EXPECT_TRUE(PruneRecoverLists({"com.a"}));
         EXPECT_EQ(ReadFile(Formats::RECOVER_LIST_PATH), text);
     }
+    // One that cannot be written now is told of, and finished later: the package is delivered.
+    WriteFile(Formats::RECOVER_LIST_PATH, R"({"list": ["com.a", "com.b"]})");
+    const std::string package = PatchBuilder(recipe_).Package();
+    WriteFile(INCOMING_PACKAGE, package);
+    WriteFile(INCOMING_SIGNATURE, key_.Sign(package));
+    std::filesystem::create_directory(std::string(Formats::RECOVER_LIST_PATH) + ".new");
+    std::string refusal;
+    std::string error;
+    EXPECT_FALSE(Deliver(Refused::IS_SENT_BACK, refusal, error));
+    EXPECT_EQ(error, "cannot rewrite the recover list");
+    EXPECT_TRUE(IsPackageDelivered());
 }
 
 TEST_F(DeliveryTest, MendsAPairThatIsSplitByItsStatus)
