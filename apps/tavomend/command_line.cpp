@@ -8,6 +8,7 @@
 #include "apps/tavomend/device_setup.h"
 #include "apps/tavomend/device_users.h"
 #include "apps/tavomend/session.h"
+#include "apps/tavomend/system_setup.h"
 
 namespace ORVX::TavomendCli {
 using TavomendHosting::Refused;
@@ -102,11 +103,7 @@ private:
     {
         CLI::App* device = program_.add_subcommand("device", "Make a device in a folder, and look after it");
         device->require_subcommand(1);
-        CLI::App* init = Add(*device, "init", "Lay out an empty device in --root",
-                             [this](Session& session) { return RunDeviceInit(session, setup_); });
-        init->add_option("--base-version", setup_.baseVersion, "The device's base version")->capture_default_str();
-        init->add_option("--public-key", setup_.publicKey, "Public key of patch packages (PEM)");
-        init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)");
+        AddDeviceInit(*device);
         CLI::App* install = AddLocked(*device, "install", "Install the bundle files of one application",
                                       [this](Session& session) { return RunDeviceInstall(session, files_, user_); });
         install->add_option("FILE", files_, "Bundle files (.vab)")->required();
@@ -116,6 +113,33 @@ private:
         users->add_option("--add", added_, "Users to add");
         users->add_option("--remove", removed_, "Users to remove");
         Add(*device, "list", "List the installed applications", RunDeviceList);
+    }
+
+    void AddDeviceInit(CLI::App& device)
+    {
+        CLI::App* init = Add(device, "init", "Lay out an empty device in --root, or make a system a device",
+                             [this](Session& session) { return RunInit(session); });
+        baseVersion_ =
+            init->add_option("--base-version", setup_.baseVersion, "The device's base version")->capture_default_str();
+        init->add_option("--public-key", setup_.publicKey, "Public key of patch packages (PEM)");
+        init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)");
+        init->add_flag("--system", isSystem_, "Make this machine, or the system image in --root, a device");
+    }
+
+    int RunInit(Session& session)
+    {
+        if (!isSystem_) {
+            return RunDeviceInit(session, setup_);
+        }
+        if (baseVersion_->count() > 0) {
+            return session.Out().Fail("--base-version does not go with --system: the system's os-release tells it",
+                                      Cli::WRONG_USAGE);
+        }
+        if (!setup_.factoryFiles.empty()) {
+            return session.Out().Fail("--factory does not go with --system: the system has its own below /system/app",
+                                      Cli::WRONG_USAGE);
+        }
+        return RunSystemInit(session, setup_.publicKey);
     }
 
     void AddPatchCommands()
@@ -167,6 +191,8 @@ private:
     std::string stage_;
     bool isForced_ = false;
     bool isSure_ = false;
+    bool isSystem_ = false;
+    const CLI::Option* baseVersion_ = nullptr;
     int32_t user_ = 100;
 };
 } // namespace

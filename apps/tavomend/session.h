@@ -31,13 +31,16 @@ class Session {
 public:
     explicit Session(const Options& options) : options_(options), console_("tavomend", options.isJson) {}
 
-    // Before the device is entered: what a path on the device is appended to.
-    [[nodiscard]] std::string DeviceFolder() const { return options_.root == "/" ? "" : options_.root; }
+    // What a path on the device is appended to: nothing once the device is entered.
+    [[nodiscard]] std::string DeviceFolder() const
+    {
+        return options_.root == "/" || root_ != nullptr ? "" : options_.root;
+    }
     [[nodiscard]] const IDevicePort& Port() const { return port_; }
     [[nodiscard]] const Cli::Console& Out() const { return console_; }
     // Before the device is entered. False, shown, when the folder is no device.
     [[nodiscard]] bool CheckDevice() const;
-    // Before the device is entered: holds its lock as long as the session lives. operation: what is done, for others.
+    // Holds the device's lock as long as the session lives. operation: what is done, for others.
     // EXIT_DONE; otherwise the exit code, shown.
     [[nodiscard]] int Lock(const std::string& operation);
     // Checks, sets the log up and enters the device root; once, before the process has a second thread. False, shown,
