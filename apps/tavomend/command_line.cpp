@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <iostream>
 
+#include "apps/common/description.h"
 #include "apps/common/usage.h"
 #include "apps/tavomend/commands.h"
 #include "apps/tavomend/device_setup.h"
@@ -25,7 +27,8 @@ public:
         program_.set_version_flag("--version", std::string(TAVOMEND_VERSION));
         program_.require_subcommand(1);
         program_.fallthrough();
-        program_.add_option("--root", options_.root, "The device's folder; this machine itself without it");
+        program_.add_option("--root", options_.root, "The device's folder; this machine itself without it")
+            ->type_name("DIR");
         program_.add_flag("-v", options_.verbosity, "Platform log on standard error: -v warnings, -vv all, -vvv debug");
         program_.add_flag("--json", options_.isJson, "JSON lines on standard output");
         program_
@@ -46,6 +49,10 @@ public:
         }
         if (!Cli::IsComplete(Cli::Console("tavomend", options_.isJson), program_)) {
             return Cli::WRONG_USAGE.exitCode;
+        }
+        if (description_.IsAsked()) {
+            std::cout << description_.Text() << std::flush;
+            return EXIT_DONE;
         }
         while (options_.root.size() > 1 && options_.root.back() == '/') {
             options_.root.pop_back();
@@ -119,10 +126,11 @@ private:
     {
         CLI::App* init = Add(device, "init", "Lay out an empty device in --root, or make a system a device",
                              [this](Session& session) { return RunInit(session); });
-        baseVersion_ =
-            init->add_option("--base-version", setup_.baseVersion, "The device's base version")->capture_default_str();
-        init->add_option("--public-key", setup_.publicKey, "Public key of patch packages (PEM)");
-        init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)");
+        baseVersion_ = init->add_option("--base-version", setup_.baseVersion, "The device's base version")
+                           ->capture_default_str()
+                           ->type_name("VERSION");
+        init->add_option("--public-key", setup_.publicKey, "Public key of patch packages")->type_name("PEM");
+        init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)")->type_name("FILE");
         init->add_flag("--system", isSystem_, "Make this machine, or the system image in --root, a device");
     }
 
@@ -165,7 +173,7 @@ private:
         CLI::App* revoke =
             AddLocked(program_, "revoke", "Take applications of the patch in force back at the next boot",
                       [this](Session& session) { return RunRevoke(session, bundles_); });
-        revoke->add_option("BUNDLE", bundles_, "Bundle names")->required();
+        revoke->add_option("BUNDLE", bundles_, "Bundle names")->required()->type_name("NAME");
         CLI::App* clear = AddLocked(program_, "clear", "Forget delivered and applied patches",
                                     [this](Session& session) { return RunClear(session, isSure_); });
         clear->add_flag("--yes", isSure_, "Also a patch in force, which then can no longer be taken off");
@@ -180,6 +188,7 @@ private:
     }
 
     CLI::App program_{"Hosts the hot-patch engine on a device in a folder.", "tavomend"};
+    Cli::Description description_{program_};
     Options options_;
     std::function<int()> command_;
     DeviceSetup setup_;
