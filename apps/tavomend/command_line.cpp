@@ -84,12 +84,11 @@ private:
     // A command that changes the device, or that moves packages to ask the engine: one at a time.
     CLI::App* AddLocked(CLI::App& parent, const char* name, const char* help, const Command& command)
     {
-        const std::string operation = (&parent == &program_ ? "" : parent.get_name() + " ") + name;
-        return Add(parent, name, help, [operation, command](Session& session) {
+        return Add(parent, name, help, [command](Session& session) {
             if (!session.CheckDevice()) {
                 return EXIT_FAILED;
             }
-            const int locked = session.Lock(operation);
+            const int locked = session.Lock();
             return locked == EXIT_DONE ? command(session) : locked;
         });
     }
@@ -97,9 +96,10 @@ private:
     CLI::App* Add(CLI::App& parent, const char* name, const char* help, const Command& command)
     {
         CLI::App* sub = parent.add_subcommand(name, help);
-        sub->callback([this, command] {
-            command_ = [this, command] {
-                Session session(options_);
+        const std::string operation = (&parent == &program_ ? "" : parent.get_name() + " ") + name;
+        sub->callback([this, operation, command] {
+            command_ = [this, operation, command] {
+                Session session(options_, operation);
                 return command(session);
             };
         });

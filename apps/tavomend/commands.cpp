@@ -5,6 +5,7 @@
 #include "apps/tavomend/reports.h"
 #include "apps/tavomend/status_report.h"
 #include "hosting/boot.h"
+#include "hosting/event_observer.h"
 #include "hosting/patch_run.h"
 #include "platform/utility/sys_utils.h"
 
@@ -28,6 +29,15 @@ DeliveryResult BringAndDeliver(Session& session, const PackageFiles& files, Refu
     if (result.outcome != Outcome::DONE) {
         FailAs(session.Out(), result.outcome, result.reason);
     }
+    return result;
+}
+
+PatchRunResult LoadAndApplyHere(const Session& session)
+{
+    ConsoleObserver console(session.Out());
+    EventObserver observer(session.Port(), console, session.Events());
+    const auto result = LoadAndApply(session.Port(), observer);
+    observer.OnApplyEnded(result);
     return result;
 }
 } // namespace
@@ -56,8 +66,7 @@ int RunInstall(Session& session, const PackageFiles& files)
         session.Out().Say("delivered; " + delivered.needsBoot);
         return EXIT_NEEDS_BOOT;
     }
-    ConsoleObserver observer(session.Out());
-    const auto applied = LoadAndApply(session.Port(), observer);
+    const auto applied = LoadAndApplyHere(session);
     const int shown = ShowApply(session.Out(), applied);
     return applied.outcome == Outcome::DONE && applied.needReboot ? EXIT_NEEDS_BOOT : shown;
 }
@@ -67,8 +76,7 @@ int RunApply(Session& session)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    ConsoleObserver observer(session.Out());
-    return ShowApply(session.Out(), LoadAndApply(session.Port(), observer));
+    return ShowApply(session.Out(), LoadAndApplyHere(session));
 }
 
 int RunLoad(Session& session, const std::string& stage)
@@ -78,8 +86,11 @@ int RunLoad(Session& session, const std::string& stage)
     }
     const int32_t runningStage =
         stage == "init" ? TavomendEngine::RUNNING_STAGE_INIT : TavomendEngine::RUNNING_STAGE_SA;
-    ConsoleObserver observer(session.Out());
-    return ShowLoad(session.Out(), Load(session.Port(), runningStage, &observer));
+    ConsoleObserver console(session.Out());
+    EventObserver observer(session.Port(), console, session.Events());
+    const auto result = Load(session.Port(), runningStage, &observer);
+    observer.OnLoadEnded(result);
+    return ShowLoad(session.Out(), result);
 }
 
 int RunBoot(Session& session)
@@ -87,7 +98,8 @@ int RunBoot(Session& session)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    ConsoleObserver observer(session.Out());
+    ConsoleObserver console(session.Out());
+    EventObserver observer(session.Port(), console, session.Events());
     const auto result = TavomendHosting::RunBoot(session.Port(), observer);
     if (!result.reason.empty()) {
         return FailAs(session.Out(), result.outcome, result.reason);

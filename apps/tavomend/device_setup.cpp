@@ -221,7 +221,7 @@ int RunDeviceInit(Session& session, const DeviceSetup& setup)
     if (!FileUtils::MakeDirs(fs::path(lock).parent_path())) {
         return session.Out().Fail("cannot make the directory " + root + ": " + Handles::SystemReason(errno));
     }
-    if (const int locked = session.Lock("device init"); locked != EXIT_DONE) {
+    if (const int locked = session.Lock(); locked != EXIT_DONE) {
         made.Keep(); // what another process makes is its own
         return locked;
     }

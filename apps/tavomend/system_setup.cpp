@@ -66,7 +66,7 @@ int CompleteSystem(Session& session, const std::string& key, MadePaths& made)
     if (!FileUtils::MakeDirs(std::filesystem::path(TavomendHosting::DEVICE_LOCK_PATH).parent_path())) {
         return session.Out().Fail("cannot make the directory of the device's lock: " + Handles::SystemReason(errno));
     }
-    if (const int locked = session.Lock("device init"); locked != EXIT_DONE) {
+    if (const int locked = session.Lock(); locked != EXIT_DONE) {
         made.Keep(); // what another process makes is its own
         return locked;
     }
