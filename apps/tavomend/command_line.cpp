@@ -169,7 +169,10 @@ private:
         load->add_option("--stage", stage_, "init, or sa: the system-service stage")
             ->required()
             ->check(CLI::IsMember({"init", "sa"}));
-        AddLocked(program_, "boot", "Play one whole boot, each stage in a process of its own", RunBoot);
+        CLI::App* boot = AddLocked(program_, "boot", "Play one whole boot, each stage in a process of its own",
+                                   [this](Session& session) { return RunBoot(session, bootStage_); });
+        boot->add_option("--stage", bootStage_, "One stage of the machine's own boot; a failed patch does not fail it")
+            ->check(CLI::IsMember({"init", "scan", "service"}));
         CLI::App* revoke =
             AddLocked(program_, "revoke", "Take applications of the patch in force back at the next boot",
                       [this](Session& session) { return RunRevoke(session, bundles_); });
@@ -198,6 +201,7 @@ private:
     std::vector<int32_t> removed_;
     TavomendHosting::PackageFiles delivery_;
     std::string stage_;
+    std::string bootStage_;
     bool isForced_ = false;
     bool isSure_ = false;
     bool isSystem_ = false;

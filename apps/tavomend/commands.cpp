@@ -32,6 +32,11 @@ DeliveryResult BringAndDeliver(Session& session, const PackageFiles& files, Refu
     return result;
 }
 
+BootStage StageOf(const std::string& name)
+{
+    return name == "init" ? BootStage::INIT : name == "scan" ? BootStage::SCAN : BootStage::SERVICE;
+}
+
 PatchRunResult LoadAndApplyHere(const Session& session)
 {
     ConsoleObserver console(session.Out());
@@ -93,18 +98,21 @@ int RunLoad(Session& session, const std::string& stage)
     return ShowLoad(session.Out(), result);
 }
 
-int RunBoot(Session& session)
+int RunBoot(Session& session, const std::string& stage)
 {
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
     ConsoleObserver console(session.Out());
     EventObserver observer(session.Port(), console, session.Events());
-    const auto result = TavomendHosting::RunBoot(session.Port(), observer);
+    const auto result = stage.empty() ? TavomendHosting::RunBoot(session.Port(), observer)
+                                      : RunBootStage(session.Port(), StageOf(stage), observer);
     if (!result.reason.empty()) {
         return FailAs(session.Out(), result.outcome, result.reason);
     }
-    return result.outcome == Outcome::NOTHING ? EXIT_DONE : ExitCodeOf(result.outcome); // a boot is a boot
+    const bool isRecordedFailure = result.outcome == Outcome::FAILED && !stage.empty();
+    // A boot is a boot.
+    return result.outcome == Outcome::NOTHING || isRecordedFailure ? EXIT_DONE : ExitCodeOf(result.outcome);
 }
 
 int RunRevoke(Session& session, const std::vector<std::string>& bundleNames)
