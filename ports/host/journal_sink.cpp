@@ -1,8 +1,9 @@
 #include "ports/host/journal_sink.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cerrno>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <syslog.h>
 
@@ -13,6 +14,7 @@ using Handles::UniqueDescriptor;
 
 namespace {
 constexpr size_t VALUE_SIZE_MAX = 48UL * 1024; // a datagram has to hold the entry
+constexpr time_t WAIT_SECONDS_MAX = 1;
 constexpr size_t LENGTH_SIZE = 8;
 constexpr unsigned BITS_OF_BYTE = 8;
 
@@ -60,6 +62,8 @@ std::shared_ptr<JournalSink> JournalSink::Open(const std::string& operation, con
     if (!journal.IsValid() || connect(journal.Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
         return nullptr;
     }
+    const timeval most{WAIT_SECONDS_MAX, 0};
+    static_cast<void>(setsockopt(journal.Get(), SOL_SOCKET, SO_SNDTIMEO, &most, sizeof(most)));
     return std::shared_ptr<JournalSink>(new JournalSink(std::move(journal), operation));
 }
 
@@ -79,6 +83,8 @@ void JournalSink::Report(int32_t level, const std::string& message, const Fields
                   {"TAVOMEND_OPERATION", operation_}};
     all.insert(all.end(), fields.begin(), fields.end());
     const std::string entry = EntryOf(all);
-    static_cast<void>(send(socket_.Get(), entry.data(), entry.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+    const int flags = MSG_NOSIGNAL | (isStuck_ ? MSG_DONTWAIT : 0);
+    const ssize_t sent = send(socket_.Get(), entry.data(), entry.size(), flags);
+    isStuck_ = sent < 0 && errno == EAGAIN;
 }
 } // namespace ORVX::TavomendHost

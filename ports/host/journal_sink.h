@@ -3,6 +3,7 @@
 #ifndef TAVOMEND_PORTS_HOST_JOURNAL_SINK_H
 #define TAVOMEND_PORTS_HOST_JOURNAL_SINK_H
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -16,8 +17,8 @@ constexpr const char* JOURNAL_SOCKET = "/run/systemd/journal/socket";
 
 // Each entry is one datagram in the journal's own format: MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, TAVOMEND_OPERATION, and
 // of lines that tell their place CODE_FILE, CODE_FUNC and CODE_LINE. The socket stays open over a change of root, and
-// in processes that are forked off. Nothing waits for the journal: an entry that it does not take at once is lost. Safe
-// from any thread.
+// in processes that are forked off. An entry waits for its place in the queue, a second at most; as long as the
+// journal then takes nothing, entries are lost at once. Safe from any thread.
 class JournalSink : public ILogSink {
 public:
     // Null where no journal listens. operation: what this process does, of the command line.
@@ -35,6 +36,7 @@ private:
 
     const Handles::UniqueDescriptor socket_;
     const std::string operation_;
+    mutable std::atomic<bool> isStuck_{false};
 };
 } // namespace ORVX::TavomendHost
 

@@ -1,3 +1,4 @@
+#include <future>
 #include <gtest/gtest.h>
 #include <regex>
 #include <sys/socket.h>
@@ -70,15 +71,17 @@ TEST_F(HostLogTest, StandardErrorGetsItsLevelsOnly)
 // Where a journal listens: one datagram an entry.
 class FakeJournal {
 public:
-    FakeJournal() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0))
+    FakeJournal() : socket_(socket(AF_UNIX, SOCK_DGRAM, 0))
     {
+        const timeval most{10, 0}; // for entries that never come
+        EXPECT_EQ(setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &most, sizeof(most)), 0);
         sockaddr_un address{AF_UNIX, "/tmp/journal"};
         EXPECT_EQ(bind(socket_.Get(), reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
     }
-    [[nodiscard]] std::string Next() const
+    [[nodiscard]] std::string Next(int flags = 0) const
     {
-        std::string entry(1 << 20, ' ');
-        const ssize_t size = recv(socket_.Get(), entry.data(), entry.size(), 0);
+        std::string entry(1 << 18, ' ');
+        const ssize_t size = recv(socket_.Get(), entry.data(), entry.size(), flags);
         return size < 0 ? "nothing" : entry.substr(0, static_cast<size_t>(size));
     }
 
@@ -114,7 +117,21 @@ TEST_F(HostLogTest, TheJournalGetsWhatIsKnownOfALine)
     EXPECT_EQ(journal.Next(), "MESSAGE=" + std::string(48UL * 1024, 'x') + "\nPRIORITY=6\n" + common);
     HostLog::Reset();
     KalogPrint(KALOG_TYPE_CORE, KALOG_ERROR, 0, "tag", "unheard");
-    EXPECT_EQ(journal.Next(), "nothing");
+    EXPECT_EQ(journal.Next(MSG_DONTWAIT), "nothing");
+
+    // More than the queue holds.
+    constexpr int COUNT = 3000;
+    auto received = std::async(std::launch::async, [&journal] {
+        int count = 0;
+        while (count < COUNT && journal.Next() != "nothing") {
+            ++count;
+        }
+        return count;
+    });
+    for (int i = 0; i < COUNT; ++i) {
+        sink->Report(KALOG_INFO, "an entry", {});
+    }
+    EXPECT_EQ(received.get(), COUNT);
 }
 } // namespace
 } // namespace ORVX::TavomendTest
