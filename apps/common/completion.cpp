@@ -105,7 +105,9 @@ std::string Offers(const Table& table, const Offer& offer)
                 for (const auto& choice : option.choices) {
                     values += (values.empty() ? "" : " ") + offer(choice, option.help);
                 }
-                text += Branch(option.names, "*' ", "'") + " offered=(" + values + ") ;;\n";
+                // One of the program's may stand behind any command.
+                const std::string before = &command == &table.front() ? "*' " : "'" + command.path + " ";
+                text += Branch(option.names, before, "'") + " offered=(" + values + ") ;;\n";
             }
         }
     }

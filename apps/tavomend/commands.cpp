@@ -41,7 +41,7 @@ PatchRunResult LoadAndApplyHere(const Session& session)
 {
     ConsoleObserver console(session.Out());
     EventObserver observer(session.Port(), console, session.Events());
-    const auto result = LoadAndApply(session.Port(), observer);
+    auto result = LoadAndApply(session.Port(), observer);
     observer.OnApplyEnded(result);
     return result;
 }

@@ -121,6 +121,7 @@ TEST(DescribedProgramsTest, CompletionKnowsValues)
     const std::pair<const char*, Words> cases[] = {
         {"tavomend load --stage", {"init", "sa"}},
         {"tavomend --root device load --stage", {"init", "sa"}},
+        {"tavomend boot --stage", {"init", "scan", "service"}},
         {"tavomend --root", {}},
         {"tavomend device install --user", {}},
         {"tavomend device init --factory a.vab b.vab", {}}, // more files
