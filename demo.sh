@@ -2,27 +2,33 @@
 # The main job from end to end: two versions of an application, a signed patch between them, a device that takes it.
 #   ./demo.sh                    with a sample application of several MB
 #   ./demo.sh OLD.vab NEW.vab    with your own bundle files
+#   ./demo.sh --keep ...         the same, and keeps the device to look around
 # Exit status 0 only if the device runs the new version at the end.
 set -euo pipefail
 start_dir=$PWD
 cd "$(dirname "$0")"
 
+keep=false
+if [ "${1:-}" = "--keep" ]; then
+    keep=true
+    shift
+fi
 if [ $# -ne 0 ] && [ $# -ne 2 ]; then
-    sed -n '2,5s/^# \{0,1\}//p' "$0" >&2
+    sed -n '2,6s/^# \{0,1\}//p' "$0" >&2
     exit 2
 fi
 
 step() { printf '\n== %s\n' "$*"; }
 
-step "Building"
+step "Building tavomend and tvpk: some minutes for the first time"
 scripts/install_dependencies.sh
 cmake --preset default -G Ninja -DTAVOMEND_TESTS=OFF >/dev/null
-cmake --build --preset default --target tavomend tvpk
+cmake --build --preset default --target tavomend tvpk -- --quiet
 tvpk=$PWD/build/default/apps/tvpk/tvpk
 tavomend=$PWD/build/default/apps/tavomend/tavomend
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tavomend-demo.XXXXXX")
-trap 'rm -rf "$work"' EXIT
+trap '$keep || rm -rf "$work"' EXIT
 
 # An application as it might be: code, which changes in places, and resources, which hardly compress.
 make_sample() {
@@ -82,6 +88,10 @@ step "After"
 # The proof: the file that the device runs is, byte for byte, the new one.
 if cmp -s "$new" "$work"/device/data/app/*/v*/*.vab; then
     printf '\nThe device runs the new version.\n'
+    if $keep; then
+        printf '\nLook around:\n    %s --root %s status\n    %s --root %s device list\n' \
+            "$tavomend" "$work/device" "$tavomend" "$work/device"
+    fi
 else
     printf '\nThe device does not run the new version.\n' >&2
     exit 1

@@ -6,6 +6,7 @@
 #include <functional>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include "hosting/device_view.h"
 #include "hosting/patch_run.h"
@@ -99,11 +100,14 @@ OperationResult PlayStage(BootStage stage, const IDevicePort& port, IHostObserve
     return {*outcome, ""};
 }
 
-OperationResult PlayStages(const IDevicePort& port, IHostObserver& observer, Attempt attempt)
+using Stages = std::vector<BootStage>;
+const Stages WHOLE_BOOT = {BootStage::INIT, BootStage::SCAN, BootStage::SERVICE};
+
+OperationResult PlayStages(const Stages& stages, const IDevicePort& port, IHostObserver& observer, Attempt attempt)
 {
     const bool isRevokeAsked = !ReadRevokeRequest().empty();
     OperationResult result;
-    for (const BootStage stage : {BootStage::INIT, BootStage::SCAN, BootStage::SERVICE}) {
+    for (const BootStage stage : stages) {
         result = PlayStage(stage, port, observer, attempt);
         if (!result.reason.empty()) {
             return result;
@@ -116,6 +120,14 @@ OperationResult PlayStages(const IDevicePort& port, IHostObserver& observer, Att
     }
     return result;
 }
+
+// Up to the last stage, which a boot that fails and leaves its package delivered asks to be played once more.
+OperationResult PlayToEnd(const Stages& stages, const IDevicePort& port, IHostObserver& observer)
+{
+    const OperationResult result = PlayStages(stages, port, observer, Attempt::FIRST);
+    const bool isOnceMore = result.outcome == Outcome::FAILED && result.reason.empty() && IsPackageDelivered();
+    return isOnceMore ? PlayStages(WHOLE_BOOT, port, observer, Attempt::LAST) : result;
+}
 } // namespace
 
 const char* NameOf(BootStage stage)
@@ -125,10 +137,12 @@ const char* NameOf(BootStage stage)
 
 OperationResult RunBoot(const IDevicePort& port, IHostObserver& observer)
 {
-    OperationResult result = PlayStages(port, observer, Attempt::FIRST);
-    if (result.outcome == Outcome::FAILED && result.reason.empty() && IsPackageDelivered()) {
-        result = PlayStages(port, observer, Attempt::LAST);
-    }
-    return result;
+    return PlayToEnd(WHOLE_BOOT, port, observer);
+}
+
+OperationResult RunBootStage(const IDevicePort& port, BootStage stage, IHostObserver& observer)
+{
+    return stage == BootStage::SERVICE ? PlayToEnd({stage}, port, observer)
+                                       : PlayStages({stage}, port, observer, Attempt::FIRST);
 }
 } // namespace ORVX::TavomendHosting

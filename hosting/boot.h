@@ -15,6 +15,10 @@ namespace ORVX::TavomendHosting {
 // a scan that does not start, ends the boot: FAILED, and only then with a reason. The next boot takes up what this one
 // has left.
 [[nodiscard]] OperationResult RunBoot(const IDevicePort& port, IHostObserver& observer);
+// One stage, where the machine itself goes through its boot and calls for each as it comes; in a process of its own,
+// under the same conditions. The last one also does what a whole boot does behind it: another scan for single
+// applications that are taken back, and the whole boot once more for a package that was not applied and stays.
+[[nodiscard]] OperationResult RunBootStage(const IDevicePort& port, BootStage stage, IHostObserver& observer);
 } // namespace ORVX::TavomendHosting
 
 #endif

@@ -2,12 +2,15 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <iostream>
 
+#include "apps/common/description.h"
 #include "apps/common/usage.h"
 #include "apps/tavomend/commands.h"
 #include "apps/tavomend/device_setup.h"
 #include "apps/tavomend/device_users.h"
 #include "apps/tavomend/session.h"
+#include "apps/tavomend/system_setup.h"
 
 namespace ORVX::TavomendCli {
 using TavomendHosting::Refused;
@@ -24,7 +27,8 @@ public:
         program_.set_version_flag("--version", std::string(TAVOMEND_VERSION));
         program_.require_subcommand(1);
         program_.fallthrough();
-        program_.add_option("--root", options_.root, "The device's folder; this machine itself without it");
+        program_.add_option("--root", options_.root, "The device's folder; this machine itself without it")
+            ->type_name("DIR");
         program_.add_flag("-v", options_.verbosity, "Platform log on standard error: -v warnings, -vv all, -vvv debug");
         program_.add_flag("--json", options_.isJson, "JSON lines on standard output");
         program_
@@ -45,6 +49,10 @@ public:
         }
         if (!Cli::IsComplete(Cli::Console("tavomend", options_.isJson), program_)) {
             return Cli::WRONG_USAGE.exitCode;
+        }
+        if (description_.IsAsked()) {
+            std::cout << description_.Text() << std::flush;
+            return EXIT_DONE;
         }
         while (options_.root.size() > 1 && options_.root.back() == '/') {
             options_.root.pop_back();
@@ -76,12 +84,11 @@ private:
     // A command that changes the device, or that moves packages to ask the engine: one at a time.
     CLI::App* AddLocked(CLI::App& parent, const char* name, const char* help, const Command& command)
     {
-        const std::string operation = (&parent == &program_ ? "" : parent.get_name() + " ") + name;
-        return Add(parent, name, help, [operation, command](Session& session) {
+        return Add(parent, name, help, [command](Session& session) {
             if (!session.CheckDevice()) {
                 return EXIT_FAILED;
             }
-            const int locked = session.Lock(operation);
+            const int locked = session.Lock();
             return locked == EXIT_DONE ? command(session) : locked;
         });
     }
@@ -89,9 +96,10 @@ private:
     CLI::App* Add(CLI::App& parent, const char* name, const char* help, const Command& command)
     {
         CLI::App* sub = parent.add_subcommand(name, help);
-        sub->callback([this, command] {
-            command_ = [this, command] {
-                Session session(options_);
+        const std::string operation = (&parent == &program_ ? "" : parent.get_name() + " ") + name;
+        sub->callback([this, operation, command] {
+            command_ = [this, operation, command] {
+                Session session(options_, operation);
                 return command(session);
             };
         });
@@ -102,11 +110,7 @@ private:
     {
         CLI::App* device = program_.add_subcommand("device", "Make a device in a folder, and look after it");
         device->require_subcommand(1);
-        CLI::App* init = Add(*device, "init", "Lay out an empty device in --root",
-                             [this](Session& session) { return RunDeviceInit(session, setup_); });
-        init->add_option("--base-version", setup_.baseVersion, "The device's base version")->capture_default_str();
-        init->add_option("--public-key", setup_.publicKey, "Public key of patch packages (PEM)");
-        init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)");
+        AddDeviceInit(*device);
         CLI::App* install = AddLocked(*device, "install", "Install the bundle files of one application",
                                       [this](Session& session) { return RunDeviceInstall(session, files_, user_); });
         install->add_option("FILE", files_, "Bundle files (.vab)")->required();
@@ -116,6 +120,34 @@ private:
         users->add_option("--add", added_, "Users to add");
         users->add_option("--remove", removed_, "Users to remove");
         Add(*device, "list", "List the installed applications", RunDeviceList);
+    }
+
+    void AddDeviceInit(CLI::App& device)
+    {
+        CLI::App* init = Add(device, "init", "Lay out an empty device in --root, or make a system a device",
+                             [this](Session& session) { return RunInit(session); });
+        baseVersion_ = init->add_option("--base-version", setup_.baseVersion, "The device's base version")
+                           ->capture_default_str()
+                           ->type_name("VERSION");
+        init->add_option("--public-key", setup_.publicKey, "Public key of patch packages")->type_name("PEM");
+        init->add_option("--factory", setup_.factoryFiles, "Factory applications (.vab)")->type_name("FILE");
+        init->add_flag("--system", isSystem_, "Make this machine, or the system image in --root, a device");
+    }
+
+    int RunInit(Session& session)
+    {
+        if (!isSystem_) {
+            return RunDeviceInit(session, setup_);
+        }
+        if (baseVersion_->count() > 0) {
+            return session.Out().Fail("--base-version does not go with --system: the system's os-release tells it",
+                                      Cli::WRONG_USAGE);
+        }
+        if (!setup_.factoryFiles.empty()) {
+            return session.Out().Fail("--factory does not go with --system: the system has its own below /system/app",
+                                      Cli::WRONG_USAGE);
+        }
+        return RunSystemInit(session, setup_.publicKey);
     }
 
     void AddPatchCommands()
@@ -137,11 +169,14 @@ private:
         load->add_option("--stage", stage_, "init, or sa: the system-service stage")
             ->required()
             ->check(CLI::IsMember({"init", "sa"}));
-        AddLocked(program_, "boot", "Play one whole boot, each stage in a process of its own", RunBoot);
+        CLI::App* boot = AddLocked(program_, "boot", "Play one whole boot, each stage in a process of its own",
+                                   [this](Session& session) { return RunBoot(session, bootStage_); });
+        boot->add_option("--stage", bootStage_, "One stage of the machine's own boot; a failed patch does not fail it")
+            ->check(CLI::IsMember({"init", "scan", "service"}));
         CLI::App* revoke =
             AddLocked(program_, "revoke", "Take applications of the patch in force back at the next boot",
                       [this](Session& session) { return RunRevoke(session, bundles_); });
-        revoke->add_option("BUNDLE", bundles_, "Bundle names")->required();
+        revoke->add_option("BUNDLE", bundles_, "Bundle names")->required()->type_name("NAME");
         CLI::App* clear = AddLocked(program_, "clear", "Forget delivered and applied patches",
                                     [this](Session& session) { return RunClear(session, isSure_); });
         clear->add_flag("--yes", isSure_, "Also a patch in force, which then can no longer be taken off");
@@ -156,6 +191,7 @@ private:
     }
 
     CLI::App program_{"Hosts the hot-patch engine on a device in a folder.", "tavomend"};
+    Cli::Description description_{program_};
     Options options_;
     std::function<int()> command_;
     DeviceSetup setup_;
@@ -165,8 +201,11 @@ private:
     std::vector<int32_t> removed_;
     TavomendHosting::PackageFiles delivery_;
     std::string stage_;
+    std::string bootStage_;
     bool isForced_ = false;
     bool isSure_ = false;
+    bool isSystem_ = false;
+    const CLI::Option* baseVersion_ = nullptr;
     int32_t user_ = 100;
 };
 } // namespace

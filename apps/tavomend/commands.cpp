@@ -5,6 +5,7 @@
 #include "apps/tavomend/reports.h"
 #include "apps/tavomend/status_report.h"
 #include "hosting/boot.h"
+#include "hosting/event_observer.h"
 #include "hosting/patch_run.h"
 #include "platform/utility/sys_utils.h"
 
@@ -28,6 +29,20 @@ DeliveryResult BringAndDeliver(Session& session, const PackageFiles& files, Refu
     if (result.outcome != Outcome::DONE) {
         FailAs(session.Out(), result.outcome, result.reason);
     }
+    return result;
+}
+
+BootStage StageOf(const std::string& name)
+{
+    return name == "init" ? BootStage::INIT : name == "scan" ? BootStage::SCAN : BootStage::SERVICE;
+}
+
+PatchRunResult LoadAndApplyHere(const Session& session)
+{
+    ConsoleObserver console(session.Out());
+    EventObserver observer(session.Port(), console, session.Events());
+    auto result = LoadAndApply(session.Port(), observer);
+    observer.OnApplyEnded(result);
     return result;
 }
 } // namespace
@@ -56,8 +71,7 @@ int RunInstall(Session& session, const PackageFiles& files)
         session.Out().Say("delivered; " + delivered.needsBoot);
         return EXIT_NEEDS_BOOT;
     }
-    ConsoleObserver observer(session.Out());
-    const auto applied = LoadAndApply(session.Port(), observer);
+    const auto applied = LoadAndApplyHere(session);
     const int shown = ShowApply(session.Out(), applied);
     return applied.outcome == Outcome::DONE && applied.needReboot ? EXIT_NEEDS_BOOT : shown;
 }
@@ -67,8 +81,7 @@ int RunApply(Session& session)
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    ConsoleObserver observer(session.Out());
-    return ShowApply(session.Out(), LoadAndApply(session.Port(), observer));
+    return ShowApply(session.Out(), LoadAndApplyHere(session));
 }
 
 int RunLoad(Session& session, const std::string& stage)
@@ -78,21 +91,28 @@ int RunLoad(Session& session, const std::string& stage)
     }
     const int32_t runningStage =
         stage == "init" ? TavomendEngine::RUNNING_STAGE_INIT : TavomendEngine::RUNNING_STAGE_SA;
-    ConsoleObserver observer(session.Out());
-    return ShowLoad(session.Out(), Load(session.Port(), runningStage, &observer));
+    ConsoleObserver console(session.Out());
+    EventObserver observer(session.Port(), console, session.Events());
+    const auto result = Load(session.Port(), runningStage, &observer);
+    observer.OnLoadEnded(result);
+    return ShowLoad(session.Out(), result);
 }
 
-int RunBoot(Session& session)
+int RunBoot(Session& session, const std::string& stage)
 {
     if (!session.EnterDevice()) {
         return EXIT_FAILED;
     }
-    ConsoleObserver observer(session.Out());
-    const auto result = TavomendHosting::RunBoot(session.Port(), observer);
+    ConsoleObserver console(session.Out());
+    EventObserver observer(session.Port(), console, session.Events());
+    const auto result = stage.empty() ? TavomendHosting::RunBoot(session.Port(), observer)
+                                      : RunBootStage(session.Port(), StageOf(stage), observer);
     if (!result.reason.empty()) {
         return FailAs(session.Out(), result.outcome, result.reason);
     }
-    return result.outcome == Outcome::NOTHING ? EXIT_DONE : ExitCodeOf(result.outcome); // a boot is a boot
+    const bool isRecordedFailure = result.outcome == Outcome::FAILED && !stage.empty();
+    // A boot is a boot.
+    return result.outcome == Outcome::NOTHING || isRecordedFailure ? EXIT_DONE : ExitCodeOf(result.outcome);
 }
 
 int RunRevoke(Session& session, const std::vector<std::string>& bundleNames)

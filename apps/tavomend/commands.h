@@ -16,7 +16,9 @@ namespace ORVX::TavomendCli {
 [[nodiscard]] int RunApply(Session& session);
 // stage: "init" or "sa".
 [[nodiscard]] int RunLoad(Session& session, const std::string& stage);
-[[nodiscard]] int RunBoot(Session& session);
+// stage: "init", "scan" or "service", one stage of the machine's own boot; empty for a whole one. A stage is done also
+// when a patch has failed in it, which the status record tells: a machine boots with it or without.
+[[nodiscard]] int RunBoot(Session& session, const std::string& stage);
 [[nodiscard]] int RunRevoke(Session& session, const std::vector<std::string>& bundleNames);
 [[nodiscard]] int RunClear(Session& session, bool isSure);
 [[nodiscard]] int RunTest(Session& session);

@@ -11,6 +11,7 @@
 #include "apps/common/text_table.h"
 #include "apps/tavomend/device_users.h"
 #include "apps/tavomend/incoming_files.h"
+#include "apps/tavomend/made_paths.h"
 #include "formats/bundle_file.h"
 #include "formats/device_paths.h"
 #include "formats/signature.h"
@@ -44,52 +45,6 @@ public:
 
 private:
     std::promise<std::pair<int32_t, std::string>> promise_;
-};
-
-// What a device init makes: taken back again, unless it is kept.
-class MadePaths {
-public:
-    MadePaths() = default;
-    ~MadePaths()
-    {
-        for (auto path = made_.rbegin(); path != made_.rend(); ++path) {
-            FileUtils::CleanDir(*path, true);
-        }
-        for (const auto& [path, content] : former_) {
-            static_cast<void>(FileUtils::ReplaceFile(path, content, FILE_MODE));
-        }
-    }
-    MadePaths(const MadePaths&) = delete;
-    MadePaths& operator=(const MadePaths&) = delete;
-
-    // Before a directory or file is made there, or written over.
-    void Watch(const std::string& path)
-    {
-        std::string content = FileUtils::GetFileStream(path);
-        if (!content.empty()) {
-            former_.emplace(path, std::move(content));
-        }
-        for (fs::path at = path; !IsThere(at); at = at.parent_path()) {
-            if (IsThere(at.parent_path())) {
-                made_.push_back(at.string());
-            }
-        }
-    }
-    void Keep()
-    {
-        made_.clear();
-        former_.clear();
-    }
-
-private:
-    static bool IsThere(const fs::path& path)
-    {
-        std::error_code error;
-        return fs::symlink_status(path, error).type() != fs::file_type::not_found;
-    }
-
-    std::vector<std::string> made_; // with all that will be below
-    std::map<std::string, std::string> former_;
 };
 
 bool IsBaseVersion(const std::string& text)
@@ -252,7 +207,8 @@ int RunDeviceInit(Session& session, const DeviceSetup& setup)
 {
     const std::string root = session.DeviceFolder();
     if (root.empty()) {
-        return session.Out().Fail("`device init` wants --root DIR: it does not turn this machine into a device");
+        return session.Out().Fail(
+            "`device init` wants --root DIR; this machine itself becomes a device with `device init --system`");
     }
     if (FileUtils::FileIsExist(root + TavomendHost::BUNDLE_STORE_PATH)) {
         return session.Out().Fail("there is a device in " + root + " already");
@@ -265,7 +221,7 @@ int RunDeviceInit(Session& session, const DeviceSetup& setup)
     if (!FileUtils::MakeDirs(fs::path(lock).parent_path())) {
         return session.Out().Fail("cannot make the directory " + root + ": " + Handles::SystemReason(errno));
     }
-    if (const int locked = session.Lock("device init"); locked != EXIT_DONE) {
+    if (const int locked = session.Lock(); locked != EXIT_DONE) {
         made.Keep(); // what another process makes is its own
         return locked;
     }

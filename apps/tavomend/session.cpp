@@ -10,6 +10,7 @@
 
 namespace ORVX::TavomendCli {
 using TavomendEngine::FileUtils;
+using TavomendHosting::HostEvent;
 using TavomendHosting::Outcome;
 
 namespace {
@@ -26,11 +27,21 @@ int32_t StderrLevelOf(int verbosity)
         return KALOG_DEBUG;
     }
 }
+
+int32_t LevelOf(HostEvent::Kind kind)
+{
+    return kind == HostEvent::Kind::ERROR ? KALOG_ERROR : kind == HostEvent::Kind::WARNING ? KALOG_WARN : KALOG_INFO;
+}
 } // namespace
 
 bool Session::EnterRoot()
 {
-    TavomendHost::HostLog::OpenSyslog();
+    journal_ = TavomendHost::JournalSink::Open(operation_); // its socket is the machine's, not the device's
+    if (journal_ != nullptr) {
+        TavomendHost::HostLog::SetSink(journal_);
+    } else {
+        TavomendHost::HostLog::OpenSyslog();
+    }
     TavomendHost::HostLog::SetStderrLevel(StderrLevelOf(options_.verbosity));
     if (options_.verbosity > 2) {
         TavomendEngine::TavomendKalogWrapper::SetLevel(TavomendEngine::TAVOMEND_LOG_DEBUG);
@@ -55,11 +66,22 @@ bool Session::CheckDevice() const
     return true;
 }
 
-int Session::Lock(const std::string& operation)
+int Session::Lock()
 {
     const auto result =
-        lock_.Take(DeviceFolder(), operation, options_.wait, [] { return Cli::StopRequest::Signal() != 0; });
+        lock_.Take(DeviceFolder(), operation_, options_.wait, [] { return Cli::StopRequest::Signal() != 0; });
     return result.outcome == Outcome::DONE ? EXIT_DONE : FailAs(console_, result.outcome, result.reason);
+}
+
+TavomendHosting::EventObserver::Log Session::Events() const
+{
+    return [this](const HostEvent& event) {
+        if (journal_ != nullptr) {
+            journal_->Report(LevelOf(event.kind), event.text,
+                             {{"TAVOMEND_BUNDLE", event.bundleName},
+                              {"TAVOMEND_CODE", event.code ? std::to_string(*event.code) : ""}});
+        }
+    };
 }
 
 bool Session::EnterDevice()

@@ -7,8 +7,10 @@
 
 #include "apps/common/console.h"
 #include "hosting/device_lock.h"
+#include "hosting/event_observer.h"
 #include "ports/host/device_root.h"
 #include "ports/host/host_port.h"
+#include "ports/host/journal_sink.h"
 
 namespace ORVX::TavomendCli {
 using Cli::EXIT_BUSY;
@@ -29,17 +31,26 @@ struct Options {
 // where they happen, and a command that meets one ends with EXIT_FAILED.
 class Session {
 public:
-    explicit Session(const Options& options) : options_(options), console_("tavomend", options.isJson) {}
+    // operation: what is done, of the command line, told to other callers and to the journal.
+    Session(const Options& options, std::string operation)
+        : options_(options), operation_(std::move(operation)), console_("tavomend", options.isJson)
+    {
+    }
 
-    // Before the device is entered: what a path on the device is appended to.
-    [[nodiscard]] std::string DeviceFolder() const { return options_.root == "/" ? "" : options_.root; }
+    // What a path on the device is appended to: nothing once the device is entered.
+    [[nodiscard]] std::string DeviceFolder() const
+    {
+        return options_.root == "/" || root_ != nullptr ? "" : options_.root;
+    }
     [[nodiscard]] const IDevicePort& Port() const { return port_; }
     [[nodiscard]] const Cli::Console& Out() const { return console_; }
     // Before the device is entered. False, shown, when the folder is no device.
     [[nodiscard]] bool CheckDevice() const;
-    // Before the device is entered: holds its lock as long as the session lives. operation: what is done, for others.
-    // EXIT_DONE; otherwise the exit code, shown.
-    [[nodiscard]] int Lock(const std::string& operation);
+    // Holds the device's lock as long as the session lives. EXIT_DONE; otherwise the exit code, shown.
+    [[nodiscard]] int Lock();
+    // Puts events into the journal, with fields for application and code; nowhere where none listens. After the device
+    // is entered; the session must outlive it.
+    [[nodiscard]] TavomendHosting::EventObserver::Log Events() const;
     // Checks, sets the log up and enters the device root; once, before the process has a second thread. False, shown,
     // on failure.
     [[nodiscard]] bool EnterDevice();
@@ -52,10 +63,12 @@ public:
 
 private:
     Options options_;
+    std::string operation_;
     TavomendHosting::DeviceLock lock_;
     Cli::Console console_;
     TavomendHost::HostPort port_;
     std::unique_ptr<TavomendHost::DeviceRoot> root_;
+    std::shared_ptr<TavomendHost::JournalSink> journal_;
 };
 
 } // namespace ORVX::TavomendCli

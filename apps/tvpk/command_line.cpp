@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <iostream>
 
+#include "apps/common/description.h"
 #include "apps/common/usage.h"
 #include "apps/tvpk/commands.h"
 #include "apps/tvpk/diff_commands.h"
@@ -37,7 +39,14 @@ public:
             return Cli::ShowUsage(Console(PROGRAM_NAME, Cli::WantsJson(argc, argv)), program_, error);
         }
         const Console console(PROGRAM_NAME, isJson_);
-        return Cli::IsComplete(console, program_) ? command_(console) : Cli::WRONG_USAGE.exitCode;
+        if (!Cli::IsComplete(console, program_)) {
+            return Cli::WRONG_USAGE.exitCode;
+        }
+        if (description_.IsAsked()) {
+            std::cout << description_.Text() << std::flush;
+            return Cli::EXIT_DONE;
+        }
+        return command_(console);
     }
 
 private:
@@ -54,7 +63,7 @@ private:
     {
         CLI::App* keygen = Add("keygen", "Make a signing key and the public key that devices get",
                                [this](const Console& console) { return RunKeygen(console, make_.outDir, bits_); });
-        keygen->add_option("--out", make_.outDir, "Directory of the two files")->required();
+        keygen->add_option("--out", make_.outDir, "Directory of the two files")->required()->type_name("DIR");
         keygen->add_option("--bits", bits_, "Size of the RSA key")
             ->check(CLI::Range(Formats::MIN_KEY_BITS, MAX_KEY_BITS))
             ->capture_default_str();
@@ -70,8 +79,10 @@ private:
         CLI::App* make = Add("make", "Make a signed patch package from a release file",
                              [this](const Console& console) { return RunMake(console, make_); });
         make->add_option("RELEASE", make_.release, "The release file (docs/package-format.md)")->required();
-        make->add_option("--key", make_.privateKey, "Private key (PEM)")->required();
-        make->add_option("--out", make_.outDir, "Directory of app.tvpk and tavomend_sign.bin")->required();
+        make->add_option("--key", make_.privateKey, "Private key")->required()->type_name("PEM");
+        make->add_option("--out", make_.outDir, "Directory of app.tvpk and tavomend_sign.bin")
+            ->required()
+            ->type_name("DIR");
         make->add_flag("--plain", make_.isPlainOnly, "Plain zstd differences only");
         CLI::App* inspect = Add("inspect", "Show what is inside a patch package",
                                 [this](const Console& console) { return RunInspect(console, verify_.package); });
@@ -80,7 +91,7 @@ private:
                                [this](const Console& console) { return RunVerify(console, verify_); });
         verify->add_option("PACKAGE", verify_.package, "The package (app.tvpk)")->required();
         verify->add_option("SIGNATURE", verify_.signature, "Its signature (tavomend_sign.bin)")->required();
-        verify->add_option("--public-key", verify_.publicKey, "Public key (PEM)")->required();
+        verify->add_option("--public-key", verify_.publicKey, "Public key")->required()->type_name("PEM");
     }
 
     void AddDiffCommands()
@@ -98,6 +109,7 @@ private:
     }
 
     CLI::App program_{"Makes, signs and checks patch packages.", PROGRAM_NAME};
+    Cli::Description description_{program_};
     bool isJson_ = false;
     Command command_;
     MakeRequest make_;

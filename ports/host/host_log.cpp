@@ -17,12 +17,14 @@ namespace ORVX {
 namespace {
 constexpr const char* SYSLOG_SOCKET = "/dev/log";
 constexpr const char* HIDDEN = "<private>";
+constexpr const char* PLACE_PREFIX = "[%{public}s(%{public}s):%{public}d] "; // of lines that tell where they come from
 
 struct LogSinks {
     std::atomic<int32_t> stderrLevel{TavomendHost::HOST_LOG_NOTHING};
     std::atomic<bool> hasSyslog{false};
     std::mutex mutex;
     std::function<void(int32_t, const std::string&)> listener;
+    std::shared_ptr<const TavomendHost::ILogSink> sink;
 };
 
 LogSinks& Sinks()
@@ -97,6 +99,19 @@ std::string FormatLine(const std::string& format, va_list& arguments)
     return line;
 }
 
+// The first arguments are the place, when the format begins as such formats do.
+void ReadPlace(const std::string& format, va_list& arguments, TavomendHost::LogLine& line)
+{
+    if (format.rfind(PLACE_PREFIX, 0) != 0) {
+        return;
+    }
+    const char* const file = va_arg(arguments, const char*);
+    const char* const function = va_arg(arguments, const char*);
+    line.file = file == nullptr ? "" : file;
+    line.function = function == nullptr ? "" : function;
+    line.line = va_arg(arguments, int);
+}
+
 char LetterOf(int32_t level)
 {
     constexpr const char* LETTERS = "DIWE";
@@ -135,10 +150,16 @@ int32_t KalogPrint(int32_t /*type*/, int32_t level, uint32_t domain, const char*
     if (tag == nullptr || format == nullptr) {
         return -1;
     }
+    TavomendHost::LogLine whole;
+    whole.level = level;
     va_list arguments;
     va_start(arguments, format);
-    const std::string line = FormatLine(format, arguments);
+    ReadPlace(format, arguments, whole);
     va_end(arguments);
+    va_start(arguments, format);
+    whole.text = FormatLine(format, arguments);
+    va_end(arguments);
+    const std::string& line = whole.text;
 
     LogSinks& sinks = Sinks();
     if (level >= sinks.stderrLevel) {
@@ -149,9 +170,14 @@ int32_t KalogPrint(int32_t /*type*/, int32_t level, uint32_t domain, const char*
         syslog(SyslogPriorityOf(level), "%s: %s", tag, line.c_str());
     }
     std::function<void(int32_t, const std::string&)> listener;
+    std::shared_ptr<const TavomendHost::ILogSink> sink;
     {
         const std::lock_guard<std::mutex> lock(sinks.mutex);
         listener = sinks.listener;
+        sink = sinks.sink;
+    }
+    if (sink != nullptr) {
+        sink->Take(whole);
     }
     if (listener) {
         listener(level, line);
@@ -181,9 +207,17 @@ void HostLog::SetListener(std::function<void(int32_t level, const std::string& l
     sinks.listener = std::move(listener);
 }
 
+void HostLog::SetSink(std::shared_ptr<const ILogSink> sink)
+{
+    LogSinks& sinks = Sinks();
+    const std::lock_guard<std::mutex> lock(sinks.mutex);
+    sinks.sink = std::move(sink);
+}
+
 void HostLog::Reset()
 {
     SetStderrLevel(HOST_LOG_NOTHING);
+    SetSink(nullptr);
     SetListener(nullptr);
     Sinks().hasSyslog = false;
     closelog();

@@ -1,10 +1,14 @@
-// Where KalogPrint's lines go on a Linux host: standard error by level, and syslog where there is one.
+// Where KalogPrint's lines go on a Linux host: standard error by level, a sink that the program sets, and syslog where
+// there is one.
 #ifndef TAVOMEND_PORTS_HOST_HOST_LOG_H
 #define TAVOMEND_PORTS_HOST_HOST_LOG_H
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
+
+#include "ports/host/log_sink.h"
 
 namespace ORVX::TavomendHost {
 constexpr int32_t HOST_LOG_NOTHING = 100;
@@ -19,6 +23,8 @@ public:
     // Connects to syslog if its socket is there; nothing happens otherwise. Call it before the process enters a device
     // root.
     static void OpenSyslog();
+    // Also hands every line to a sink, in place of an earlier one; none for a null.
+    static void SetSink(std::shared_ptr<const ILogSink> sink);
     // Also hands every line (level, text with prefix) to a listener, on the thread that logs and without a lock; an
     // empty function stops that, but a line under way may still come. For tests, which look for a message, and for
     // hosts that forward the log.

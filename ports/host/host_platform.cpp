@@ -14,6 +14,7 @@
 #include "ports/host/bundle_placer.h"
 #include "ports/host/bundle_service.h"
 #include "ports/host/bundle_store.h"
+#include "ports/host/engine_account.h"
 #include "ports/host/host_message.h"
 #include "ports/host/installed_notes.h"
 #include "ports/host/store_rebuild.h"
@@ -41,6 +42,18 @@ std::vector<std::string> DeviceDirectories()
             holder(TavomendEngine::TAVOMEND_LOG_FILE),
             "/tmp"};
 }
+
+bool MakeDeviceDirectories(std::string& error)
+{
+    for (const std::string& directory : DeviceDirectories()) {
+        if (!FileUtils::MakeDirs(directory)) {
+            error = "cannot make the directory " + directory + ": " + Handles::SystemReason(errno);
+            return false;
+        }
+    }
+    return true;
+}
+
 bool ScanInto(const std::string& path, std::string& error)
 {
     StoreFault fault;
@@ -51,6 +64,12 @@ bool ScanInto(const std::string& path, std::string& error)
     }
     static_cast<void>(BootScan(store, std::make_shared<BundlePlacer>(store)).Run()); // who asks looks at what is there
     return true;
+}
+
+bool MakeFirstStore(std::string& error)
+{
+    size_t count = 0;
+    return MakeNewStore(count, error) && ScanInto(NEW_BUNDLE_STORE_PATH, error) && PutNewStoreInPlace(error);
 }
 } // namespace
 
@@ -110,23 +129,25 @@ std::vector<std::string> HostPlatform::InitPaths()
 
 bool HostPlatform::InitDevice(std::string& error)
 {
-    size_t count = 0;
     if (FileUtils::FileIsExist(BUNDLE_STORE_PATH)) {
         error = "there is a device here already";
         return false;
     }
-    for (const std::string& directory : DeviceDirectories()) {
-        if (!FileUtils::MakeDirs(directory)) {
-            error = "cannot make the directory " + directory + ": " + Handles::SystemReason(errno);
-            return false;
-        }
+    if (!MakeDeviceDirectories(error)) {
+        return false;
     }
     if (!FileUtils::FileIsExist(TavomendEngine::ACCOUNT_FILE) &&
         !FileUtils::ReplaceFile(TavomendEngine::ACCOUNT_FILE, ACCOUNTS, 0644)) {
         error = Handles::CannotWrite(TavomendEngine::ACCOUNT_FILE, errno);
         return false;
     }
-    return MakeNewStore(count, error) && ScanInto(NEW_BUNDLE_STORE_PATH, error) && PutNewStoreInPlace(error);
+    return MakeFirstStore(error);
+}
+
+bool HostPlatform::CompleteSystem(bool& isAccountAdded, std::string& error)
+{
+    return MakeDeviceDirectories(error) && AddEngineAccount(isAccountAdded, error) &&
+           (FileUtils::FileIsExist(BUNDLE_STORE_PATH) || MakeFirstStore(error));
 }
 
 const ScanReport& HostPlatform::GetScanReport() const

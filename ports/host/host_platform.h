@@ -39,6 +39,9 @@ public:
     // there is a device already, an installed version cannot be read, or something cannot be written; what was made
     // until then stays, and the next call goes on from it.
     [[nodiscard]] static bool InitDevice(std::string& error);
+    // The same for a root that has a system of its own: what is there stays as it is, a store and accounts too, and the
+    // engine's account is added to those that there are (AddEngineAccount).
+    [[nodiscard]] static bool CompleteSystem(bool& isAccountAdded, std::string& error);
 
     // IDevicePlatform
     [[nodiscard]] const ScanReport& GetScanReport() const override;

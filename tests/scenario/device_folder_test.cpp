@@ -30,7 +30,8 @@ TEST(DeviceFolderTest, FindsItsDeviceFolder)
     EXPECT_TRUE(ListTree(world.At("empty")).empty());
     EXPECT_EQ(run("", "status").err, "tavomend: /" + hint);
     EXPECT_EQ(run("", "device init").err,
-              "tavomend: `device init` wants --root DIR: it does not turn this machine into a device\n");
+              "tavomend: `device init` wants --root DIR; this machine itself becomes a device with `device init "
+              "--system`\n");
 }
 
 TEST(DeviceFolderTest, LaysOutADevice)
@@ -116,6 +117,81 @@ TEST(DeviceFolderTest, LaysOutADevice)
               std::string::npos);
     EXPECT_EQ(RunProgram({TAVOMEND_PROGRAM, "--json", "--root", world.At("other"), "device", "init"}).out,
               "{\"schema\":1,\"event\":\"init\",\"baseVersion\":\"1.0.0\",\"installed\":0}\n");
+}
+
+// The image's own links count, and not what they would lead to on the machine that builds it.
+TEST(DeviceFolderTest, MakesASystemADevice)
+{
+    const DeviceWorld world;
+    const auto inImage = [&world](const std::string& path) { return world.At("image/" + path); };
+    const auto init = [&world](const std::string& options) {
+        return RunProgram(
+            {"sh", "-c", InWorld(world, "exec " TAVOMEND_PROGRAM " --root @/image device init --system " + options)});
+    };
+    const std::string passwd = "root:x:0:0:root:/root:/bin/sh\ntaken:x:1011:7::/:/bin/sh\nother:x:998:7::/:/bin/sh";
+    const std::string group = "root:x:0:\nstaff:x:999:\n";
+    WriteFile(inImage("etc/passwd"), passwd);
+    WriteFile(inImage("etc/group"), group);
+    WriteFile(inImage("etc/shadow"), "root:*:1::::::\n");
+    WriteFile(inImage("etc/gshadow"), "");
+    WriteFile(inImage("usr/lib/os-release"), "ID=image\n");
+    WriteFile(inImage("system/app/Hot/Hot.vab"), Vab{"com.hot"}.Bytes());
+    WriteFile(inImage("var/state/app/kept"), "kept");
+    WriteFile(world.At("other.pem"), SigningKey().PublicPem());
+    std::filesystem::create_symlink("/usr/lib/os-release", inImage("etc/os-release"));
+    std::filesystem::create_symlink("/var/state", inImage("data"));
+    std::filesystem::permissions(inImage("etc/shadow"), std::filesystem::perms(0640));
+    const auto all = [&inImage] { return Everything(inImage("")); };
+    const auto before = all();
+    struct Refusal {
+        const char* options;
+        int exitCode;
+        const char* error;
+    };
+    const Refusal refusals[] = {
+        {"--base-version 1", 2, "--base-version does not go with --system: the system's os-release tells it"},
+        {"--factory x", 2, "--factory does not go with --system: the system has its own below /system/app"},
+        {"--public-key @/Hot.vab", 1,
+         "no usable public key in @/Hot.vab: it holds no RSA public key (PEM \"PUBLIC KEY\")"},
+        {"", 1, "/etc/os-release tells no version of the system: IMAGE_VERSION or VERSION_ID"},
+    };
+    for (const auto& refusal : refusals) {
+        const CliResult result = init(refusal.options);
+        EXPECT_EQ(result.exitCode, refusal.exitCode) << refusal.options;
+        EXPECT_EQ(result.err, InWorld(world, std::string("tavomend: ") + refusal.error + "\n"));
+        EXPECT_EQ(all(), before) << refusal.options;
+    }
+
+    WriteFile(inImage("usr/lib/os-release"), "VERSION_ID=12\n");
+    const CliResult made = init("");
+    EXPECT_EQ(made.exitCode, 0) << made.err;
+    EXPECT_EQ(made.out, "a device at base version 12, 1 applications\n");
+    EXPECT_EQ(made.err, "note: no package can be verified until a public key is in "
+                        "/etc/certificate/zkkey_tvpk_v1.pem: --public-key puts it there\n");
+    EXPECT_EQ(init("--public-key @/key.pem").out, "a device at base version 12, 1 applications\n");
+    EXPECT_EQ(ReadFile(inImage("etc/certificate/zkkey_tvpk_v1.pem")), world.Key().PublicPem());
+    EXPECT_EQ(ReadFile(inImage("etc/passwd")), passwd + "\ntavomend:x:997:997:hot-patch engine:/:/bin/false\n");
+    EXPECT_EQ(ReadFile(inImage("etc/group")), group + "tavomend:x:997:\n");
+    EXPECT_EQ(ReadFile(inImage("etc/shadow")), "root:*:1::::::\ntavomend:!*:::::::\n");
+    EXPECT_EQ(ReadFile(inImage("etc/gshadow")), "tavomend:!::\n");
+    EXPECT_EQ(std::filesystem::status(inImage("etc/shadow")).permissions(), std::filesystem::perms(0640));
+    EXPECT_EQ(ReadFile(inImage("usr/lib/os-release")), "VERSION_ID=12\n");
+    EXPECT_TRUE(Exists(inImage("var/state/service/bundles/store.db")));
+    EXPECT_TRUE(std::filesystem::is_symlink(inImage("data")));
+
+    const auto complete = all();
+    for (const char* options : {"", "--public-key @/key.pem", "--public-key @/other.pem"}) {
+        const CliResult again = init(options);
+        EXPECT_EQ(again.err, std::string(options).find("other") == std::string::npos
+                                 ? ""
+                                 : "tavomend: there is another public key in /etc/certificate/zkkey_tvpk_v1.pem, and "
+                                   "packages for it: remove it first\n");
+        EXPECT_EQ(again.out, again.exitCode != 0 ? "" : "nothing was missing: base version 12, 1 applications\n");
+        EXPECT_EQ(all(), complete) << options;
+    }
+    std::filesystem::remove_all(inImage("var/state/app"));
+    EXPECT_EQ(init("").exitCode, 0);
+    EXPECT_TRUE(std::filesystem::is_directory(inImage("var/state/app")));
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -172,5 +172,41 @@ TEST(LifeTest, SingleApplicationsAreTakenBackByTheNextBoot)
     says("status", 0, "next step: boot");
     EXPECT_FALSE(Exists(world.At("dev/data/update/tavomend/app/revoke_request.json")));
 }
+
+// As the machine's own boot calls for its stages: what a patch comes to is told, and fails none of them.
+TEST(LifeTest, AMachineBootsStageByStage)
+{
+    const DeviceWorld world;
+    const auto boot = [&world](const char* name) {
+        const char* const stages[] = {"init", "scan", "service"};
+        for (const char* stage : stages) {
+            const CliResult result = world.Tavomend(std::string("boot --stage ") + stage);
+            EXPECT_EQ(result.exitCode, 0) << name << ", " << stage << ": " << result.err;
+        }
+        return world.InstalledVersions();
+    };
+    const Versions patched = {{"com.hot", 2}, {"com.cold", 2}, {"com.single", 2}, {"com.keep", 1}};
+    EXPECT_EQ(boot("nothing to do"), FACTORY);
+    world.Deliver(DeviceWorld::BaselinePatch());
+    EXPECT_EQ(boot("a patch"), patched);
+    EXPECT_EQ(world.Status(), "activites patch01 " + BOOT_DETAIL);
+    EXPECT_EQ(world.Tavomend("revoke com.cold").exitCode, 0);
+    EXPECT_EQ(boot("one application"), (Versions{{"com.hot", 2}, {"com.cold", 1}, {"com.single", 2}, {"com.keep", 1}}));
+    world.Deliver(DeviceWorld::RevokePatch());
+    EXPECT_EQ(boot("a revoke"), FACTORY);
+
+    PatchRecipe broken = DeviceWorld::BaselinePatch();
+    broken.apps[1].files[0].hash = "11";
+    world.Deliver(broken);
+    EXPECT_EQ(boot("a broken patch"), (Versions{{"com.hot", 2}, {"com.cold", 1}, {"com.single", 2}, {"com.keep", 1}}));
+    EXPECT_EQ(world.Status().rfind("activites_failed patch01 ", 0), 0U) << world.Status();
+    EXPECT_FALSE(Exists(world.At("dev/data/update/tavomend/package/app.tvpk"))); // no boot tries it for ever
+
+    // No stage without its work: the scan needs the store.
+    WriteFile(world.At("dev/data/service/bundles/store.db"), std::string(4096, 'x'));
+    WriteFile(world.At("dev/data/app/com.odd/v1/entry.vab"), "broken");
+    EXPECT_EQ(world.Tavomend("boot --stage scan").exitCode, 1);
+    EXPECT_EQ(world.Tavomend("boot --stage service").exitCode, 1);
+}
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -25,7 +25,7 @@ TEST(MalformedDeviceTest, CommandLines)
         {{"tavomend", "install", "a", ""}, 2, "SIGNATURE is empty" + more},
         {{"tavomend", "device", "install", "a", ""}, 2, "FILE is empty" + more},
         {{"tavomend", "device", "init", "--base-version", ""}, 2, "--base-version is empty" + more},
-        {{"tavomend", "device", "init", "--base-version"}, 2, "--base-version: 1 required TEXT missing" + more},
+        {{"tavomend", "device", "init", "--base-version"}, 2, "--base-version: 1 required VERSION missing" + more},
         {{"tavomend", "device", "users", "--add", "4294967396"}, 2, "Could not convert: --add = 4294967396" + more},
         {{"tavomend", "device", "users", "--add", "1e3"}, 2, "Could not convert: --add = 1e3" + more},
         {{"tavomend", "device", "users", "--add", "-1"}, 1, "a user's number is above 0"},

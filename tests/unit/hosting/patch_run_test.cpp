@@ -2,6 +2,7 @@
 // afterwards.
 #include "formats/device_paths.h"
 #include "hosting/boot.h"
+#include "hosting/event_observer.h"
 #include "hosting/patch_run.h"
 #include "platform/api/system_ability_manager.h"
 #include "platform/utility/sys_utils.h"
@@ -16,6 +17,8 @@
 namespace ORVX::TavomendTest {
 namespace {
 using namespace TavomendEngine;
+using TavomendHosting::HostEvent;
+using TavomendHosting::IHostObserver;
 
 const std::string BROKEN = "com.a: a rebuilt file does not have the stated hash (0|640)";
 const std::string BROKEN_DETAIL = "1|0(0|600,611,640):48;1|1(0|811,822,810,822):35";
@@ -334,6 +337,45 @@ TEST_F(BootTest, WithoutServicesOrAStageThereIsNoBootAndTheNextOneFinishesTheWor
         << after;
     port.deadly.reset();
     EXPECT_NE(Boot().find("done [activites patch01 "), std::string::npos);
+}
+
+TEST_F(PatchRunTest, EventsNameApplicationAndCode)
+{
+    const auto boot = [this](IHostObserver& quiet) {
+        const RecordingObserver record(REPORTS);
+        TavomendHosting::EventObserver observer(port, quiet, [&record](const HostEvent& event) {
+            constexpr const char* KINDS[] = {"I", "W", "E"};
+            record.Record("! " + std::string(KINDS[static_cast<int>(event.kind)]) + " " + event.text + " (" +
+                          event.bundleName + (event.code ? "|" + std::to_string(*event.code) : "") + ")");
+        });
+        return WordOf(TavomendHosting::RunBoot(port, observer).outcome);
+    };
+    const auto eventsOf = [&boot] {
+        std::istringstream reports(Play(boot));
+        std::string events;
+        for (std::string line; std::getline(reports, line);) {
+            events += line.rfind("! ", 0) == 0 ? line.substr(2) + "\n" : "";
+        }
+        return events;
+    };
+    Place();
+    EXPECT_EQ(eventsOf(), "I rebuilding com.a (com.a)\nI rebuilding com.b (com.b)\nI patch patch01 is in force ()\n"
+                          "I com.a is patched to version 2 by patch01 (com.a)\n"
+                          "I com.b is patched to version 2 by patch01 (com.b)\n");
+    MakeDevice();
+    Break();
+    recipe.apps[1].patchType = "cold";
+    Place();
+    const std::string failed = "I rebuilding com.a (com.a)\nE apply failed: " + BROKEN +
+                               " ()\nE com.a: a rebuilt file does not have the stated hash (com.a|640)\n"
+                               "E com.a: its new files could not be rebuilt (com.a|611)\n"
+                               "E com.a: its new files could not be rebuilt (com.a|600)\n"
+                               "E com.a: its new files had not been rebuilt (com.a|822)\n"
+                               "E com.a: the first attempt to install it failed (com.a|810)\n"
+                               "E com.a: its new files had not been rebuilt (com.a|822)\n"
+                               "E com.a: the second attempt to install it failed (com.a|811)\n";
+    EXPECT_EQ(eventsOf(), "I rebuilding com.b (com.b)\nI com.b updated at version 2 (com.b)\n" + failed +
+                              "I rebuilding com.b (com.b)\n" + failed);
 }
 } // namespace
 } // namespace ORVX::TavomendTest
