@@ -8,6 +8,7 @@
 #include <random>
 #include <regex>
 #include <sstream>
+#include <sys/stat.h>
 
 #include "tests/support/cli_runner.h"
 #include "tests/support/device_fixture.h"
@@ -251,6 +252,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
     ASSERT_EQ(Run("diff a1.vab a2.vab d").exitCode, 0);
     fs::copy(At("a1"), At("linked"), fs::copy_options::recursive);
     fs::create_symlink(At("no.json"), At("linked/link"));
+    ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
     const Case cases[] = {
         {"", 2, "A subcommand is required; --help tells more"},
         {"no-such-command", 2, "no-such-command is no command; --help lists them"},
@@ -278,6 +280,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"verify a1.vab no.json --public-key no.json", 1,
          "no usable public key in @/no.json: it holds no RSA public key (PEM \"PUBLIC KEY\")"},
         {"verify a1.vab none --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/none: No such file or directory"},
+        {"verify pipe no.json --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/pipe: it is no regular file"},
         {"diff none a2.vab d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab none d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab a2.vab none/d", 1, "cannot write @/none/d: No such file or directory"},
@@ -308,6 +311,8 @@ TEST_F(TvpkTest, RefusesInOneLine)
         EXPECT_EQ(unheard.exitCode, 1);
         EXPECT_EQ(unheard.err, "tvpk: cannot write to standard output: No space left on device\n");
     }
+    const std::string unread = "mkfifo p && exec 3<>p 4>p 3<&- && " + verbose + " >&4"; // the reader has gone
+    EXPECT_EQ(RunProgram({"sh", "-c", "cd " + folder_ + " && " + unread}).exitCode, 0);
     EXPECT_EQ(Run("--version").out, "1.0.0\n");
     EXPECT_EQ(Run("--help").exitCode, 0);
 }
