@@ -159,9 +159,8 @@ TEST_F(MalformedPackageTest, Archives)
     const auto differenceOf = [&recipe](size_t i) {
         return MakeZstdDifference(recipe.apps[0].files[i].oldBytes, recipe.apps[0].files[i].newBytes);
     };
-    Members good = {{CONFIG, ""},
-                    {"com.cold/Cold.vab.diff", differenceOf(0)},
-                    {"com.cold/ColdFeature.vab.diff", differenceOf(1)}};
+    Members good = {
+        {CONFIG, ""}, {"com.cold/Cold.vab.diff", differenceOf(0)}, {"com.cold/ColdFeature.vab.diff", differenceOf(1)}};
     using M = const Members&;
     auto rows = SpoiledArchives();
     const ArchiveRow own[] = {

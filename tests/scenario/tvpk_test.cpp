@@ -252,6 +252,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
     ASSERT_EQ(Run("diff a1.vab a2.vab d").exitCode, 0);
     fs::copy(At("a1"), At("linked"), fs::copy_options::recursive);
     fs::create_symlink(At("no.json"), At("linked/link"));
+    WriteFile(At("half/zkkey_tvpk_v1.pem.new/file"), ""); // the second of the two files cannot be written
     ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
     const Case cases[] = {
         {"", 2, "A subcommand is required; --help tells more"},
@@ -261,6 +262,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"keygen --out more --bits 1024", 2, "--bits: Value 1024 not in range 2048 to 8192; --help tells more"},
         {"pack a1 x.vab --level 10", 2, "--level: Value 10 not in range 0 to 9; --help tells more"},
         {"keygen --out keys", 1, "@/keys/tavomend_private.pem exists; a key is never overwritten"},
+        {"keygen --out half", 1, "cannot write @/half/zkkey_tvpk_v1.pem: Is a directory"},
         {"keygen --out no.json/keys", 1, "cannot write @/no.json/keys/tavomend_private.pem: Not a directory"},
         {"pack none x.vab", 1, "cannot read @/none: No such file or directory"},
         {"pack no.json x.vab", 1, "cannot read @/no.json: Not a directory"},
@@ -302,7 +304,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
         const Json error = {{"code", refused.exitCode == 1 ? "failed" : "usage"}, {"message", says}};
         EXPECT_EQ(Told(refused.arguments)["error"], error) << refused.arguments;
     }
-    for (const char* left : {"x.vab", "x.vab.part", "empty.part"}) {
+    for (const char* left : {"half/tavomend_private.pem", "x.vab", "x.vab.part", "empty.part"}) {
         EXPECT_FALSE(Exists(At(left))) << left;
     }
     const std::string verbose = std::string(TVPK_PROGRAM) + " pack " + At("a1") + " " + At("full.vab");
@@ -330,8 +332,9 @@ TEST_F(TvpkTest, LeavesNothingWhenItIsInterrupted)
     // The signal is there before the program is.
     WriteFile(At("there"), "already");
     const auto before = ListTree(folder_);
-    for (const std::string& line : {make, std::string("pack a1 there"), std::string("diff a1.vab a2.vab there"),
-                                    std::string("patch difference a1.vab there")}) {
+    for (const std::string& line :
+         {make, std::string("keygen --out out"), std::string("pack a1 there"), std::string("diff a1.vab a2.vab there"),
+          std::string("patch difference a1.vab there")}) {
         expectEnded(RunningProgram(CommandOf(line), SIGINT).Wait(), 130, line);
         expectEnded(RunningProgram(CommandOf(line), SIGTERM).Wait(), 143, line);
         EXPECT_EQ(ListTree(folder_), before) << line;
