@@ -45,6 +45,8 @@ public:
     // A load begins to rebuild the files of another application; number counts from 1 in each load. The total are the
     // applications of the load's stage: those that need no rebuilding are never told of.
     virtual void OnRebuilding(const std::string& /*bundleName*/, int32_t /*number*/, int32_t /*total*/) {}
+    // The load has gone through all of them; after the last OnRebuilding, with the same name and total.
+    virtual void OnRebuilt(const std::string& /*bundleName*/, int32_t /*total*/) {}
     // A file is being copied onto the device, in bytes; `path` as the user has named it.
     virtual void OnCopied(const std::string& /*path*/, uint64_t /*done*/, uint64_t /*total*/) {}
     // The load that goes before an apply is over; apply follows in either case.

@@ -25,6 +25,9 @@ RebuildProgress::RebuildProgress(const IDevicePort& port, const PackageFacts& fa
 RebuildProgress::~RebuildProgress()
 {
     port_.WatchRebuilds(nullptr);
+    if (begun_ > 0) {
+        observer_.OnRebuilt(current_, total_);
+    }
 }
 
 void RebuildProgress::Tell(const std::string& product)

@@ -138,6 +138,14 @@ void ConsoleObserver::OnRebuilding(const std::string& bundleName, int32_t number
     }
 }
 
+void ConsoleObserver::OnRebuilt(const std::string& bundleName, int32_t total)
+{
+    console_.Emit("progress", {{"step", "rebuilding " + Cli::Printable(bundleName)},
+                               {"done", total},
+                               {"total", total},
+                               {"unit", "applications"}});
+}
+
 void ConsoleObserver::OnCopied(const std::string& path, uint64_t done, uint64_t total)
 {
     if (!copying_) {

@@ -34,6 +34,7 @@ public:
     void OnStoreRebuilt(const std::string& line) override;
     void OnRevoking(const std::vector<std::string>& bundleNames, const std::vector<std::string>& unknown) override;
     void OnRebuilding(const std::string& bundleName, int32_t number, int32_t total) override;
+    void OnRebuilt(const std::string& bundleName, int32_t total) override;
     void OnCopied(const std::string& path, uint64_t done, uint64_t total) override;
     void OnLoaded(bool isReady) override;
     void OnProgress(int32_t done, int32_t total) override;
