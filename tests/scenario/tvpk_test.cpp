@@ -253,6 +253,8 @@ TEST_F(TvpkTest, RefusesInOneLine)
     fs::copy(At("a1"), At("linked"), fs::copy_options::recursive);
     fs::create_symlink(At("no.json"), At("linked/link"));
     WriteFile(At("half/zkkey_tvpk_v1.pem.new/file"), ""); // the second of the two files cannot be written
+    WriteFile(At("sparse"), "");
+    fs::resize_file(At("sparse"), uintmax_t{15} << 40);
     ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
     const Case cases[] = {
         {"", 2, "A subcommand is required; --help tells more"},
@@ -262,7 +264,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"keygen --out more --bits 1024", 2, "--bits: Value 1024 not in range 2048 to 8192; --help tells more"},
         {"pack a1 x.vab --level 10", 2, "--level: Value 10 not in range 0 to 9; --help tells more"},
         {"keygen --out keys", 1, "@/keys/tavomend_private.pem exists; a key is never overwritten"},
-        {"keygen --out half", 1, "cannot write @/half/zkkey_tvpk_v1.pem: Is a directory"},
+        {"keygen --out half --bits 2048", 1, "cannot write @/half/zkkey_tvpk_v1.pem: Is a directory"},
         {"keygen --out no.json/keys", 1, "cannot write @/no.json/keys/tavomend_private.pem: Not a directory"},
         {"pack none x.vab", 1, "cannot read @/none: No such file or directory"},
         {"pack no.json x.vab", 1, "cannot read @/no.json: Not a directory"},
@@ -286,6 +288,8 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"diff none a2.vab d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab none d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab a2.vab none/d", 1, "cannot write @/none/d: No such file or directory"},
+        {"diff a1.vab sparse d", 1,
+         "cannot write @/d: No space left on device: 16492674416640 bytes or more are needed"},
         {"diff a1.vab a2.vab empty", 1, "cannot write @/empty: it is no regular file"},
         {"patch none a1.vab x", 1, "cannot read @/none: No such file or directory (code 2)"},
         {"patch a1.vab b1.vab x.vab", 1, "the difference is of an unknown kind (code 6)"},
