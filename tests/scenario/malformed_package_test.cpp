@@ -263,6 +263,9 @@ TEST_F(MalformedPackageTest, Signatures)
         WriteFile(world_.At("p.sign"), row.signature);
         ExpectBothRefuse(row.says, row.says, row.what);
     }
+    std::filesystem::resize_file(world_.At("p.sign"), uintmax_t{15} << 40); // which no disk would take
+    ExpectBothRefuse("@/p.sign is larger than a signature can be", "@/p.sign is larger than a signature can be",
+                     "huge");
 }
 
 } // namespace
