@@ -114,6 +114,9 @@ int ApplyBeside(const DiffPaths& paths, Interruption& interruption, int& error)
 int RunDiff(const Cli::Console& console, const DiffPaths& paths)
 {
     const Difference::DifferencePaths files{paths.old, paths.fresh, paths.difference};
+    if (IsSameFile(paths.difference, paths.old) || IsSameFile(paths.difference, paths.fresh)) {
+        return console.Fail("the difference would overwrite the old or the new file");
+    }
     const std::string noRoom =
         WhyNoRoom(fs::path(paths.difference).parent_path().string(), SizeOf(paths.fresh), paths.difference);
     if (!noRoom.empty()) { // for the new file as the proof of the difference makes it

@@ -90,6 +90,10 @@ TEST_F(TvpkTest, TellsWhatItMakes)
               "public key:  keys/zkkey_tvpk_v1.pem (goes to every device)\n");
     EXPECT_EQ(Plain(Run("pack a1 again.vab").out), "again.vab: " + Size("a1.vab") + " bytes\n");
     EXPECT_EQ(ReadFile(At("again.vab")), ReadFile(At("a1.vab"))); // the same input gives the same bytes
+    EXPECT_EQ(Run("pack a1 a1/own.vab").exitCode, 0);
+    EXPECT_EQ(Run("pack a1 a1/own.vab").exitCode, 0);
+    EXPECT_EQ(ReadFile(At("a1/own.vab")), ReadFile(At("a1.vab"))); // not with the first one in it
+    fs::remove(At("a1/own.vab"));
     EXPECT_EQ(Run("pack a1 stored.vab --level 0").exitCode, 0);
     EXPECT_GT(fs::file_size(At("stored.vab")), fs::file_size(At("a1/code/lines.txt")));
 
@@ -291,6 +295,8 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"diff a1.vab sparse d", 1,
          "cannot write @/d: No space left on device: 16492674416640 bytes or more are needed"},
         {"diff a1.vab a2.vab empty", 1, "cannot write @/empty: it is no regular file"},
+        {"diff a1.vab a2.vab a1.vab", 1, "the difference would overwrite the old or the new file"},
+        {"diff a1.vab a2.vab a2.vab", 1, "the difference would overwrite the old or the new file"},
         {"patch none a1.vab x", 1, "cannot read @/none: No such file or directory (code 2)"},
         {"patch a1.vab b1.vab x.vab", 1, "the difference is of an unknown kind (code 6)"},
         {"patch a1.vab none x.vab", 1, "cannot read @/none: No such file or directory (code 1)"},
