@@ -160,6 +160,10 @@ bool WriteVerified(const std::string& difference, const DifferencePaths& paths, 
     const std::optional<MappedFile> made = MappedFile::Open(outcome.Path());
     const bool isRight = result == DIFFERENCE_OK && made.has_value() && made->View().size == fresh.size &&
                          (fresh.size == 0 || std::memcmp(made->View().data, fresh.data, fresh.size) == 0);
+    if (result == DIFFERENCE_NO_ROOM) {
+        error = Handles::CannotWrite(paths.difference, ENOSPC);
+        return false;
+    }
     if (!isRight) {
         error = "the difference does not bring forth the new file: " + DifferenceResultText(result);
         return false;

@@ -43,6 +43,10 @@ Crypto<EVP_PKEY> ReadKey(const std::string& path, bool isPrivate, std::string& e
 
 bool ReadPieces(const std::string& path, const std::function<bool(const char*, size_t)>& take, std::string& error)
 {
+    if (!Handles::WhyUnreadable(path).empty()) { // a pipe would keep whoever opens it, a device would never end
+        error = Handles::CannotRead(path);
+        return false;
+    }
     std::ifstream file(path, std::ios::binary);
     std::vector<char> buffer(CHUNK_SIZE);
     while (file.read(buffer.data(), static_cast<long>(buffer.size())), file.gcount() > 0) {

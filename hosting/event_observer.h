@@ -40,6 +40,14 @@ public:
     void OnStoreRebuilt(const std::string& line) override;
     void OnRevoking(const std::vector<std::string>& bundleNames, const std::vector<std::string>& unknown) override;
     void OnRebuilding(const std::string& bundleName, int32_t number, int32_t total) override;
+    void OnRebuilt(const std::string& product, uint64_t done, uint64_t total) override
+    {
+        next_.OnRebuilt(product, done, total);
+    }
+    void OnRebuildsDone(const std::string& bundleName, int32_t total) override
+    {
+        next_.OnRebuildsDone(bundleName, total);
+    }
     void OnCopied(const std::string& path, uint64_t done, uint64_t total) override
     {
         next_.OnCopied(path, done, total);

@@ -48,6 +48,8 @@ public:
     // A file of that application is being rebuilt, in bytes of the new file: its path on the device. The end comes
     // unless it fails.
     virtual void OnRebuilt(const std::string& /*product*/, uint64_t /*done*/, uint64_t /*total*/) {}
+    // The load has gone through all of them; after the last OnRebuilding, with the same name and total.
+    virtual void OnRebuildsDone(const std::string& /*bundleName*/, int32_t /*total*/) {}
     // A file is being copied onto the device, in bytes; `path` as the user has named it.
     virtual void OnCopied(const std::string& /*path*/, uint64_t /*done*/, uint64_t /*total*/) {}
     // The load that goes before an apply is over; apply follows in either case.

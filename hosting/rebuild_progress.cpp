@@ -26,6 +26,9 @@ RebuildProgress::RebuildProgress(const IDevicePort& port, const PackageFacts& fa
 RebuildProgress::~RebuildProgress()
 {
     port_.WatchRebuilds(nullptr);
+    if (begun_ > 0) {
+        observer_.OnRebuildsDone(current_, total_);
+    }
 }
 
 void RebuildProgress::Tell(const std::string& product, uint64_t done, uint64_t size)

@@ -26,7 +26,9 @@ using TavomendEngine::RESULT_SUCCESS;
 using TavomendEngine::SysUtils;
 
 namespace {
-constexpr uint32_t INCOMING_MODE = 0600; // nobody else's until it is in place
+constexpr uint32_t INCOMING_MODE = 0600;                   // nobody else's until it is in place
+constexpr int64_t MAX_COPIED_SIGNATURE = int64_t{1} << 20; // a mistake would fill the device's disk
+constexpr const char* REFUSED = "this device refuses the package: ";
 constexpr const char* DELIVERED_NAME = "the delivered package";
 constexpr const char* IN_FORCE_NAME = "the patch in force";
 
@@ -124,6 +126,10 @@ bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::stri
 {
     const std::string package = deviceRoot + INCOMING_PACKAGE;
     const std::string signature = deviceRoot + INCOMING_SIGNATURE;
+    if (FileUtils::GetFileSize(files.signature, FileUtils::Unit::BYTE) > MAX_COPIED_SIGNATURE) {
+        error = std::string(REFUSED) + files.signature + " is larger than a signature can be";
+        return false;
+    }
     if (CopyIn(files.package, package, observer, error) && CopyIn(files.signature, signature, nullptr, error)) {
         return true;
     }
@@ -143,7 +149,7 @@ DeliveryResult DeliverIncoming(const PackageFiles& files, Refused refused, const
         result.outcome = Outcome::DONE;
         result.needsBoot = WhyBootIsNeeded();
     } else if (result.reason.empty()) {
-        result.reason = "this device refuses the package: " + InUsersWords(result.refusal, files);
+        result.reason = REFUSED + InUsersWords(result.refusal, files);
     }
     result.refusal = InUsersWords(result.refusal, files);
     return result;
@@ -190,7 +196,7 @@ RevokeResult RequestRevoke(const IDevicePort& port, const std::vector<std::strin
         return {{Outcome::NOTHING, "what was named has been taken back already"}, {}};
     }
     if (!WriteRevokeRequest(asked)) {
-        return {{Outcome::FAILED, "the request cannot be written"}, {}};
+        return {{Outcome::FAILED, Handles::CannotWrite(REVOKE_REQUEST, errno)}, {}};
     }
     return result;
 }

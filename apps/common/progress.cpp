@@ -43,10 +43,12 @@ void Progress::Report(const std::string& step, uint64_t done, uint64_t total)
 {
     const auto now = clock_();
     const bool isNewOnBar = console_.HasBar() && step != step_;
-    if (now < next_ && !isNewOnBar) {
+    const bool isEndOfShown = step == step_ && done >= total && !isEndShown_;
+    if (now < next_ && !isNewOnBar && !isEndOfShown) {
         return;
     }
     step_ = step;
+    isEndShown_ = done >= total;
     const std::string text = step + ", " + HowFar(done, total);
     if (console_.HasBar()) {
         next_ = now + BETWEEN_BARS;

@@ -11,8 +11,8 @@
 
 namespace ORVX::Cli {
 // One bar on a terminal, drawn anew at most ten times a second and taken away at the end; elsewhere a line, and with
-// JSON an event "progress", at most once a second. Work that is over within its first second is not told of without a
-// terminal. One thread at a time, any thread.
+// JSON an event "progress", at most once a second, and the end of each step that was told of. Work that is over within
+// its first second is not told of without a terminal. One thread at a time, any thread.
 class Progress {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
@@ -29,7 +29,8 @@ private:
     const Console& console_;
     const Clock clock_;
     std::chrono::steady_clock::time_point next_; // nothing is shown before
-    std::string step_;                           // that is on the bar
+    std::string step_;                           // that was shown last
+    bool isEndShown_ = false;                    // of that step
 };
 } // namespace ORVX::Cli
 

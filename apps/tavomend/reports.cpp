@@ -151,6 +151,15 @@ void ConsoleObserver::OnRebuilt(const std::string& /*product*/, uint64_t done, u
     }
 }
 
+void ConsoleObserver::OnRebuildsDone(const std::string& bundleName, int32_t total)
+{
+    rebuilding_.reset();
+    console_.Emit("progress", {{"step", "rebuilding " + Cli::Printable(bundleName)},
+                               {"done", total},
+                               {"total", total},
+                               {"unit", "applications"}});
+}
+
 void ConsoleObserver::OnCopied(const std::string& path, uint64_t done, uint64_t total)
 {
     if (!copying_) {

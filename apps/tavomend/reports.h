@@ -35,6 +35,7 @@ public:
     void OnRevoking(const std::vector<std::string>& bundleNames, const std::vector<std::string>& unknown) override;
     void OnRebuilding(const std::string& bundleName, int32_t number, int32_t total) override;
     void OnRebuilt(const std::string& product, uint64_t done, uint64_t total) override;
+    void OnRebuildsDone(const std::string& bundleName, int32_t total) override;
     void OnCopied(const std::string& path, uint64_t done, uint64_t total) override;
     void OnLoaded(bool isReady) override;
     void OnProgress(int32_t done, int32_t total) override;

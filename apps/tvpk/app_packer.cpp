@@ -16,12 +16,18 @@ namespace fs = std::filesystem;
 using TavomendEngine::FileUtils;
 
 namespace {
-bool ListFiles(const std::string& directory, std::vector<fs::path>& files, std::string& error)
+// Without what an earlier call has packed into the directory itself.
+bool ListFiles(const std::string& directory, const std::string& packed, std::vector<fs::path>& files,
+               std::string& error)
 {
+    std::error_code notThere;
     std::error_code failure;
     for (fs::recursive_directory_iterator at(directory, failure), end; !failure && at != end; at.increment(failure)) {
         const fs::file_status status = at->symlink_status(failure);
         if (fs::is_regular_file(status)) {
+            if (fs::equivalent(at->path(), packed, notThere)) {
+                continue;
+            }
             files.push_back(at->path().lexically_relative(directory));
         } else if (!fs::is_directory(status)) {
             error = at->path().string() + " is neither a file nor a directory";
@@ -74,7 +80,7 @@ bool PackApp(const std::string& directory, const std::string& outPath, int level
         return false;
     }
     std::vector<fs::path> files;
-    if (!ListFiles(directory, files, error)) {
+    if (!ListFiles(directory, outPath, files, error)) {
         return false;
     }
     const std::string beside = outPath + ".part";

@@ -1,6 +1,8 @@
 #include "apps/tvpk/commands.h"
 
 #include <cstdio>
+#include <filesystem>
+#include <unistd.h>
 
 #include "apps/common/printable.h"
 #include "apps/common/progress.h"
@@ -31,6 +33,13 @@ std::string Percent(uint64_t part, uint64_t whole)
     char text[32];
     snprintf(text, sizeof(text), "%.1f %%", share);
     return text;
+}
+
+// Also a link that leads nowhere.
+bool IsAnythingThere(const std::string& path)
+{
+    std::error_code error;
+    return std::filesystem::symlink_status(path, error).type() != std::filesystem::file_type::not_found;
 }
 
 void PrintMade(const Console& console, const MadePackage& made, const std::string& outDir)
@@ -75,12 +84,28 @@ int RunKeygen(const Console& console, const std::string& outDir, int bits)
     const std::string privatePath = outDir + "/" + PRIVATE_KEY_NAME;
     const std::string publicPath = outDir + "/" + PUBLIC_KEY_NAME;
     for (const auto& path : {privatePath, publicPath}) {
-        if (FileUtils::FileIsExist(path)) {
+        if (IsAnythingThere(path)) {
             return console.Fail(path + " exists; a key is never overwritten");
         }
     }
+    const bool isDirMade = !IsAnythingThere(outDir);
+    const auto takeBack = [&] { // half a pair would be in the way of the next one
+        for (const auto& path : {privatePath, publicPath}) {
+            unlink(path.c_str());
+            unlink((path + ".new").c_str());
+        }
+        if (isDirMade) {
+            rmdir(outDir.c_str());
+        }
+    };
     std::string error;
-    if (!Formats::MakeKeyPair(bits, privatePath, publicPath, error)) {
+    bool isMade = false;
+    Interruption interruption(console);
+    interruption.SetCleanUp(takeBack);
+    interruption.Allow([&] { isMade = Formats::MakeKeyPair(bits, privatePath, publicPath, error); });
+    interruption.SetCleanUp(nullptr);
+    if (!isMade) {
+        takeBack();
         return console.Fail(error);
     }
     console.Emit("keygen", {{"privateKey", privatePath}, {"publicKey", publicPath}});

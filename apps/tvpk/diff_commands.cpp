@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "apps/common/progress.h"
+#include "apps/tvpk/free_room.h"
 #include "apps/tvpk/interruption.h"
 #include "diff/difference_applier.h"
 #include "diff/difference_header.h"
@@ -98,7 +99,7 @@ int ApplyBeside(const DiffPaths& paths, Interruption& interruption, int& error)
     interruption.Allow([&] {
         errno = 0;
         result = Difference::ApplyDifference(paths.difference, paths.old, beside);
-        error = errno;
+        error = result == Difference::DIFFERENCE_NO_ROOM ? ENOSPC : errno;
     });
     if (result == Difference::DIFFERENCE_OK && std::rename(beside.c_str(), paths.fresh.c_str()) != 0) {
         error = errno;
@@ -113,6 +114,14 @@ int ApplyBeside(const DiffPaths& paths, Interruption& interruption, int& error)
 int RunDiff(const Cli::Console& console, const DiffPaths& paths)
 {
     const Difference::DifferencePaths files{paths.old, paths.fresh, paths.difference};
+    if (IsSameFile(paths.difference, paths.old) || IsSameFile(paths.difference, paths.fresh)) {
+        return console.Fail("the difference would overwrite the old or the new file");
+    }
+    const std::string noRoom =
+        WhyNoRoom(fs::path(paths.difference).parent_path().string(), SizeOf(paths.fresh), paths.difference);
+    if (!noRoom.empty()) { // for the new file as the proof of the difference makes it
+        return console.Fail(noRoom);
+    }
     Interruption interruption(console);
     interruption.SetCleanUp([&files] {
         for (const auto& scratch : Difference::ScratchFilesOf(files)) {

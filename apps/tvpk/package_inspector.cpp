@@ -82,6 +82,9 @@ std::vector<std::string> VerifyPackage(const std::string& package, const std::st
     if (!config) {
         return problems;
     }
+    if (std::string why = Formats::WhyNeverApplied(*config); !why.empty()) {
+        problems.push_back(std::move(why));
+    }
     for (const auto& app : config->appsList) {
         for (size_t i = 0; i < app.diffPaths.size(); ++i) {
             const std::string problem = ProblemOf(*archive, app, i);

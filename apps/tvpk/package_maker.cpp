@@ -1,9 +1,11 @@
 #include "apps/tvpk/package_maker.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 
+#include "apps/tvpk/free_room.h"
 #include "apps/tvpk/release_judge.h"
 #include "diff/difference_maker.h"
 #include "formats/patch_paths.h"
@@ -81,6 +83,21 @@ bool CheckPlaces(const std::string& outDir, std::string& error)
     return true;
 }
 
+// What the work takes at least, in bytes: whole files are there twice at its end, beside and in the package, and each
+// difference is proven by making its new file.
+uint64_t LeastRoom(const Release& release)
+{
+    uint64_t whole = 0;
+    uint64_t proven = 0;
+    for (const auto& app : release.apps) {
+        for (const auto& file : app.files) {
+            const auto size = static_cast<uint64_t>(FileUtils::GetFileSize(file.newPath, FileUtils::Unit::BYTE));
+            (file.isWhole ? whole : proven) = file.isWhole ? whole + size : std::max(proven, size);
+        }
+    }
+    return whole + std::max(whole, proven);
+}
+
 bool MoveOut(const std::string& workDir, const std::string& outDir, std::string& error)
 {
     const auto move = [&](const char* name) {
@@ -119,6 +136,10 @@ bool PackageMaker::Make(const std::string& privateKeyPath, const std::string& ou
         return false;
     }
     if (!CheckPlaces(outDir, error) || !judge.Describe([this] { interruption_.Check(); }, made.config, error)) {
+        return false;
+    }
+    error = WhyNoRoom(work.Path(), LeastRoom(release_), outDir);
+    if (!error.empty()) {
         return false;
     }
     for (const auto& note : ReleaseJudge::NotesOn(made.config)) {

@@ -13,10 +13,12 @@ namespace {
 // Tried once more at once.
 const char* const FAILED_APPLY =
     R"-({"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
+{"schema":1,"event":"progress","step":"rebuilding com.hot","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"load","ready":true}
 {"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":151,"message":"activites_failed"}
 {"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
+{"schema":1,"event":"progress","step":"rebuilding com.hot","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"load","ready":true}
 {"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":151,"message":"activites_failed"}
@@ -81,6 +83,7 @@ TEST(JsonLinesTest, TellScriptsWhatPeopleAreTold)
 {"schema":1,"event":"stage","stage":"bundle scan","exit":0}
 {"schema":1,"event":"begin","stage":"system-service stage"}
 {"schema":1,"event":"progress","step":"rebuilding com.hot","done":0,"total":1,"unit":"applications"}
+{"schema":1,"event":"progress","step":"rebuilding com.hot","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"load","ready":true}
 {"schema":1,"event":"progress","step":"installed","done":1,"total":1,"unit":"applications"}
 {"schema":1,"event":"engine","report":101,"message":"activites"}

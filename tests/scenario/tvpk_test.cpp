@@ -8,6 +8,7 @@
 #include <random>
 #include <regex>
 #include <sstream>
+#include <sys/stat.h>
 
 #include "tests/support/cli_runner.h"
 #include "tests/support/device_fixture.h"
@@ -89,6 +90,10 @@ TEST_F(TvpkTest, TellsWhatItMakes)
               "public key:  keys/zkkey_tvpk_v1.pem (goes to every device)\n");
     EXPECT_EQ(Plain(Run("pack a1 again.vab").out), "again.vab: " + Size("a1.vab") + " bytes\n");
     EXPECT_EQ(ReadFile(At("again.vab")), ReadFile(At("a1.vab"))); // the same input gives the same bytes
+    EXPECT_EQ(Run("pack a1 a1/own.vab").exitCode, 0);
+    EXPECT_EQ(Run("pack a1 a1/own.vab").exitCode, 0);
+    EXPECT_EQ(ReadFile(At("a1/own.vab")), ReadFile(At("a1.vab"))); // not with the first one in it
+    fs::remove(At("a1/own.vab"));
     EXPECT_EQ(Run("pack a1 stored.vab --level 0").exitCode, 0);
     EXPECT_GT(fs::file_size(At("stored.vab")), fs::file_size(At("a1/code/lines.txt")));
 
@@ -251,6 +256,10 @@ TEST_F(TvpkTest, RefusesInOneLine)
     ASSERT_EQ(Run("diff a1.vab a2.vab d").exitCode, 0);
     fs::copy(At("a1"), At("linked"), fs::copy_options::recursive);
     fs::create_symlink(At("no.json"), At("linked/link"));
+    WriteFile(At("half/zkkey_tvpk_v1.pem.new/file"), ""); // the second of the two files cannot be written
+    WriteFile(At("sparse"), "");
+    fs::resize_file(At("sparse"), uintmax_t{15} << 40);
+    ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
     const Case cases[] = {
         {"", 2, "A subcommand is required; --help tells more"},
         {"no-such-command", 2, "no-such-command is no command; --help lists them"},
@@ -259,6 +268,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"keygen --out more --bits 1024", 2, "--bits: Value 1024 not in range 2048 to 8192; --help tells more"},
         {"pack a1 x.vab --level 10", 2, "--level: Value 10 not in range 0 to 9; --help tells more"},
         {"keygen --out keys", 1, "@/keys/tavomend_private.pem exists; a key is never overwritten"},
+        {"keygen --out half --bits 2048", 1, "cannot write @/half/zkkey_tvpk_v1.pem: Is a directory"},
         {"keygen --out no.json/keys", 1, "cannot write @/no.json/keys/tavomend_private.pem: Not a directory"},
         {"pack none x.vab", 1, "cannot read @/none: No such file or directory"},
         {"pack no.json x.vab", 1, "cannot read @/no.json: Not a directory"},
@@ -278,10 +288,15 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"verify a1.vab no.json --public-key no.json", 1,
          "no usable public key in @/no.json: it holds no RSA public key (PEM \"PUBLIC KEY\")"},
         {"verify a1.vab none --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/none: No such file or directory"},
+        {"verify pipe no.json --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/pipe: it is no regular file"},
         {"diff none a2.vab d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab none d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab a2.vab none/d", 1, "cannot write @/none/d: No such file or directory"},
+        {"diff a1.vab sparse d", 1,
+         "cannot write @/d: No space left on device: 16492674416640 bytes or more are needed"},
         {"diff a1.vab a2.vab empty", 1, "cannot write @/empty: it is no regular file"},
+        {"diff a1.vab a2.vab a1.vab", 1, "the difference would overwrite the old or the new file"},
+        {"diff a1.vab a2.vab a2.vab", 1, "the difference would overwrite the old or the new file"},
         {"patch none a1.vab x", 1, "cannot read @/none: No such file or directory (code 2)"},
         {"patch a1.vab b1.vab x.vab", 1, "the difference is of an unknown kind (code 6)"},
         {"patch a1.vab none x.vab", 1, "cannot read @/none: No such file or directory (code 1)"},
@@ -299,7 +314,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
         const Json error = {{"code", refused.exitCode == 1 ? "failed" : "usage"}, {"message", says}};
         EXPECT_EQ(Told(refused.arguments)["error"], error) << refused.arguments;
     }
-    for (const char* left : {"x.vab", "x.vab.part", "empty.part"}) {
+    for (const char* left : {"half/tavomend_private.pem", "x.vab", "x.vab.part", "empty.part"}) {
         EXPECT_FALSE(Exists(At(left))) << left;
     }
     const std::string verbose = std::string(TVPK_PROGRAM) + " pack " + At("a1") + " " + At("full.vab");
@@ -308,6 +323,8 @@ TEST_F(TvpkTest, RefusesInOneLine)
         EXPECT_EQ(unheard.exitCode, 1);
         EXPECT_EQ(unheard.err, "tvpk: cannot write to standard output: No space left on device\n");
     }
+    const std::string unread = "mkfifo p && exec 3<>p 4>p 3<&- && " + verbose + " >&4"; // the reader has gone
+    EXPECT_EQ(RunProgram({"sh", "-c", "cd " + folder_ + " && " + unread}).exitCode, 0);
     EXPECT_EQ(Run("--version").out, "1.0.0\n");
     EXPECT_EQ(Run("--help").exitCode, 0);
 }
@@ -325,8 +342,9 @@ TEST_F(TvpkTest, LeavesNothingWhenItIsInterrupted)
     // The signal is there before the program is.
     WriteFile(At("there"), "already");
     const auto before = ListTree(folder_);
-    for (const std::string& line : {make, std::string("pack a1 there"), std::string("diff a1.vab a2.vab there"),
-                                    std::string("patch difference a1.vab there")}) {
+    for (const std::string& line :
+         {make, std::string("keygen --out out"), std::string("pack a1 there"), std::string("diff a1.vab a2.vab there"),
+          std::string("patch difference a1.vab there")}) {
         expectEnded(RunningProgram(CommandOf(line), SIGINT).Wait(), 130, line);
         expectEnded(RunningProgram(CommandOf(line), SIGTERM).Wait(), 143, line);
         EXPECT_EQ(ListTree(folder_), before) << line;

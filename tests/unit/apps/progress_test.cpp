@@ -23,13 +23,16 @@ TEST(ProgressTest, TellsOnceASecondAndNothingOfWhatIsOverAtOnce)
         Work(Console("program", isJson));
         const std::string out = testing::internal::GetCapturedStdout();
         const std::string err = testing::internal::GetCapturedStderr();
-        EXPECT_EQ(err, isJson ? "" : "making \\x1b, 0.6 of 1.5 MB\nmaking \\x1b, 1.2 of 1.5 MB\n");
+        EXPECT_EQ(err, isJson ? ""
+                              : "making \\x1b, 0.6 of 1.5 MB\nmaking \\x1b, 1.2 of 1.5 MB\n"
+                                "making \\x1b, 1.5 of 1.5 MB\n");
         EXPECT_EQ(
             out,
             isJson
                 ? "{\"schema\":1,\"event\":\"progress\",\"step\":\"making \\u001b\",\"done\":600000,\"total\":1500000,"
                   "\"unit\":\"bytes\"}\n{\"schema\":1,\"event\":\"progress\",\"step\":\"making \\u001b\","
-                  "\"done\":1200000,\"total\":1500000,\"unit\":\"bytes\"}\n"
+                  "\"done\":1200000,\"total\":1500000,\"unit\":\"bytes\"}\n{\"schema\":1,\"event\":\"progress\","
+                  "\"step\":\"making \\u001b\",\"done\":1500000,\"total\":1500000,\"unit\":\"bytes\"}\n"
                 : "");
     }
 }
