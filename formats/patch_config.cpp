@@ -1,7 +1,5 @@
 #include "formats/patch_config.h"
 
-#include <algorithm>
-
 #include "formats/patch_config_parser.h"
 #include "formats/status_words.h"
 #include "handles/json.h"
@@ -42,22 +40,6 @@ void AddApp(cJSON* apps, const AppInfo& app)
     AddTexts(entry, "diff_path", app.diffPaths);
     AddTexts(entry, "apps_hash", app.appsHashs);
 }
-
-bool IsSha256(const std::string& text)
-{
-    constexpr size_t SHA256_DIGITS = 64;
-    return text.size() == SHA256_DIGITS && text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
-}
-
-std::string WhyNeverInstalled(const AppInfo& app)
-{
-    if (app.appPatchType == PATCH_TYPE_HOT && app.appType == APP_TYPE_SERVICE_FWK) {
-        return app.bundleName + ": a service framework can be patched cold only";
-    }
-    return std::all_of(app.appsHashs.begin(), app.appsHashs.end(), IsSha256)
-               ? ""
-               : app.bundleName + ": \"apps_hash\" holds something other than SHA-256 sums";
-}
 } // namespace
 
 std::optional<PackageInfo> ParsePatchConfig(const std::string& text, std::vector<std::string>& problems)
@@ -72,15 +54,7 @@ std::optional<PackageInfo> ParsePatchConfig(const std::string& text, std::vector
 
 std::string WhyNeverApplied(const PackageInfo& info)
 {
-    if (info.version == NO_PATCH_VERSION) {
-        return "\"version\" is \"patch00\", which means a device without a patch";
-    }
-    for (const auto& app : info.appsList) {
-        if (std::string why = WhyNeverInstalled(app); !why.empty()) {
-            return why;
-        }
-    }
-    return "";
+    return info.version == NO_PATCH_VERSION ? "\"version\" is \"patch00\", which means a device without a patch" : "";
 }
 
 std::string WritePatchConfig(const PackageInfo& info)

@@ -65,8 +65,8 @@ struct PackageInfo {
 // are added to `problems`: the one place where the reading stopped, or every rule that what was read breaks.
 [[nodiscard]] std::optional<PackageInfo> ParsePatchConfig(const std::string& text, std::vector<std::string>& problems);
 
-// Why no device comes to a good end with a package though the engine takes its record: one line for people, empty when
-// nothing in the record stands in the way. For whoever judges packages before the engine does.
+// Why the engine never begins with a package whose record is valid: one line for people, empty for any other. For those
+// who judge packages before the engine does.
 [[nodiscard]] std::string WhyNeverApplied(const PackageInfo& info);
 
 // The text of a record; a valid one reads back as it was. "size", "file_num" and the codes come from the record's own

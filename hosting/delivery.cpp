@@ -30,16 +30,6 @@ namespace {
 // Files of a package that is being judged.
 constexpr const char* INCOMING_FILES = "/data/update/tavomend/package/incoming.files";
 
-std::string UnnamedMember(const std::string& target)
-{
-    return "the configuration names the member " + target + " without its \"/\"";
-}
-
-std::string OtherHash(const std::string& target)
-{
-    return target + " does not have the stated hash";
-}
-
 // A whole bundle file is taken in by the next scan as it is, so it must be the one that the configuration means.
 bool LayOutFile(const ZipArchive& archive, const AppInfo& app, size_t index, const std::string& path,
                 std::string& error)
@@ -47,7 +37,7 @@ bool LayOutFile(const ZipArchive& archive, const AppInfo& app, size_t index, con
     const std::string& target = app.diffPaths[index];
     const auto member = Formats::MemberNameOf(target);
     if (!member) {
-        error = UnnamedMember(target);
+        error = "the configuration names the member " + target + " without its \"/\"";
         return false;
     }
     if (!archive.ExtractMember(*member, path, error)) {
@@ -56,7 +46,7 @@ bool LayOutFile(const ZipArchive& archive, const AppInfo& app, size_t index, con
     if (!Formats::IsDifference(path) &&
         !Formats::IsSameHash(Formats::Sha256OfFile(path, error), app.appsHashs[index])) {
         std::remove(path.c_str());
-        error = OtherHash(target);
+        error = target + " does not have the stated hash";
         return false;
     }
     return true;
@@ -67,48 +57,25 @@ bool IsOfColdApp(const AppInfo& app)
     return app.appPatchType == Formats::PATCH_TYPE_COLD;
 }
 
-// The engine takes hot files out by itself; here they are only read through.
-bool CheckHotFile(const ZipArchive& archive, const AppInfo& app, size_t index, std::string& error)
-{
-    const std::string& target = app.diffPaths[index];
-    const auto member = Formats::MemberNameOf(target);
-    if (!member) {
-        error = UnnamedMember(target);
-        return false;
-    }
-    const std::string hash = archive.HashMember(*member, error);
-    if (!hash.empty() && !Formats::IsDifference(target) && !Formats::IsSameHash(hash, app.appsHashs[index])) {
-        error = OtherHash(target);
-    }
-    return error.empty();
-}
-
-// Lays a cold file out where nobody looks for it.
-bool CheckFile(const ZipArchive& archive, const AppInfo& app, size_t index, std::string& error)
+// Lays a file out where nobody looks for it.
+bool CheckColdFile(const ZipArchive& archive, const AppInfo& app, size_t index, std::string& error)
 {
     const std::string path = Formats::ExtractedPathOf(app, index);
     if (!FileUtils::IsValidPath(path)) {
         error = path + " is not a path below the work directory";
         return false;
     }
-    if (!IsOfColdApp(app)) {
-        return CheckHotFile(archive, app, index, error);
-    }
     const std::string apart = std::string(INCOMING_FILES) + "/file";
     return LayOutFile(archive, app, index, Formats::IsDifference(path) ? apart + Formats::DIFF_SUFFIX : apart, error);
 }
 
-bool CheckContent(const PackageInfo& config, std::string& error)
+bool CheckColdFiles(const PackageInfo& config, std::string& error)
 {
-    error = Formats::WhyNeverApplied(config);
-    if (!error.empty()) {
-        return false;
-    }
     const auto archive = ZipArchive::Open(INCOMING_PACKAGE, error);
     bool isWhole = archive.has_value();
     for (const auto& app : config.appsList) {
-        for (size_t i = 0; isWhole && i < app.diffPaths.size(); ++i) {
-            isWhole = CheckFile(*archive, app, i, error);
+        for (size_t i = 0; isWhole && IsOfColdApp(app) && i < app.diffPaths.size(); ++i) {
+            isWhole = CheckColdFile(*archive, app, i, error);
             FileUtils::CleanDir(INCOMING_FILES, true);
         }
     }
@@ -217,6 +184,9 @@ std::optional<PackageInfo> JudgePackage(const std::string& package, const std::s
         reason = problems.front();
         return std::nullopt;
     }
+    if (reason = Formats::WhyNeverApplied(*config); !reason.empty()) {
+        return std::nullopt;
+    }
     const auto& versions = config->productVersion;
     const std::string baseVersion = SysUtils::GetBaseVersion();
     if (std::find(versions.begin(), versions.end(), baseVersion) == versions.end()) {
@@ -230,9 +200,11 @@ std::optional<PackageInfo> JudgePackage(const std::string& package, const std::s
 
 bool Deliver(Refused refused, std::string& refusal, std::string& error)
 {
-    const auto config = JudgePackage(INCOMING_PACKAGE, INCOMING_SIGNATURE, refusal);
-    const bool isTaken = config && CheckContent(*config, refusal);
-    if (!isTaken && refused == Refused::IS_SENT_BACK) {
+    auto config = JudgePackage(INCOMING_PACKAGE, INCOMING_SIGNATURE, refusal);
+    if (config && !CheckColdFiles(*config, refusal)) {
+        config.reset();
+    }
+    if (!config && refused == Refused::IS_SENT_BACK) {
         RemoveFiles(INCOMING_PACKAGE, INCOMING_SIGNATURE);
         return false;
     }

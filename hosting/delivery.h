@@ -20,10 +20,10 @@ constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incomi
 [[nodiscard]] std::optional<Formats::PackageInfo> JudgePackage(const std::string& package, const std::string& signature,
                                                                std::string& reason);
 // What a package that this device will refuse comes to: the incoming files are removed and the device is as it was,
-// with what waited on it; or it is delivered all the same, so that the engine tells its client, and laid out as far as
-// its configuration and its files allow.
+// with what waited on it; or it is delivered all the same, so that the engine tells its client, and nothing of it laid
+// out.
 enum class Refused { IS_SENT_BACK, IS_DELIVERED };
-// Takes the two incoming files. Judges them, the files of all applications included; then clears what an earlier
+// Takes the two incoming files. Judges them, the files of cold applications included; then clears what an earlier
 // package left in the work directory, lays out the cold files, puts package and signature in place, each by one rename,
 // the signature last (a package counts as delivered only with both), and takes the package's applications off the
 // recover lists.

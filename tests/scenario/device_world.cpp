@@ -87,12 +87,12 @@ CliResult DeviceWorld::Tavomend(const std::string& arguments) const
     return RunProgram(command);
 }
 
-void DeviceWorld::Deliver(const PatchRecipe& recipe, const std::string& option) const
+void DeviceWorld::Deliver(const PatchRecipe& recipe) const
 {
     const std::string package = PatchBuilder(recipe).Package();
     WriteFile(At("app.tvpk"), package);
     WriteFile(At("sign.bin"), key_.Sign(package));
-    const CliResult delivered = Tavomend("deliver " + option + " " + At("app.tvpk") + " " + At("sign.bin"));
+    const CliResult delivered = Tavomend("deliver " + At("app.tvpk") + " " + At("sign.bin"));
     EXPECT_EQ(delivered.exitCode, 0) << delivered.err;
 }
 

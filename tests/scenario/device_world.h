@@ -31,7 +31,7 @@ public:
     [[nodiscard]] std::string At(const std::string& path) const { return folder_ + "/" + path; }
     // `tavomend --root DEV ARGUMENTS`, the arguments split at blanks.
     CliResult Tavomend(const std::string& arguments) const;
-    void Deliver(const PatchRecipe& recipe, const std::string& option = "") const;
+    void Deliver(const PatchRecipe& recipe) const;
     [[nodiscard]] const SigningKey& Key() const { return key_; }
 
     [[nodiscard]] Versions InstalledVersions() const;

@@ -59,7 +59,7 @@ TEST(LifeTest, BrokenApplicationsAreNamedAndTheOthersArrive)
             expected += (expected.empty() ? "" : "; ") + recipe.apps.back().bundleName + ": " + way.says;
         }
     }
-    world.Deliver(recipe, "--force");
+    world.Deliver(recipe);
     const CliResult boot = world.Tavomend("boot");
     EXPECT_EQ(boot.exitCode, 1);
     EXPECT_NE(boot.err.find("tavomend: apply failed: " + expected + "\n"), std::string::npos) << boot.err;

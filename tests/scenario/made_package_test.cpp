@@ -274,7 +274,6 @@ TEST_F(MadePackageTest, VerifyingNamesWhatIsWrong)
         "file_num": 2, "app_patch_type": "hot", "app_type": 0, "base_path": ["", "b"],
         "diff_path": ["", "com.hot/Hot.vab.diff"], "apps_hash": ["", "AA"]}}})";
     EXPECT_EQ(WhyNot(Verify(PatchBuilder(recipe).Package())),
-              "tvpk: com.a: \"apps_hash\" holds something other than SHA-256 sums\n"
               "tvpk: com.a: the archive has no member \ntvpk: com.a: the archive has no member com.hot/Hot.vab.diff\n");
     const std::string text = RunProgram({TVPK_PROGRAM, "inspect", world_.At("p.tvpk")}).out;
     EXPECT_NE(text.find("action 1, needs 1 KiB\nfor m at 1.0.0\n"), std::string::npos) << text;

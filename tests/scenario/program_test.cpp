@@ -247,7 +247,7 @@ TEST(ProgramTest, ShowsWhatPackagesSayOnOneLine)
     PatchRecipe recipe = OneHotApplication();
     recipe.version = R"(p\u001b[2J\nin force: all)";
     recipe.apps[0].bundleName = R"(com.odd\u0007)";
-    world.Deliver(recipe, "--force");
+    world.Deliver(recipe);
     Play(world, {{"version", 0, "p\\x1b[2J\\nin force: all\n", ""},
                  {"status", 0,
                   "in force: none\npending: p\\x1b[2J\\nin force: all: com.odd\\x07\nno operation has been recorded\n"
