@@ -94,6 +94,16 @@ TEST_F(TvpkTest, TellsWhatItMakes)
     EXPECT_EQ(Run("pack a1 a1/own.vab").exitCode, 0);
     EXPECT_EQ(ReadFile(At("a1/own.vab")), ReadFile(At("a1.vab"))); // not with the first one in it
     fs::remove(At("a1/own.vab"));
+    for (char name = 'a'; name <= 'z'; ++name) { // in whatever order the directory tells them
+        WriteFile(At(std::string("a1/by name ") + name), "x");
+    }
+    EXPECT_EQ(Run("pack a1 again.vab").exitCode, 0);
+    const std::string packed = ReadFile(At("again.vab"));
+    for (char name = 'a'; name < 'z'; ++name) {
+        EXPECT_LT(packed.rfind(std::string("by name ") + name),
+                  packed.rfind(std::string("by name ") + static_cast<char>(name + 1)))
+            << name;
+    }
     EXPECT_EQ(Run("pack a1 stored.vab --level 0").exitCode, 0);
     EXPECT_GT(fs::file_size(At("stored.vab")), fs::file_size(At("a1/code/lines.txt")));
 
