@@ -45,6 +45,9 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command, int pend
         for (int i = 0; i < 3; ++i) {
             dup2(files[i], i);
         }
+        for (const int asked : {SIGINT, SIGTERM}) { // which are ignored where the tests run behind a shell's "&"
+            signal(asked, SIG_DFL);
+        }
         if (pendingSignal != 0) {
             MakePending(pendingSignal);
         }
