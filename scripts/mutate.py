@@ -9,9 +9,9 @@
 Kinds of faults: drop a call, negate a condition, change a constant, swap two statements, return early (or the opposite
 of a bool), drop a lock, drop a flush. All places in the sources of the rooms have the same chance. Left out is what
 changes no behaviour: log lines, whose texts the tests look for one by one where they matter, swaps of two statements
-neither of which writes what the other one names, constants that only say how large a buffer is, and the first value of a
-variable or member that is not constant: most have another one before anybody reads them. A fault that does not compile is no fault and is replaced by
-the next of the sample.
+neither of which writes what the other one names, constants that only say how large a buffer is or the size of none at
+all, and the first value of a variable or member that is not constant: most have another one before anybody reads them. A
+fault that does not compile is no fault and is replaced by the next of the sample.
 
 The tree is copied to build/mutate/N (one copy a job), so the working tree stays as it is. Each test program runs as one
 process until its first failure, in a mount namespace of its own where that is allowed, with everything but its
@@ -26,6 +26,7 @@ import random
 import re
 import resource
 import shutil
+import signal
 import subprocess
 import sys
 import threading
@@ -115,6 +116,8 @@ def single_faults(code, line):
                 kind = "change a constant"
             yield kind, line[:flag.start()] + ("false" if flag.group() == "true" else "true") + line[flag.end():]
         for number in NUMBER.finditer(code):
+            if code[:number.start(1)].endswith("nullptr, "):
+                continue
             digits = number.group(1)
             is_octal = len(digits) > 1 and digits.isdigit() and digits.startswith("0")
             is_negative = re.search(r"(^|[(,=<>?:{ ])-$", code[:number.start(1)])  # then on to 0, and not past it
@@ -253,6 +256,7 @@ class Worker:
 
         def limits():
             os.setsid()
+            signal.signal(signal.SIGINT, signal.SIG_DFL)  # ignored behind a shell's "&"
             resource.setrlimit(resource.RLIMIT_AS, (8 << 30, 8 << 30))
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
