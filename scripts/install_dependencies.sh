@@ -15,8 +15,8 @@ packages=(
 )
 case "${1:-}" in
     "") ;;
-    --packages) packages+=(debhelper dpkg-dev lintian) ;;
-    --bare-system) packages+=(debhelper dpkg-dev lintian debootstrap) ;;
+    --packages) packages+=(debhelper dpkg-dev lintian scdoc) ;;
+    --bare-system) packages+=(debhelper dpkg-dev lintian scdoc debootstrap) ;;
     *) packages+=(libgtest-dev libgmock-dev binutils zstd zip unzip) ;;
 esac
 if [ "${1:-}" = "--power-cuts" ]; then
