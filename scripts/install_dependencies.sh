@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing: what the build needs, with "--tests" what the tests need as well, with
 # "--power-cuts" what makes the file systems whose power is cut, with "--packages" what makes Debian packages, and with
-# "--bare-system" also what makes a system to install them in.
+# "--bare-system" also what makes a system to install them in, with "--boot" also what boots it.
 # Asks for nothing when all are there, so that an ordinary user can build on a prepared machine.
 set -euo pipefail
 
@@ -15,8 +15,9 @@ packages=(
 )
 case "${1:-}" in
     "") ;;
-    --packages) packages+=(debhelper dpkg-dev lintian) ;;
-    --bare-system) packages+=(debhelper dpkg-dev lintian debootstrap) ;;
+    --packages) packages+=(debhelper dpkg-dev lintian scdoc) ;;
+    --bare-system) packages+=(debhelper dpkg-dev lintian scdoc debootstrap) ;;
+    --boot) packages+=(debhelper dpkg-dev lintian scdoc debootstrap procps systemd systemd-container) ;;
     *) packages+=(libgtest-dev libgmock-dev binutils zstd zip unzip) ;;
 esac
 if [ "${1:-}" = "--power-cuts" ]; then

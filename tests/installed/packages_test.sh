@@ -3,14 +3,9 @@
 # for apt. Exit status 77 where that cannot be tried.
 #   packages_test.sh PACKAGES
 set -euo pipefail
-skip() { echo "skipped: $*"; exit 77; }
-fail() { echo "FAILED: $*" >&2; exit 1; }
-
-[ "$(id -u)" -eq 0 ] || skip "a bare system is made by root only"
-command -v debootstrap >/dev/null || skip "debootstrap is missing"
-mirror=$(apt-get indextargets --format '$(SITE) $(CODENAME) $(COMPONENT)' 'Created-By: Packages' |
-    awk '$2 == "bookworm" && $3 == "main" { print $1; exit }')
-[ -n "$mirror" ] || skip "apt of this machine has no source for bookworm"
+# shellcheck source=bare_system.sh
+. "$(dirname "$0")/bare_system.sh"
+need_bare_system
 if [ -z "${PACKAGES_TEST_IS_PRIVATE:-}" ]; then # what is mounted here goes with this process
     PACKAGES_TEST_IS_PRIVATE=1 exec unshare --mount "$0" "$@"
 fi
@@ -26,10 +21,6 @@ end() {
     rm -rf --one-file-system "$work"
 }
 trap end EXIT
-step() { printf -- '-- %s\n' "$*"; }
-inside() { chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
-    DEBIAN_FRONTEND=noninteractive ${http_proxy:+http_proxy="$http_proxy"} "$@"; }
-install() { inside apt-get install -y -qq --no-install-recommends "$@" >>"$log" 2>&1 || fail "apt cannot install $*"; }
 # Every name outside of /data but those that apt and dpkg keep about any package.
 names() {
     (cd "$root" && find . \( -path ./proc -o -path ./dev -o -path ./data -o -path ./packages -o -path ./tmp \
@@ -37,12 +28,9 @@ names() {
 }
 
 step "a bare Debian 12"
-debootstrap --variant=minbase bookworm "$root" "$mirror" >>"$log" 2>&1 || fail "debootstrap"
-mount -t proc proc "$root/proc"
-install g++ pkg-config systemd
-mkdir "$root/packages"
-cp "$packages"/*.deb "$root/packages"
-rm -f "$root"/packages/*-dbgsym_*
+make_bare_system
+install g++ pkg-config systemd man-db bash-completion
+bring_packages "$packages"
 version=$(dpkg-deb -f "$(ls "$root"/packages/tavomend_*.deb)" Version)
 names >"$work/before"
 
@@ -58,6 +46,18 @@ install $(cd "$root" && ls ./packages/*.deb)
 inside tavomend --help | grep -q deliver || fail "tavomend --help"
 inside tavomend --root /tmp/device device init --base-version 1.0.0 --public-key /tmp/keys/zkkey_tvpk_v1.pem >>"$log" ||
     fail "tavomend device init"
+for page in tavomend tvpk "5 tavomend-package" "5 tavomend-status"; do
+    # shellcheck disable=SC2086
+    inside man $page 2>>"$log" | grep -q '^NAME' || fail "man $page"
+done
+# What a shell offers after "tavomend del", as bash-completion finds it by the program's name.
+completed=$(inside bash -c '. /usr/share/bash-completion/bash_completion; _completion_loader tavomend
+    COMP_WORDS=(tavomend del) COMP_CWORD=1 COMP_LINE="tavomend del" COMP_POINT=12
+    "$(complete -p tavomend | sed "s/.*-F \([^ ]*\).*/\1/")" tavomend del tavomend && echo "${COMPREPLY[*]}"') || true
+[[ $completed =~ ^deliver\ *$ ]] || fail "bash completes del by: $completed"
+for unit in early scan late; do
+    [ "$(inside systemctl is-enabled tavomend-$unit.service)" = enabled ] || fail "tavomend-$unit.service is not enabled"
+done
 [ "$(inside pkg-config --modversion tavomend)" = "$version" ] || fail "tavomend.pc has another version than $version"
 flags=$(inside pkg-config --cflags --libs tavomend)
 [[ $flags == *-I*/include/tavomend* ]] || fail "pkg-config: $flags"
