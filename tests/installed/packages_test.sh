@@ -48,7 +48,7 @@ inside tavomend --root /tmp/device device init --base-version 1.0.0 --public-key
     fail "tavomend device init"
 for page in tavomend tvpk "5 tavomend-package" "5 tavomend-status"; do
     # shellcheck disable=SC2086
-    inside man $page 2>>"$log" | grep -q '^NAME' || fail "man $page"
+    [[ $(inside man $page 2>>"$log") == *$'\nNAME\n'* ]] || fail "man $page"
 done
 # What a shell offers after "tavomend del", as bash-completion finds it by the program's name.
 completed=$(inside bash -c '. /usr/share/bash-completion/bash_completion; _completion_loader tavomend
