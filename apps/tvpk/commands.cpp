@@ -184,7 +184,11 @@ int RunInspect(const Console& console, const std::string& package)
 
 int RunVerify(const Console& console, const VerifyRequest& request)
 {
-    const auto problems = VerifyPackage(request.package, request.signature, request.publicKey);
+    std::vector<std::string> problems;
+    {
+        Interruption interruption(console);
+        interruption.Allow([&] { problems = VerifyPackage(request.package, request.signature, request.publicKey); });
+    }
     console.Emit("verify", {{"good", problems.empty()}, {"problems", problems}});
     for (const auto& problem : problems) {
         console.Fail(problem);

@@ -354,7 +354,8 @@ TEST_F(TvpkTest, LeavesNothingWhenItIsInterrupted)
     const auto before = ListTree(folder_);
     for (const std::string& line :
          {make, std::string("keygen --out out"), std::string("pack a1 there"), std::string("diff a1.vab a2.vab there"),
-          std::string("patch difference a1.vab there")}) {
+          std::string("patch difference a1.vab there"),
+          std::string("verify a1.vab there --public-key keys/zkkey_tvpk_v1.pem")}) {
         expectEnded(RunningProgram(CommandOf(line), SIGINT).Wait(), 130, line);
         expectEnded(RunningProgram(CommandOf(line), SIGTERM).Wait(), 143, line);
         EXPECT_EQ(ListTree(folder_), before) << line;
