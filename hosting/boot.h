@@ -10,6 +10,7 @@ namespace ORVX::TavomendHosting {
 // Init-stage load, the platform's scan, then load and apply at the system-service stage, each in a process of its own
 // (fork), as on a device that comes up. Needs a process on the device root with no other thread and no platform
 // running; its own engine state and running stage stay as they are, so that it may be called again.
+// A request to take single applications back is handed to the engine in the last stage; another scan follows then.
 // A boot that fails and leaves its package delivered is played once more (see Attempt in hosting/patch_run.h).
 // The outcome is the last stage's. A load that failed is judged by the apply at the end; a stage whose process dies, or
 // a scan that does not start, ends the boot: FAILED, and only then with a reason. The next boot takes up what this one

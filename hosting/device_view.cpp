@@ -1,6 +1,5 @@
 #include "hosting/device_view.h"
 
-#include <algorithm>
 #include <sys/stat.h>
 
 #include "formats/device_paths.h"
@@ -172,9 +171,8 @@ DeviceView ViewDevice(const IDevicePort& port)
                    view.record.status != Formats::STATUS_ACTIVITES_FAILED;
     view.needsBoot = NeedsBoot(view.pending);
     view.revoking = ReadRevokeRequest();
-    const auto& apps = view.inForce.apps;
     for (const auto& name : TakenBack()) {
-        if (std::any_of(apps.begin(), apps.end(), [&name](const auto& app) { return app.bundleName == name; })) {
+        if (FindApp(view.inForce, name) != nullptr) {
             view.takenBack.insert(name);
         }
     }

@@ -57,6 +57,13 @@ std::string ProblemOf(const PackageView& view, const std::string& name)
     }
 }
 
+const Formats::AppInfo* FindApp(const PackageView& view, const std::string& bundleName)
+{
+    const auto app = std::find_if(view.apps.begin(), view.apps.end(),
+                                  [&bundleName](const auto& one) { return one.bundleName == bundleName; });
+    return app == view.apps.end() ? nullptr : &*app;
+}
+
 bool NeedsBoot(const PackageView& view)
 {
     return view.isRevoke || std::any_of(view.apps.begin(), view.apps.end(),

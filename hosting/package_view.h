@@ -30,6 +30,8 @@ struct PackageView {
 // One line for people about a package that is not known, or that this device does not take; empty for any other.
 // name: what people call it, such as "the delivered package".
 [[nodiscard]] std::string ProblemOf(const PackageView& view, const std::string& name);
+// The application's record in a package that is known; null when it has none.
+[[nodiscard]] const Formats::AppInfo* FindApp(const PackageView& view, const std::string& bundleName);
 // Whether the package can only be applied by a boot: it has cold applications, or takes a patch back.
 [[nodiscard]] bool NeedsBoot(const PackageView& view);
 // Both files must be there, else there is none.

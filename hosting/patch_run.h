@@ -16,8 +16,10 @@ namespace ORVX::TavomendHosting {
 
 // Mends what an earlier operation left that was cut short, then loads the delivered package at one stage of a boot.
 // runningStage: RUNNING_STAGE_INIT, without a platform; or RUNNING_STAGE_SA, with one that scans and that is gone when
-// this returns. NOTHING when no package is delivered.
-// observer: told when the record of what is installed had to be made anew, and of what is rebuilt; nothing else.
+// this returns. NOTHING when no package is delivered; at the system-service stage a request to revoke
+// (hosting/revoke_request.h) is handed to the engine then, FAILED with the reason when that cannot be.
+// observer: told when the record of what is installed had to be made anew, of what is rebuilt, and of a request
+// that was handed over; nothing else.
 [[nodiscard]] PatchRunResult Load(const IDevicePort& port, int32_t runningStage, IHostObserver* observer = nullptr);
 
 // A package that this device takes, but that could not be applied, is tried once more at once: a disk that was full or
@@ -28,10 +30,10 @@ enum class Attempt { FIRST, LAST };
 // The same with a scan, then load at the system-service stage and apply, in this process, as an engine wants it: what
 // load made ready only this process knows. Apply runs also after a failed load, so that one broken application does not
 // keep the others back; both attempts, the engine reports each. NOTHING when no package is delivered; the reason then
-// says what is in force. NEEDS_BOOT, and nothing touched, when the package has
-// cold applications or is a revoke: half of it would be done, and the package used up. FAILED also when the engine is
-// done and an application does not run what the configuration promised: a set of another application, or of another
-// version than the configuration says, installs as well. The status record stays as the engine wrote it.
+// says what is in force, and a request to revoke is handed over as by Load. NEEDS_BOOT, and nothing touched, when the
+// package has cold applications or is a revoke: half of it would be done, and the package used up. FAILED also when the
+// engine is done and an application does not run what the configuration promised: a set of another application, or of
+// another version than the configuration says, installs as well. The status record stays as the engine wrote it.
 [[nodiscard]] PatchRunResult LoadAndApply(const IDevicePort& port, IHostObserver& observer);
 
 // Tells the observer when the platform's start has made the record of what is installed anew.

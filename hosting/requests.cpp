@@ -88,9 +88,8 @@ OperationResult LookAt(const PackageView& inForce)
 std::string WhyNotRevocable(const std::string& name, const PackageView& patch,
                             const std::optional<std::vector<InstalledBundle>>& bundles, std::vector<std::string>& notes)
 {
-    const auto app =
-        std::find_if(patch.apps.begin(), patch.apps.end(), [&name](const auto& one) { return one.bundleName == name; });
-    if (app == patch.apps.end()) {
+    const Formats::AppInfo* const app = FindApp(patch, name);
+    if (app == nullptr) {
         return name + " is none of the applications of " + patch.version;
     }
     if (!bundles) {

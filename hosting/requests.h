@@ -37,14 +37,15 @@ struct DeliveryResult : OperationResult {
 // lines name these, and not the copies.
 [[nodiscard]] DeliveryResult DeliverIncoming(const PackageFiles& files, Refused refused, const IHostObserver& observer);
 
-// Back to a device without a patch record; installed applications stay as they are.
+// Back to a device without a patch record, or a request to revoke; installed applications stay as they are.
 [[nodiscard]] OperationResult ClearPatches();
 struct RevokeResult : OperationResult {
     std::vector<std::string> notes; // done, and what will be other than the user may think: a line each
 };
 // Asks for single applications of the patch in force to go back to their factory versions, at the next boot; beside
-// those that an earlier request has named. NOTHING when all of them have gone back already. FAILED, and nothing is
-// asked for, when one of them is none of that patch's or has no factory version, or while a delivered package waits,
+// those that an earlier request has named. NOTHING without a patch in force, or when all of them have gone back
+// already. FAILED, and nothing more is asked for than before, when one of them is none of that patch's, is not
+// installed or has no factory version, when the device cannot be read or written, or while a delivered package waits,
 // which may bring it anew.
 [[nodiscard]] RevokeResult RequestRevoke(const IDevicePort& port, const std::vector<std::string>& bundleNames);
 

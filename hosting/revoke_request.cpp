@@ -1,6 +1,5 @@
 #include "hosting/revoke_request.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "common/results.h"
@@ -21,18 +20,12 @@ std::set<std::string> AsSet(const std::vector<std::string>& names)
     return {names.begin(), names.end()};
 }
 
-bool IsPatched(const PackageView& patch, const std::string& name)
-{
-    return std::any_of(patch.apps.begin(), patch.apps.end(),
-                       [&name](const auto& app) { return app.bundleName == name; });
-}
-
 // Splits the request: what the patch in force has, and what it has not (any more).
 struct Wish {
     Wish(const std::set<std::string>& names, const PackageView& patch)
     {
         for (const auto& name : names) {
-            (IsPatched(patch, name) ? known : unknown).push_back(name);
+            (FindApp(patch, name) != nullptr ? known : unknown).push_back(name);
         }
     }
     std::vector<std::string> known;
@@ -44,7 +37,7 @@ std::vector<std::string> WithEarlierOnes(const std::vector<std::string>& names, 
 {
     std::set<std::string> all(names.begin(), names.end());
     for (const auto& name : TakenBack()) {
-        if (IsPatched(patch, name)) {
+        if (FindApp(patch, name) != nullptr) {
             all.insert(name);
         }
     }

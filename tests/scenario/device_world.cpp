@@ -15,14 +15,6 @@ const Vab COLD_FEATURE{"com.cold", 1, "feature", "", "its feature "};
 const Vab SINGLE{"com.single", 1, "entry", R"("singleton": true)", "one for all "};
 const Vab KEEP{"com.keep", 1, "entry", R"("keepAlive": true)", "never ends "};
 
-PatchFile FileOf(const Vab& factory, uint32_t version, const std::string& base)
-{
-    PatchFile file;
-    file.base = base;
-    file.oldBytes = factory.Bytes();
-    file.newBytes = factory.At(version).Bytes();
-    return file;
-}
 } // namespace
 
 DeviceWorld::DeviceWorld() : folder_(std::filesystem::temp_directory_path() / "tavomendXXXXXX")
@@ -43,15 +35,6 @@ DeviceWorld::~DeviceWorld()
 {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
-}
-
-PatchApp DeviceWorld::HotApp(const Vab& factory, uint32_t version, const std::string& base)
-{
-    PatchApp app;
-    app.bundleName = factory.bundleName;
-    app.version = version;
-    app.files = {FileOf(factory, version, base)};
-    return app;
 }
 
 PatchRecipe DeviceWorld::BaselinePatch(uint32_t version)

@@ -24,7 +24,6 @@ public:
     DeviceWorld& operator=(const DeviceWorld&) = delete;
 
     [[nodiscard]] static PatchRecipe BaselinePatch(uint32_t version = 2);
-    [[nodiscard]] static PatchApp HotApp(const Vab& factory, uint32_t version, const std::string& base);
     [[nodiscard]] static PatchRecipe RevokePatch();
 
     // A path in the world's folder; one that begins with "dev/" is on the device.

@@ -52,7 +52,7 @@ TEST(LifeTest, BrokenApplicationsAreNamedAndTheOthersArrive)
         const Vab vab{name, 1, "entry", "", "application " + name};
         const std::string base = "/system/app/" + name + "/B.vab";
         WriteFile(world.At("dev" + base), vab.Bytes());
-        recipe.apps.push_back(DeviceWorld::HotApp(vab, 2, base));
+        recipe.apps.push_back(HotApp(vab, 2, base));
         way.breakIt(recipe.apps.back());
         versions[name] = way.says == nullptr ? 2 : 1;
         if (way.says != nullptr) {

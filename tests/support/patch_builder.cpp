@@ -97,6 +97,24 @@ std::string SigningKey::Sign(const std::string& content, const char* digest) con
     return signature;
 }
 
+PatchFile FileOf(const Vab& factory, uint32_t version, const std::string& base)
+{
+    PatchFile file;
+    file.base = base;
+    file.oldBytes = factory.Bytes();
+    file.newBytes = factory.At(version).Bytes();
+    return file;
+}
+
+PatchApp HotApp(const Vab& factory, uint32_t version, const std::string& base)
+{
+    PatchApp app;
+    app.bundleName = factory.bundleName;
+    app.version = version;
+    app.files = {FileOf(factory, version, base)};
+    return app;
+}
+
 std::string PatchBuilder::Config() const
 {
     if (!recipe_.configText.empty()) {

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/vab_builder.h"
+
 namespace ORVX::TavomendTest {
 // A zstd frame with the old bytes as prefix, content size and checksum.
 [[nodiscard]] std::string MakeZstdDifference(const std::string& oldBytes, const std::string& newBytes);
@@ -35,6 +37,9 @@ struct PatchFile {
     std::string difference; // the made one unless given
 };
 
+// From a factory file's version to another one of the same application.
+[[nodiscard]] PatchFile FileOf(const Vab& factory, uint32_t version, const std::string& base);
+
 struct PatchApp {
     std::string bundleName;
     uint32_t version = 2;
@@ -44,6 +49,8 @@ struct PatchApp {
     int appType = 0;
     bool isMemberMissing = false; // named in the configuration, not in the archive
 };
+
+[[nodiscard]] PatchApp HotApp(const Vab& factory, uint32_t version, const std::string& base);
 
 struct PatchRecipe {
     std::string version = "patch01";

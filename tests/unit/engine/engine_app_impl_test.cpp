@@ -51,15 +51,8 @@ protected:
         recipe_.apps.clear();
         for (const char* name : {"com.a", "com.b"}) {
             const Vab vab{name, 1, "entry", "", std::string("application ") + name};
-            PatchFile file;
-            file.base = std::string("/system/app/") + name + "/App.vab";
-            file.oldBytes = vab.Bytes();
-            file.newBytes = vab.At(2).Bytes();
-            WriteFile(file.base, file.oldBytes);
-            PatchApp app;
-            app.bundleName = name;
-            app.files = {file};
-            recipe_.apps.push_back(app);
+            recipe_.apps.push_back(HotApp(vab, 2, std::string("/system/app/") + name + "/App.vab"));
+            WriteFile(recipe_.apps.back().files[0].base, vab.Bytes());
         }
         std::string error;
         ASSERT_TRUE(HostPlatform::InitDevice(error)) << error;
