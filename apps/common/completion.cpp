@@ -1,5 +1,6 @@
 #include "apps/common/completion.h"
 
+#include <algorithm>
 #include <functional>
 
 namespace ORVX::Cli {
@@ -86,11 +87,8 @@ std::string OffersOf(const CommandRow& command, const CommandRow& program, const
 
 bool TakesFile(const CommandRow& command)
 {
-    bool takesFile = false;
-    for (const auto& argument : command.arguments) {
-        takesFile = takesFile || argument.IsFile();
-    }
-    return takesFile;
+    return std::any_of(command.arguments.begin(), command.arguments.end(),
+                       [](const auto& argument) { return argument.IsFile(); });
 }
 
 // What is offered: values behind an option that takes one, otherwise what may follow the command.

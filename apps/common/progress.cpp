@@ -29,8 +29,7 @@ size_t FilledOf(uint64_t done, uint64_t total)
 } // namespace
 
 Progress::Progress(const Console& console, Clock clock)
-    : console_(console), clock_(std::move(clock)),
-      next_(clock_() + (console.HasBar() ? std::chrono::seconds(0) : BETWEEN_LINES))
+    : console_(console), clock_(std::move(clock)), next_(clock_() + BETWEEN_LINES)
 {
 }
 

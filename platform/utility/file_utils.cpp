@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <functional>
 #include <pwd.h>
-#include <utility>
 #include <vector>
 
 #include "handles/file.h"
@@ -39,14 +38,18 @@ public:
     }
     LayerFile(const LayerFile&) = delete;
     LayerFile& operator=(const LayerFile&) = delete;
-    ~LayerFile() { static_cast<void>(Close()); }
+    ~LayerFile()
+    {
+        if (IsValid()) {
+            Layer().Close(file_);
+        }
+    }
 
     [[nodiscard]] bool IsValid() const { return file_ >= 0; }
     [[nodiscard]] int Get() const { return file_; }
-    bool Close() { return file_ >= 0 && Layer().Close(std::exchange(file_, -1)) == 0; }
 
 private:
-    int file_;
+    const int file_;
 };
 
 std::string ParentOf(const std::string& path)

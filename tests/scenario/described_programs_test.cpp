@@ -130,6 +130,14 @@ TEST(DescribedProgramsTest, CompletionKnowsValues)
     for (const auto& [line, expected] : cases) {
         EXPECT_EQ(OffersOfBash(PROGRAMS[0], line), expected) << line;
     }
+    const std::pair<const char*, bool> files[] = {
+        {"deliver", true}, {"revoke", false}, {"--root", true}, {"load --stage", false}, {"device list", false}};
+    for (const auto& [line, areOffered] : files) {
+        const std::string said = RunShell("compopt() { echo \"$*\"; }; source <(" + std::string(TAVOMEND_PROGRAM) +
+                                          " completion bash); COMP_WORDS=(tavomend " + line +
+                                          " ''); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tavomend");
+        EXPECT_EQ(said, areOffered ? "-o default\n" : "") << line;
+    }
     EXPECT_EQ(RunProgram({TAVOMEND_PROGRAM, "completion", "fish"}).exitCode, 2);
 }
 } // namespace

@@ -93,7 +93,9 @@ TEST_F(MadePackageTest, PatchesADevice)
                        "action": "revoke"})")
                   .exitCode,
               0);
-    world_.Tavomend("deliver " + package + " " + signature);
+    const CliResult installed = world_.Tavomend("install " + package + " " + signature);
+    EXPECT_EQ(installed.exitCode, 5);
+    EXPECT_EQ(installed.out, "delivered; the package takes the patch off, which happens in a boot: `tavomend boot`\n");
     EXPECT_EQ(world_.Tavomend("boot").exitCode, 0);
     EXPECT_EQ(world_.InstalledVersions()["com.hot"], 1U);
     EXPECT_EQ(Make(Changed(RELEASE, "/system/app/Hot/Hot.vab", "/data/app/com.hot/v1/Hot.vab")).err,

@@ -18,7 +18,11 @@ TEST(ShownTextTest, EscapesWhatWouldMoveATerminal)
         {"\xc2\x9b"
          "31m",
          "\\xc2\\x9b31m"}, // U+009B begins a control sequence as well
-        {"\xc2\xa0", "\xc2\xa0"},
+        {"\xc2\x80 \xc2\x9f \xc2\xa0", "\\xc2\\x80 \\xc2\\x9f \xc2\xa0"},
+        // U+0800, U+D7FF, U+E000, U+10000, U+10FFFF, and then one below or above such a border
+        {"\xe0\xa0\x80 \xed\x9f\xbf \xee\x80\x80 \xf0\x90\x80\x80 \xf4\x8f\xbf\xbf",
+         "\xe0\xa0\x80 \xed\x9f\xbf \xee\x80\x80 \xf0\x90\x80\x80 \xf4\x8f\xbf\xbf"},
+        {"\xe0\x9f\xbf \xf0\x8f\xbf\xbf \xed\xbf\xbf", "\\xe0\\x9f\\xbf \\xf0\\x8f\\xbf\\xbf \\xed\\xbf\\xbf"},
         {"\xff \xe2\x82 \xc0\x9b \xed\xa0\x80 \xe0\x80\x8a \xf4\x90\x80\x80", // cut, too long, surrogates, too high
          "\\xff \\xe2\\x82 \\xc0\\x9b \\xed\\xa0\\x80 \\xe0\\x80\\x8a \\xf4\\x90\\x80\\x80"},
         {"\xc3", "\\xc3"},
@@ -39,7 +43,7 @@ TEST(ShownTextTest, KnowsWhatAMistypedWordMeans)
         {"aply", "apply"},  {"appply", "apply"},  {"appyl", "apply"},  {"atatus", "status"},
         {"stat", "status"}, {"devcie", "device"}, {"deli", "deliver"}, {"tset", "test"},
         {"boot", ""},       {"st", "status"},     {"x", ""},           {"", ""},
-        {"statusline", ""},
+        {"statusline", ""}, {"tevcie", "device"},
     };
     for (const auto& [word, meant] : cases) {
         EXPECT_EQ(NearestOf(commands, word), meant) << word;

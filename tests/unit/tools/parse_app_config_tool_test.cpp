@@ -63,9 +63,9 @@ TEST_F(ParseAppConfigToolTest, AParseStartsAnewAndHoldsWhatWasRead)
 {
     ASSERT_TRUE(Parse(GOOD_CONFIG));
     // Without a product the members around it are read, the applications are not.
-    EXPECT_FALSE(Parse(R"({"space": 9, "version": "v", "pre_version": "p", "action": 2, "need_reboot": true})"));
+    EXPECT_FALSE(Parse(R"({"space": 9, "version": "v", "pre_version": "p", "action": 2, "need_reboot": false})"));
     EXPECT_EQ(tool_.Dump(), " space: 9 version: v preVersion: p productModel: {} productVersion: {}  action: 2 "
-                            "dataKept: 1 needReboot: 1 appsSize: -1 appsList: {");
+                            "dataKept: 1 needReboot: 0 appsSize: -1 appsList: {");
     const LogCapture log;
     EXPECT_FALSE(Parse(Changed(GOOD_CONFIG, R"("size": 2, )", "")));
     EXPECT_EQ(tool_.GetPackageInfo().appsSize, -1);
