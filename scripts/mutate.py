@@ -15,8 +15,8 @@ fault that does not compile is no fault and is replaced by the next of the sampl
 
 The tree is copied to build/mutate/N (one copy a job), so the working tree stays as it is. Each test program runs as one
 process until its first failure, in a mount namespace of its own where that is allowed, with everything but its
-temporary folder read-only. A program that does not end in time counts as a failure. Needs cmake, ninja and what the
-tests need.
+temporary folder read-only. A program that does not end in time counts as a failure. A lock that nobody misses then is
+dropped once more in a build with ThreadSanitizer, for the tests with threads. Needs cmake, ninja and what the tests need.
 """
 import argparse
 import dataclasses
@@ -202,17 +202,9 @@ class Worker:
         shutil.rmtree(self.temp, ignore_errors=True)
         os.makedirs(self.temp)
         self.copy_tree()
-        linker = next((name for name in ("mold", "lld") if shutil.which(name) or shutil.which("ld." + name)), None)
-        flags = [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld={linker}" for kind in ("EXE", "SHARED") if linker]
-        if shutil.which("ccache"):
-            flags.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
-            os.environ.update(CCACHE_BASEDIR=self.home, CCACHE_NOHASHDIR="1")
-        self.run(["cmake", "-S", self.source, "-B", self.build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-                  "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
-                  "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", *flags])
+        self.configure(self.build)
         self.run(["ninja", "-C", self.build])
-        targets = self.run(["ninja", "-C", self.build, "-t", "targets", "all"])
-        for target in re.findall(r"^((?:tests|fuzz)/\S*_tests): CXX_EXECUTABLE", targets, re.M):
+        for target in self.test_programs(self.build, "all"):
             path = os.path.join(self.build, target)
             start = time.time()
             if not self.passes(path, 600):
@@ -220,6 +212,34 @@ class Worker:
             self.programs[path] = time.time() - start
             listed = self.run(["ninja", "-C", self.build, "-t", "inputs", target])
             self.inputs[path] = {os.path.normpath(os.path.join(self.build, entry)) for entry in listed.split("\n")}
+
+    def configure(self, build, *options):
+        linker = next((name for name in ("mold", "lld") if shutil.which(name) or shutil.which("ld." + name)), None)
+        flags = [f"-DCMAKE_{kind}_LINKER_FLAGS=-fuse-ld={linker}" for kind in ("EXE", "SHARED") if linker]
+        if shutil.which("ccache"):
+            flags.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
+            os.environ.update(CCACHE_BASEDIR=self.home, CCACHE_NOHASHDIR="1")
+        self.run(["cmake", "-S", self.source, "-B", build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
+                  "-DCMAKE_CXX_FLAGS=-w", "-DCMAKE_CXX_FLAGS_DEBUG=-O0", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON",
+                  "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", *flags, *options])
+
+    def test_programs(self, build, target):
+        """The test programs below a target."""
+        inputs = self.run(["ninja", "-C", build, "-t", "inputs", target])
+        programs = re.findall(r"^((?:tests|fuzz)/\S*_tests): CXX_EXECUTABLE",
+                              self.run(["ninja", "-C", build, "-t", "targets", "all"]), re.M)
+        return [program for program in programs if target == "all" or program in inputs.split("\n")]
+
+    def threads_miss_it(self):
+        """Whether ThreadSanitizer sees the fault that is planted; gives the program that it reports of, or nothing."""
+        build = os.path.join(self.home, "thread")
+        self.configure(build, "-DTAVOMEND_THREAD=ON")
+        built = subprocess.run(["ninja", "-C", build, "-j", str(self.threads), "thread_tests"], capture_output=True,
+                               check=False)
+        for target in self.test_programs(build, "thread_tests") if built.returncode == 0 else []:
+            if not self.passes(os.path.join(build, target), 600, of_threads=True):
+                return os.path.basename(target)
+        return ""
 
     def copy_tree(self):
         files = subprocess.run(["git", "ls-files", "--cached", "--others", "--exclude-standard"], cwd=ROOT,
@@ -247,7 +267,7 @@ class Worker:
             sys.exit("\n".join([" ".join(command), done.stdout[-3000:], done.stderr[-3000:]]))
         return done.stdout
 
-    def passes(self, program, limit):
+    def passes(self, program, limit, of_threads=False):
         command = [program, "--gtest_fail_fast", "--gtest_brief=1"]
         if CAN_UNSHARE:
             script = f'mount --bind "{self.temp}" /tmp && mount -o remount,bind,ro / && exec "$@"'
@@ -257,7 +277,8 @@ class Worker:
         def limits():
             os.setsid()
             signal.signal(signal.SIGINT, signal.SIG_DFL)  # ignored behind a shell's "&"
-            resource.setrlimit(resource.RLIMIT_AS, (8 << 30, 8 << 30))
+            if not of_threads:  # whose shadow memory takes more addresses than there is memory
+                resource.setrlimit(resource.RLIMIT_AS, (8 << 30, 8 << 30))
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
         child = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, cwd=self.temp,
@@ -300,7 +321,8 @@ class Worker:
             for program in self.order(fault):
                 if not self.passes(program, 30 + 5 * self.programs[program]):
                     return "killed", os.path.basename(program)
-            return "survived", ""
+            seen = self.threads_miss_it() if fault.kind == "drop a lock" else ""
+            return ("killed", "thread: " + seen) if seen else ("survived", "")
         finally:
             with open(path, "w", encoding="utf-8") as source:
                 source.write(whole)
