@@ -7,7 +7,8 @@
 #   ./test.sh --power-cuts the power cut at every system call that changes a file, and every disk error; see
 #                          docs/reliability.md
 #   ./test.sh --packages   builds the Debian packages, installs them in a bare Debian 12 and purges them again
-#   ./test.sh --boot       builds the Debian packages and boots a bare Debian 12 with them, in a container
+#   ./test.sh --boot       builds the Debian packages and boots a bare Debian 12 with them, in containers and in
+#                          a virtual machine whose power is cut
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -34,7 +35,7 @@ case "${1:-}" in
         exec tests/installed/boot_test.sh build/packages build/boot
         ;;
     *)
-        sed -n '2,10s/^# \{0,1\}//p' "$0" >&2
+        sed -n '2,11s/^# \{0,1\}//p' "$0" >&2
         exit 2
         ;;
 esac

@@ -24,6 +24,10 @@ if [ "${1:-}" = "--power-cuts" ]; then
     packages+=(e2fsprogs xfsprogs mount)
 fi
 
+if [ "${1:-}" = "--boot" ] && [ "$(dpkg --print-architecture)" = amd64 ]; then
+    packages+=(e2fsprogs mount qemu-system-x86)
+fi
+
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")

@@ -1,10 +1,13 @@
 #!/usr/bin/env bash
-# Boots a bare Debian 12 that the packages made a device of, in a container, and judges each boot from outside of it.
-# Exit status 77 where that cannot be tried.
+# Boots a bare Debian 12 that the packages made a device of, in a container and once in a virtual machine whose power is
+# cut, and judges each boot from outside of it. Exit status 77 where that cannot be tried; where only the virtual machine
+# cannot, that case says so and is left out.
 #   boot_test.sh PACKAGES CACHE [CASE...]      CACHE keeps the bare system between runs; remove it to make it anew
 set -euo pipefail
 # shellcheck source=bare_system.sh
 . "$(dirname "$0")/bare_system.sh"
+# shellcheck source=boot_machines.sh
+. "$(dirname "$0")/boot_machines.sh"
 need_bare_system
 command -v systemd-nspawn >/dev/null || skip "systemd-nspawn is missing"
 if [ -z "${BOOT_TEST_IS_PRIVATE:-}" ]; then # what is mounted here goes with this process
@@ -16,15 +19,15 @@ mkdir -p "$2"
 cache=$(realpath -e "$2")
 shift 2
 cases=("$@")
-[ ${#cases[@]} -gt 0 ] || cases=(nothing no-device hot cold revoke broken cut-early cut-scan cut-late)
+[ ${#cases[@]} -gt 0 ] || cases=(nothing no-device hot cold revoke broken cut-early cut-scan cut-late power-cut)
 work=$(mktemp -d "${TMPDIR:-/tmp}/tavomend-boot.XXXXXX")
 log=$work/log
-container=
 end() {
     local code=$?
     # Everything of a container ends with the first process of its process namespace.
-    [ -z "$container" ] || kill -9 "$container" 2>/dev/null || true
+    [ -z "$machine" ] || pkill -9 -P "$machine" 2>/dev/null || true
     [ $code -eq 0 ] || tail -n 40 "$log" >&2
+    [ -z "$disk" ] || umount "$root" 2>/dev/null || true
     rm -rf --one-file-system "$work"
 }
 trap end EXIT
@@ -105,6 +108,7 @@ deliver() { outside deliver "$work/$1/app.tvpk" "$work/$1/tavomend_sign.bin" >>"
 
 # A system of its own for a case: a copy of the one that is named.
 fresh() {
+    forget_disk
     root=$work/case
     rm -rf --one-file-system "$root"
     cp -a "$work/$1" "$root"
@@ -115,44 +119,35 @@ want() { # TARGET UNIT
     ln -sf "../$2" "$root/etc/systemd/system/$1.wants/$2"
 }
 
-start_container() {
-    unshare --pid --fork --kill-child --mount-proc systemd-nspawn -q --directory="$root" --boot --register=no \
-        --keep-unit --private-network --console=pipe </dev/null >>"$log" 2>&1 &
-    container=$!
-}
-
 # One whole boot, up to a shutdown of its own: the system runs, and no unit has failed.
 whole_boot() {
     rm -f "$root/report"
     want multi-user.target report.service
-    start_container
-    wait "$container" || fail "the container ends with $?"
-    container=
+    power_on
+    wait_for_power_off
     [ "$(cat "$root/report")" = running ] || fail "after the boot the system is: $(cat "$root/report")"
 }
 
-# A boot up to the end of one unit, where the container is killed.
-cut_boot() { # UNIT, TARGET that is being reached, and what comes NEXT
-    mkfifo "$root/reached"
+# A boot that tells what a command says while it works towards a target, and is cut then.
+cut_boot_at() { # TARGET, ORDER of the command among the units, COMMAND
     cat >"$root/etc/systemd/system/hold.service" <<UNIT
 [Unit]
 DefaultDependencies=no
-After=$1
-Before=$3
+$2
 [Service]
 Type=oneshot
-ExecStart=/bin/sh -c 'systemctl is-active $1 >/reached; exec sleep infinity'
+ExecStart=/bin/sh -c '$3 >$(told_inside); exec sleep infinity'
 UNIT
-    want "$2" hold.service
-    start_container
-    local first state
-    state=$(timeout 120 cat "$root/reached") || fail "the boot does not come to $1"
-    first=$(pgrep -P "$container")
-    kill -9 "$first"
-    wait "$container" 2>/dev/null || true # by then nobody of that process namespace is left
-    container=
-    [ "$state" = active ] || fail "$1 has not run before the cut: $state"
-    rm "$root/reached" "$root/etc/systemd/system/hold.service" "$root/etc/systemd/system/$2.wants/hold.service"
+    want "$1" hold.service
+    power_on
+    local said
+    said=$(told) || fail "the boot does not come to: $3"
+    cut_power
+    [ "$said" = active ] || fail "the boot has come to $said, not to: $3"
+    rm "$root/etc/systemd/system/hold.service" "$root/etc/systemd/system/$1.wants/hold.service"
+}
+cut_boot() { # UNIT that has ended, TARGET that is being reached, and what comes NEXT
+    cut_boot_at "$2" "$(printf 'After=%s\nBefore=%s' "$1" "$3")" "systemctl is-active $1"
 }
 
 versions() { outside --json device list | sed 's/"bundle":/\n&/g' |
@@ -177,17 +172,40 @@ in_force() { # PACKAGE, versions, and the bundles that the journal must know
         [ -n "$(journal "TAVOMEND_BUNDLE=com.example.$name")" ] || fail "the journal knows nothing of $name"
     done
 }
+has_rebuilt() { [ -n "$(find "$root/data/update/tavomend/app/temp/$1" -name '*.vab')" ]; }
 after_a_cut() { # UNIT, TARGET, NEXT, versions at the cut
     fresh device
     deliver both
     cut_boot "$1" "$2" "$3"
     runs "$4"
     # A later unit would play a boot once more that failed without the early one: it is to have done this by itself.
-    [ -n "$(find "$root/data/update/tavomend/app/temp/cold" -name '*.vab')" ] || fail "no cold file has been rebuilt"
+    has_rebuilt cold || fail "no cold file has been rebuilt"
+    finishes_both
+}
+finishes_both() {
     whole_boot
     in_force both "cold 2 hot 2"
     file_is cold Cold2
     file_is hot Hot2
+}
+
+# One patch whose boots lose their power after each unit, and once more while a hot application is put in place.
+power_cut() {
+    need_kernel
+    fresh device
+    deliver both
+    put_on_disk
+    cut_boot tavomend-early.service sysinit.target sysinit.target
+    runs "cold 1 hot 1"
+    has_rebuilt cold || fail "no cold file has been rebuilt"
+    cut_boot tavomend-scan.service multi-user.target tavomend-late.service
+    runs "cold 2 hot 1"
+    cut_boot_at multi-user.target Before=multi-user.target \
+        "until [ -e /data/app/com.example.hot/v2 ]; do :; done; echo active"
+    [[ $(versions) == "cold 2 hot "[12] ]] || fail "after a cut of the late unit the device has $(versions)"
+    cut_boot tavomend-late.service multi-user.target multi-user.target
+    runs "cold 2 hot 2"
+    finishes_both
 }
 
 play() {
@@ -241,6 +259,7 @@ play() {
         cut-early) after_a_cut tavomend-early.service sysinit.target sysinit.target "cold 1 hot 1" ;;
         cut-scan) after_a_cut tavomend-scan.service multi-user.target tavomend-late.service "cold 2 hot 1" ;;
         cut-late) after_a_cut tavomend-late.service multi-user.target multi-user.target "cold 2 hot 2" ;;
+        power-cut) power_cut ;;
         *) fail "there is no case $1" ;;
     esac
 }
@@ -249,6 +268,12 @@ play() {
 make_device
 for name in "${cases[@]}"; do
     began=$SECONDS
+    why_not=
+    [ "$name" != power-cut ] || why_not=$(why_no_virtual_machine)
+    if [ -n "$why_not" ]; then
+        step "$name: left out, $why_not"
+        continue
+    fi
     play "$name"
     step "$name: as it should be, $((SECONDS - began)) s"
 done

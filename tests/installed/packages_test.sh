@@ -37,13 +37,13 @@ names >"$work/before"
 step "the maker alone"
 install "./packages/$(basename "$root"/packages/tvpk_*.deb)"
 inside dpkg-query -W -f='${Package}\n' | grep -E 'libtavomend|sqlite' && fail "the maker brings what it must not need"
-inside tvpk --help | grep -q inspect || fail "tvpk --help"
+[[ $(inside tvpk --help) == *inspect* ]] || fail "tvpk --help"
 inside tvpk keygen --out /tmp/keys >>"$log" || fail "tvpk keygen"
 
 step "all of them"
 # shellcheck disable=SC2046
 install $(cd "$root" && ls ./packages/*.deb)
-inside tavomend --help | grep -q deliver || fail "tavomend --help"
+[[ $(inside tavomend --help) == *deliver* ]] || fail "tavomend --help"
 inside tavomend --root /tmp/device device init --base-version 1.0.0 --public-key /tmp/keys/zkkey_tvpk_v1.pem >>"$log" ||
     fail "tavomend device init"
 for page in tavomend tvpk "5 tavomend-package" "5 tavomend-status"; do
