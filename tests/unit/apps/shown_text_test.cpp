@@ -40,10 +40,29 @@ TEST(ShownTextTest, KnowsWhatAMistypedWordMeans)
 {
     const std::vector<std::string> commands = {"deliver", "device", "apply", "status", "test"};
     const std::pair<const char*, const char*> cases[] = {
-        {"aply", "apply"},  {"appply", "apply"},  {"appyl", "apply"},  {"atatus", "status"},
-        {"stat", "status"}, {"devcie", "device"}, {"deli", "deliver"}, {"tset", "test"},
-        {"boot", ""},       {"st", "status"},     {"x", ""},           {"", ""},
-        {"statusline", ""}, {"tevcie", "device"},
+        {"aply", "apply"},
+        {"appply", "apply"},
+        {"appyl", "apply"},
+        {"atatus", "status"},
+        {"stat", "status"},
+        {"devcie", "device"},
+        {"deli", "deliver"},
+        {"tset", "test"},
+        {"boot", ""},
+        {"st", "status"},
+        {"x", ""},
+        {"", ""},
+        {"statusline", ""},
+        {"tevcie", "device"},
+        {"dexixe", "device"},
+        {"dexixx", ""},
+        {"xxdevice", "device"},
+        {"vice", "device"},
+        {"edvice", "device"},
+        {"edvixe", "device"},
+        {"edvxxe", ""},
+        {"devixec", "device"},
+        {"ts", ""},
     };
     for (const auto& [word, meant] : cases) {
         EXPECT_EQ(NearestOf(commands, word), meant) << word;
