@@ -195,7 +195,7 @@ bool BundlePlacer::RestoreFactory(const BundleFileSet& factory)
 bool BundlePlacer::RemoveLeftovers()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto bundles = store_->ListBundles();
+    const auto bundles = store_->ListInstalled();
     if (!bundles) {
         return false;
     }
@@ -227,14 +227,14 @@ bool BundlePlacer::RefreshNotes()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto users = store_->ListUsers();
-    const auto bundles = store_->ListBundles();
+    const auto bundles = store_->ListInstalled();
     if (!users || !bundles) {
         return false;
     }
     bool isFresh = WriteAccountNote(*users);
     for (const auto& bundle : *bundles) {
         for (const auto& dir : DirsOf(bundle)) {
-            isFresh = (bundle.isFactory || !FileUtils::DirIsExist(dir) || WriteVersionNote(dir, bundle)) && isFresh;
+            isFresh = (!FileUtils::DirIsExist(dir) || WriteVersionNote(dir, bundle)) && isFresh;
         }
     }
     return isFresh;
