@@ -8,6 +8,8 @@
 #include <functional>
 #include <string>
 
+#include "platform/utility/file_content.h"
+
 namespace ORVX::TavomendEngine {
 constexpr const char* ACCOUNT_FILE = "/etc/passwd"; // passwd(5)
 
@@ -49,6 +51,8 @@ public:
     // The whole content of a regular file; empty when it cannot be read to its end, or not be held in memory. One of
     // more than sizeMax bytes is not read at all.
     [[nodiscard]] static std::string GetFileStream(const std::string& path, size_t sizeMax = SIZE_MAX);
+    // The same for a large file.
+    [[nodiscard]] static FileContent GetContent(const std::string& path);
     // Gives a file or directory to the account "tavomend" of the device's /etc/passwd. False when there is no such
     // account or the owner cannot be changed.
     static bool SetGidAndUidToTavomend(const std::string& path);

@@ -105,7 +105,7 @@ TEST_F(DeliveryTest, TellsHowFarTheCopyHasComeAndLeavesNoHalfOfIt)
     EXPECT_EQ(error, "cannot read /tmp/none: No such file or directory");
     EXPECT_FALSE(Exists(std::string("/tmp/device") + INCOMING_PACKAGE));
     FaultyFileLayer layer;
-    layer.FailCall("write", 2, ENOSPC);
+    layer.FailCall("copy_range", 2, ENOSPC);
     EXPECT_FALSE(BringIn({"/tmp/package", "/tmp/signature"}, "/tmp/device", error));
     EXPECT_EQ(error, "cannot copy /tmp/package to the device: No space left on device");
 }
