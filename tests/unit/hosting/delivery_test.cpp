@@ -131,6 +131,12 @@ TEST_F(DeliveryTest, LaysColdFilesOutAndLeavesNothingStale)
     const std::string difference = ReadFile(ownFile);
     EXPECT_EQ(ListTree(Formats::WORK_DIR),
               (std::vector<std::string>{fwkFile + " " + Sha256Hex(difference), ownFile + " " + Sha256Hex(difference)}));
+    {
+        const FaultyFileLayer layer; // nothing is left to do: the signature is not even looked at
+        FinishDelivery();
+        const std::string opened = std::string("open ") + Formats::SIGN_PATH;
+        EXPECT_EQ(std::count(layer.Calls().begin(), layer.Calls().end(), opened), 0);
+    }
     // What a boot has used up comes again; what is there stays.
     std::filesystem::remove(ownFile);
     WriteFile(fwkFile, "changed");
