@@ -172,11 +172,30 @@ bool ZipArchive::ExtractMember(const std::string& name, const std::string& outPa
     return isDone;
 }
 
+bool ZipArchive::Locate(const ArchiveMember& member, PackedMember& packed) const
+{
+    constexpr uLong IS_ENCRYPTED = 1;
+    const unz64_file_pos position{member.directoryOffset, member.directoryIndex};
+    unz_file_info64 info{};
+    int method = 0;
+    if (unzGoToFilePos64(zip_.get(), &position) != UNZ_OK ||
+        unzGetCurrentFileInfo64(zip_.get(), &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK ||
+        (info.flag & IS_ENCRYPTED) != 0 || unzOpenCurrentFile2(zip_.get(), &method, nullptr, 1) != UNZ_OK) {
+        return false;
+    }
+    packed = {unzGetCurrentFileZStreamPos64(zip_.get()), member.packedSize, member.size,
+              static_cast<uint32_t>(info.crc), method == Z_DEFLATED};
+    return unzCloseCurrentFile(zip_.get()) == UNZ_OK;
+}
+
 bool ZipArchive::CheckWhole(std::string& error) const
 {
     const auto drop = [](const char*, size_t) { return true; };
-    return std::all_of(members_.begin(), members_.end(),
-                       [&](const auto& member) { return ReadThrough(member, drop, error); });
+    MemberChecker checker(path_);
+    PackedMember packed;
+    return std::all_of(members_.begin(), members_.end(), [&](const auto& member) {
+        return (Locate(member, packed) && checker.IsWhole(packed)) || ReadThrough(member, drop, error);
+    });
 }
 
 void ZipWriter::Closer::operator()(void* zip) const
