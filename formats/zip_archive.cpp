@@ -13,6 +13,7 @@
 #include "handles/file_error.h"
 #include "handles/sha256.h"
 #include "platform/utility/file_utils.h"
+#include "platform/utility/output_file.h"
 
 namespace ORVX::Formats {
 using TavomendEngine::FileUtils;
@@ -20,6 +21,7 @@ using TavomendEngine::FileUtils;
 namespace {
 constexpr size_t CHUNK_SIZE = 65536;
 constexpr size_t MAX_NAME_SIZE = 4096;
+constexpr uint32_t FILE_MODE = 0644;
 
 bool ReadEntry(unzFile zip, ArchiveMember& member)
 {
@@ -152,23 +154,21 @@ bool ZipArchive::ExtractMember(const std::string& name, const std::string& outPa
     if (member == nullptr) {
         return false;
     }
-    const std::string beside = outPath + ".part";
-    if (!FileUtils::MakeDirs(outPath.substr(0, outPath.rfind('/')))) {
-        error = Handles::CannotWrite(outPath, errno);
-        return false;
-    }
-    std::ofstream out(beside, std::ios::binary | std::ios::trunc);
-    const auto write = [&out](const char* data, size_t size) {
-        return static_cast<bool>(out.write(data, static_cast<std::streamsize>(size)));
-    };
+    bool isRead = true;
+    std::string last; // is written at the end, where a failure is the file's
     errno = 0;
-    bool isDone = ReadThrough(*member, write, error);
-    out.close();
-    if (isDone && (!out.good() || !FileUtils::ReplaceFileByCopy(beside, outPath, 0644))) {
+    const bool isDone = FileUtils::ReplaceFileWith(outPath, FILE_MODE, [&](TavomendEngine::OutputFile& file) {
+        const auto write = [&file, &last](const char* data, size_t size) {
+            const bool isWritten = file.Write(last.data(), last.size());
+            last.assign(data, size);
+            return isWritten;
+        };
+        isRead = ReadThrough(*member, write, error);
+        return isRead && file.Write(last.data(), last.size());
+    });
+    if (!isDone && isRead) {
         error = Handles::CannotWrite(outPath, errno);
-        isDone = false;
     }
-    std::remove(beside.c_str());
     return isDone;
 }
 

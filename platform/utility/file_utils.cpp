@@ -113,25 +113,6 @@ bool ReadWhole(const std::string& path, size_t sizeMax, const std::function<char
     return true;
 }
 
-// Write beside, fsync, rename, fsync of the directory. What was written beside goes when any step fails.
-bool ReplaceWith(const std::string& path, uint32_t mode, const std::function<bool(OutputFile&)>& writeContent)
-{
-    const std::string dir = ParentOf(path);
-    if (!FileUtils::MakeDirs(dir)) {
-        return false;
-    }
-    const std::string beside = path + ".new";
-    OutputFile file(beside, mode);
-    const bool isWritten = file.IsValid() && file.SetMode(mode) && writeContent(file) && file.Flush();
-    if (!file.Close() || !isWritten || Layer().Rename(beside, path) != 0) {
-        const int reason = errno;
-        static_cast<void>(Layer().Unlink(beside));
-        errno = reason;
-        return false;
-    }
-    return FileUtils::SyncDir(dir);
-}
-
 // Calls visit with the path behind the directory and the status of everything below it, directories before what is in
 // them. False when anything could not be read or a visit said so; the rest is visited all the same.
 using Visit = std::function<bool(const std::string& path, const struct stat& status)>;
@@ -373,16 +354,37 @@ bool FileUtils::MakeDirs(const std::string& path)
     return true;
 }
 
+bool FileUtils::ReplaceFileWith(const std::string& path, uint32_t mode,
+                                const std::function<bool(OutputFile& file)>& write)
+{
+    const std::string dir = ParentOf(path);
+    if (!FileUtils::MakeDirs(dir)) {
+        return false;
+    }
+    const std::string beside = path + ".new";
+    OutputFile file(beside, mode);
+    const bool isWritten = file.IsValid() && file.SetMode(mode) && write(file) && file.Flush();
+    if (!file.Close() || !isWritten || Layer().Rename(beside, path) != 0) {
+        const int reason = errno;
+        static_cast<void>(Layer().Unlink(beside));
+        errno = reason;
+        return false;
+    }
+    return SyncDir(dir);
+}
+
 bool FileUtils::ReplaceFile(const std::string& path, const std::string& content, uint32_t mode)
 {
-    return ReplaceWith(path, mode, [&content](OutputFile& file) { return file.Write(content.data(), content.size()); });
+    return ReplaceFileWith(path, mode,
+                           [&content](OutputFile& file) { return file.Write(content.data(), content.size()); });
 }
 
 bool FileUtils::ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode,
                                   const Copied& copied)
 {
     const LayerFile in(source, O_RDONLY);
-    return in.IsValid() && ReplaceWith(target, mode, [&](OutputFile& file) { return CopyAll(in.Get(), file, copied); });
+    return in.IsValid() &&
+           ReplaceFileWith(target, mode, [&](OutputFile& file) { return CopyAll(in.Get(), file, copied); });
 }
 
 bool FileUtils::SyncDir(const std::string& path)

@@ -11,6 +11,8 @@
 #include "platform/utility/file_content.h"
 
 namespace ORVX::TavomendEngine {
+class OutputFile;
+
 constexpr const char* ACCOUNT_FILE = "/etc/passwd"; // passwd(5)
 
 class FileUtils {
@@ -70,6 +72,9 @@ public:
     // a failure the old file stands and nothing is beside it; only when the last step fails, the new one stands and
     // may not survive a power cut. errno tells the reason of a failure.
     [[nodiscard]] static bool ReplaceFile(const std::string& path, const std::string& content, uint32_t mode);
+    // The same for what `write` puts into the file, when it gives true.
+    [[nodiscard]] static bool ReplaceFileWith(const std::string& path, uint32_t mode,
+                                              const std::function<bool(OutputFile& file)>& write);
     // The same for the content of another file. copied: told how many bytes have been copied, piece by piece.
     using Copied = std::function<void(uint64_t done)>;
     [[nodiscard]] static bool ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode,

@@ -3,6 +3,7 @@
 
 #include "formats/zip_archive.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/support/zip_builder.h"
 #include "tests/unit/formats/file_size_limit.h"
 
@@ -156,6 +157,17 @@ TEST_F(ZipArchiveTest, ExtractsIntoPlaceOrLeavesNothing)
 
     EXPECT_FALSE(archive.ExtractMember("small", "/tmp/a.zip/file", error_));
     EXPECT_EQ(error_, "cannot write /tmp/a.zip/file: Not a directory");
+    {
+        TavomendTest::FaultyFileLayer layer("/tmp");
+        layer.FailCall("write", 1, ENOSPC);
+        EXPECT_FALSE(archive.ExtractMember("small", "/tmp/out/file", error_));
+        EXPECT_EQ(error_, "cannot write /tmp/out/file: No space left on device");
+        layer.Forget();
+        EXPECT_TRUE(archive.ExtractMember("small", "/tmp/out/file", error_)) << error_;
+        EXPECT_THAT(layer.Calls(), testing::Contains("write /tmp/out/file.new").Times(1)); // once, and not copied
+        EXPECT_THAT(layer.Calls(), testing::Not(testing::Contains(testing::HasSubstr("copy_range"))));
+        std::filesystem::remove("/tmp/out/file");
+    }
     const FileSizeLimit limit(500);
     EXPECT_FALSE(archive.ExtractMember("small", "/tmp/out/file", error_)); // shows at the end only
     EXPECT_EQ(error_, "cannot write /tmp/out/file: File too large");
