@@ -210,13 +210,18 @@ bool BundlePlacer::RemoveLeftovers()
         if (bundle->path() == STAGING_DIR || bundle->path() == REMOVED_DIR) {
             continue;
         }
+        bool isUsed = false;
         for (fs::directory_iterator version(bundle->path(), inner); !inner && version != end;
              version.increment(inner)) {
-            if (used.count(version->path().string()) == 0) {
+            const bool isStored = used.count(version->path().string()) != 0;
+            isUsed = isUsed || isStored;
+            if (!isStored) {
                 RemoveVersion(version->path().string());
             }
         }
-        fs::remove(bundle->path(), inner); // goes when it is empty
+        if (!isUsed) {
+            fs::remove(bundle->path(), inner); // goes when it is empty
+        }
     }
     FileUtils::CleanDir(STAGING_DIR, true);
     FileUtils::CleanDir(REMOVED_DIR, true);
