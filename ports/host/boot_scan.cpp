@@ -214,7 +214,8 @@ BootScan::Sets BootScan::CollectSets(const std::string& directory, const Reader&
     std::set<std::string> refused;
     Paths found;
     ListBundleFiles(directory, reader, found);
-    auto& [paths, unread] = found; // directories that hold more than was read
+    std::vector<std::string>& paths = found.files;
+    std::vector<std::string>& unread = found.unlisted; // and, from here on, directories of files that cannot be read
     for (const auto& unlisted : unread) {
         Skip("", "cannot read " + unlisted);
     }
