@@ -127,16 +127,18 @@ bool IsSame(const BundleManifest& one, const BundleManifest& other)
 bool ListDirectory(const std::string& path, Listing& listing)
 {
     std::error_code error;
+    bool isWhole = true;
     for (fs::directory_iterator at(path, error), end; !error && at != end; at.increment(error)) {
         std::error_code inner;
         const auto type = at->symlink_status(inner).type();
+        isWhole = isWhole && type != fs::file_type::none; // or a file that is there would not be looked for again
         if (type == fs::file_type::directory) {
             listing.directories.push_back(at->path().filename().string());
         } else if (type == fs::file_type::regular && at->path().extension() == Formats::BUNDLE_FILE_SUFFIX) {
             listing.bundleFiles.push_back(at->path().filename().string());
         }
     }
-    return !error || error == std::errc::no_such_file_or_directory;
+    return isWhole && (!error || error == std::errc::no_such_file_or_directory);
 }
 
 FactoryMemory::FactoryMemory(std::string path, timespec now) : path_(std::move(path)), now_(now), system_(SystemHash())
