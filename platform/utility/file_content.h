@@ -8,6 +8,7 @@
 #include <new>
 #include <string_view>
 #include <sys/mman.h>
+#include <sys/sysinfo.h>
 #include <utility>
 
 namespace ORVX::TavomendEngine {
@@ -35,6 +36,12 @@ private:
     struct Deleter {
         void operator()(char* bytes) const { std::free(bytes); }
     };
+    // Large pages that the system has to make room for first cost more than they spare.
+    static bool IsMuchFree(size_t size)
+    {
+        struct sysinfo info {};
+        return sysinfo(&info) == 0 && info.freeram / 8 * info.mem_unit >= size;
+    }
     static char* Allocate(size_t size)
     {
         const bool isLarge = size >= LARGE_PAGE && size <= SIZE_MAX - LARGE_PAGE;
@@ -43,7 +50,7 @@ private:
         if (bytes == nullptr && size != 0) {
             throw std::bad_alloc();
         }
-        if (isLarge) {
+        if (isLarge && IsMuchFree(whole)) {
             static_cast<void>(madvise(bytes, whole, MADV_HUGEPAGE)); // or it comes in small ones
         }
         return static_cast<char*>(bytes);
