@@ -29,6 +29,7 @@ int32_t EngineAppImpl::LoadTavomend()
 {
     TAVOMEND_LOG_I("load tavomend begin");
     const std::lock_guard<std::recursive_mutex> lock(operationMutex_);
+    const PackageInMemory package = appPatchManager_->KeepInMemory();
     if (!MigrateTavomend()) {
         TAVOMEND_LOG_W("migrate tavomend failed");
     }

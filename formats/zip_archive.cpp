@@ -13,6 +13,7 @@
 #include "handles/file_error.h"
 #include "handles/sha256.h"
 #include "platform/utility/file_utils.h"
+#include "platform/utility/output_file.h"
 
 namespace ORVX::Formats {
 using TavomendEngine::FileUtils;
@@ -20,6 +21,7 @@ using TavomendEngine::FileUtils;
 namespace {
 constexpr size_t CHUNK_SIZE = 65536;
 constexpr size_t MAX_NAME_SIZE = 4096;
+constexpr uint32_t FILE_MODE = 0644;
 
 bool ReadEntry(unzFile zip, ArchiveMember& member)
 {
@@ -152,31 +154,48 @@ bool ZipArchive::ExtractMember(const std::string& name, const std::string& outPa
     if (member == nullptr) {
         return false;
     }
-    const std::string beside = outPath + ".part";
-    if (!FileUtils::MakeDirs(outPath.substr(0, outPath.rfind('/')))) {
+    bool isRead = true;
+    std::string last; // is written at the end, where a failure is the file's
+    errno = 0;
+    const bool isDone = FileUtils::ReplaceFileWith(outPath, FILE_MODE, [&](TavomendEngine::OutputFile& file) {
+        const auto write = [&file, &last](const char* data, size_t size) {
+            const bool isWritten = file.Write(last.data(), last.size());
+            last.assign(data, size);
+            return isWritten;
+        };
+        isRead = ReadThrough(*member, write, error);
+        return isRead && file.Write(last.data(), last.size());
+    });
+    if (!isDone && isRead) {
         error = Handles::CannotWrite(outPath, errno);
+    }
+    return isDone;
+}
+
+bool ZipArchive::Locate(const ArchiveMember& member, PackedMember& packed) const
+{
+    constexpr uLong IS_ENCRYPTED = 1;
+    const unz64_file_pos position{member.directoryOffset, member.directoryIndex};
+    unz_file_info64 info{};
+    int method = 0;
+    if (unzGoToFilePos64(zip_.get(), &position) != UNZ_OK ||
+        unzGetCurrentFileInfo64(zip_.get(), &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK ||
+        (info.flag & IS_ENCRYPTED) != 0 || unzOpenCurrentFile2(zip_.get(), &method, nullptr, 1) != UNZ_OK) {
         return false;
     }
-    std::ofstream out(beside, std::ios::binary | std::ios::trunc);
-    const auto write = [&out](const char* data, size_t size) {
-        return static_cast<bool>(out.write(data, static_cast<std::streamsize>(size)));
-    };
-    errno = 0;
-    bool isDone = ReadThrough(*member, write, error);
-    out.close();
-    if (isDone && (!out.good() || !FileUtils::ReplaceFileByCopy(beside, outPath, 0644))) {
-        error = Handles::CannotWrite(outPath, errno);
-        isDone = false;
-    }
-    std::remove(beside.c_str());
-    return isDone;
+    packed = {unzGetCurrentFileZStreamPos64(zip_.get()), member.packedSize, member.size,
+              static_cast<uint32_t>(info.crc), method == Z_DEFLATED};
+    return unzCloseCurrentFile(zip_.get()) == UNZ_OK;
 }
 
 bool ZipArchive::CheckWhole(std::string& error) const
 {
     const auto drop = [](const char*, size_t) { return true; };
-    return std::all_of(members_.begin(), members_.end(),
-                       [&](const auto& member) { return ReadThrough(member, drop, error); });
+    MemberChecker checker(path_);
+    PackedMember packed;
+    return std::all_of(members_.begin(), members_.end(), [&](const auto& member) {
+        return (Locate(member, packed) && checker.IsWhole(packed)) || ReadThrough(member, drop, error);
+    });
 }
 
 void ZipWriter::Closer::operator()(void* zip) const

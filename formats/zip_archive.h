@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "formats/device_paths.h"
+#include "formats/member_checker.h"
 
 namespace ORVX::Formats {
 constexpr uint64_t MAX_CONFIG_SIZE = uint64_t{16} << 20U; // bytes, far above any real one
@@ -56,6 +57,8 @@ private:
     ZipArchive() = default;
     [[nodiscard]] bool ReadDirectory(std::string& error);
     [[nodiscard]] const ArchiveMember* Demand(const std::string& name, std::string& error) const;
+    // Where a member's packed bytes are; false for one that cannot be opened, or is encrypted.
+    [[nodiscard]] bool Locate(const ArchiveMember& member, PackedMember& packed) const;
     // Gives the member to `sink`, piece by piece, as long as that gives true.
     [[nodiscard]] bool ReadThrough(const ArchiveMember& member, const Sink& sink, std::string& error) const;
 

@@ -14,6 +14,7 @@
 #include "formats/zip_archive.h"
 #include "hosting/device_view.h"
 #include "hosting/kept_packages.h"
+#include "hosting/package_view.h"
 #include "hosting/revoke_request.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/sys_utils.h"
@@ -100,37 +101,77 @@ bool LayOutColdFiles(const std::string& package, const PackageInfo& config, bool
     return isWhole;
 }
 
-bool PruneList(const std::string& path, const std::vector<std::string>& bundleNames)
+// What a recover list keeps without these bundles; nothing where it may stay as it is: none, one that has none of them,
+// or a damaged one, which the scan tells of.
+std::optional<std::vector<std::string>> KeptNames(const std::string& path, const std::vector<std::string>& bundleNames)
 {
     const RecoverList list = Formats::ReadRecoverList(path);
     if (list.kind != RecoverList::Kind::WHOLE) {
-        return true; // none, or a damaged one: the scan says so
+        return std::nullopt;
     }
     std::vector<std::string> kept;
     std::copy_if(list.names.begin(), list.names.end(), std::back_inserter(kept), [&bundleNames](const auto& name) {
         return std::find(bundleNames.begin(), bundleNames.end(), name) == bundleNames.end();
     });
-    if (kept.empty()) {
+    return kept.empty() || kept != list.names ? std::optional(std::move(kept)) : std::nullopt;
+}
+
+bool PruneList(const std::string& path, const std::vector<std::string>& bundleNames)
+{
+    const auto kept = KeptNames(path, bundleNames);
+    if (kept && kept->empty()) {
         // Flushed: a list that comes back would take the new patch off again at each scan.
         return std::remove(path.c_str()) == 0 && FileUtils::SyncDir(Formats::WORK_DIR);
     }
-    return kept == list.names || FileUtils::ReplaceFile(path, Formats::PrintRecoverList(kept), 0644);
+    return !kept || FileUtils::ReplaceFile(path, Formats::PrintRecoverList(*kept), 0644);
 }
 
-// A newer patch ends an older revoke of the same applications, and the wish for one; a revoke package names none, and
-// takes all of them back.
-bool EndEarlierRevokes(const PackageInfo& config)
+std::vector<std::string> NamesOf(const PackageInfo& config)
 {
     std::vector<std::string> names;
     for (const auto& app : config.appsList) {
         names.push_back(app.bundleName);
     }
-    const auto asked = ReadRevokeRequest();
+    return names;
+}
+
+// What a newer patch leaves of a request to revoke; a revoke package names no applications, and takes all of them back.
+std::set<std::string> KeptRequest(const PackageInfo& config, const std::set<std::string>& asked)
+{
     auto kept = config.action == Formats::ACTION_REVOKE ? std::set<std::string>{} : asked;
-    for (const auto& name : names) {
-        kept.erase(name);
+    for (const auto& app : config.appsList) {
+        kept.erase(app.bundleName);
     }
-    return PruneRecoverLists(names) && (kept == asked || WriteRevokeRequest(kept));
+    return kept;
+}
+
+// A newer patch ends an older revoke of the same applications, and the wish for one.
+bool EndEarlierRevokes(const PackageInfo& config)
+{
+    const auto asked = ReadRevokeRequest();
+    const auto kept = KeptRequest(config, asked);
+    return PruneRecoverLists(NamesOf(config)) && (kept == asked || WriteRevokeRequest(kept));
+}
+
+bool IsColdFileMissing(const PackageInfo& config)
+{
+    return std::any_of(config.appsList.begin(), config.appsList.end(), [](const AppInfo& app) {
+        bool isMissing = false;
+        for (size_t i = 0; IsOfColdApp(app) && !isMissing && i < app.diffPaths.size(); ++i) {
+            const std::string path = Formats::ExtractedPathOf(app, i);
+            isMissing = FileUtils::IsValidPath(path) && !FileUtils::FileIsExist(path);
+        }
+        return isMissing;
+    });
+}
+
+// As far as the configuration tells, which nobody has vouched for yet.
+bool IsSomethingLeftToDo(const PackageInfo& config)
+{
+    const auto names = NamesOf(config);
+    const auto asked = ReadRevokeRequest();
+    return IsColdFileMissing(config) || KeptNames(Formats::RECOVER_LIST_PATH, names) ||
+           KeptNames(Formats::BACKUP_RECOVER_LIST_PATH, names) || KeptRequest(config, asked) != asked;
 }
 
 void MoveToBackup()
@@ -172,16 +213,8 @@ std::optional<PackageInfo> JudgePackage(const std::string& package, const std::s
     if (!Formats::VerifyFile(package, signature, Formats::PUBLIC_KEY_PATH, reason)) {
         return std::nullopt;
     }
-    const auto archive = ZipArchive::Open(package, reason);
-    const auto text =
-        archive ? archive->ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, reason) : std::nullopt;
-    if (!text) {
-        return std::nullopt;
-    }
-    std::vector<std::string> problems;
-    auto config = Formats::ParsePatchConfig(*text, problems);
+    auto config = ReadConfig(package, reason);
     if (!config) {
-        reason = problems.front();
         return std::nullopt;
     }
     if (reason = Formats::WhyNeverApplied(*config); !reason.empty()) {
@@ -248,6 +281,11 @@ void FinishDelivery()
 {
     std::string ignored;
     if (!IsPackageDelivered()) {
+        return;
+    }
+    // A package is large, and its signature is the engine's to check where there is nothing to do here.
+    const auto stated = ReadConfig(Formats::PACKAGE_PATH, ignored);
+    if (!stated || !IsSomethingLeftToDo(*stated)) {
         return;
     }
     if (const auto config = JudgePackage(Formats::PACKAGE_PATH, Formats::SIGN_PATH, ignored)) {

@@ -5,7 +5,6 @@
 #include "formats/device_paths.h"
 #include "formats/patch_config.h"
 #include "formats/status_words.h"
-#include "formats/zip_archive.h"
 #include "hosting/error_text.h"
 #include "hosting/kept_packages.h"
 #include "hosting/revoke_request.h"
@@ -83,11 +82,7 @@ PackageFacts ReadPackageFacts()
 {
     std::string error;
     const std::string path = IsPackageDelivered() ? Formats::PACKAGE_PATH : Formats::BACKUP_PACKAGE_PATH;
-    const auto archive = Formats::ZipArchive::Open(path, error);
-    const auto text =
-        archive ? archive->ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, error) : std::nullopt;
-    std::vector<std::string> problems;
-    const auto config = text ? Formats::ParsePatchConfig(*text, problems) : std::nullopt;
+    const auto config = ReadConfig(path, error);
     PackageFacts facts;
     if (config) {
         facts.version = config->version;

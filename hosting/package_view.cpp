@@ -15,19 +15,6 @@ using TavomendEngine::FileUtils;
 using TavomendEngine::SysUtils;
 
 namespace {
-std::optional<PackageInfo> ReadConfig(const std::string& package, std::string& problem)
-{
-    const auto archive = Formats::ZipArchive::Open(package, problem);
-    const auto text =
-        archive ? archive->ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, problem) : std::nullopt;
-    std::vector<std::string> problems;
-    auto config = text ? Formats::ParsePatchConfig(*text, problems) : std::nullopt;
-    if (text && !config) {
-        problem = problems.front();
-    }
-    return config;
-}
-
 std::string RefusalOf(const PackageInfo& config)
 {
     const std::string baseVersion = SysUtils::GetBaseVersion();
@@ -44,6 +31,19 @@ PackageView Unknown(PackageState state, const std::string& problem)
     return view;
 }
 } // namespace
+
+std::optional<PackageInfo> ReadConfig(const std::string& package, std::string& problem)
+{
+    const auto archive = Formats::ZipArchive::Open(package, problem);
+    const auto text =
+        archive ? archive->ReadMember(Formats::CONFIG_MEMBER_NAME, Formats::MAX_CONFIG_SIZE, problem) : std::nullopt;
+    std::vector<std::string> problems;
+    auto config = text ? Formats::ParsePatchConfig(*text, problems) : std::nullopt;
+    if (text && !config) {
+        problem = problems.front();
+    }
+    return config;
+}
 
 std::string ProblemOf(const PackageView& view, const std::string& name)
 {

@@ -3,6 +3,7 @@
 #ifndef TAVOMEND_HOSTING_PACKAGE_VIEW_H
 #define TAVOMEND_HOSTING_PACKAGE_VIEW_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,9 @@ struct PackageView {
     std::vector<Formats::AppInfo> apps;
 };
 
+// The configuration that stands in a package; its signature is another's to check. Nothing, and why not in `problem`,
+// where there is none that can be read.
+[[nodiscard]] std::optional<Formats::PackageInfo> ReadConfig(const std::string& package, std::string& problem);
 // One line for people about a package that is not known, or that this device does not take; empty for any other.
 // name: what people call it, such as "the delivered package".
 [[nodiscard]] std::string ProblemOf(const PackageView& view, const std::string& name);

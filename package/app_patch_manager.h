@@ -48,6 +48,7 @@ public:
     [[nodiscard]] bool GetTestData(std::map<std::string, uint32_t>& targets);
 
     // Passed on to the package manager, whose contracts hold.
+    [[nodiscard]] PackageInMemory KeepInMemory() { return packageManager_->KeepInMemory(); }
     [[nodiscard]] bool GetAllBundleNameList(std::map<std::string, std::string>& list);
     [[nodiscard]] bool IsPackageExist();
     [[nodiscard]] bool IsBackupPackageExist();

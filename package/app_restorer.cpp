@@ -1,11 +1,11 @@
 #include "package/app_restorer.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <strings.h>
+#include <vector>
 
 #include "common/app_constants.h"
 #include "common/log.h"
@@ -28,6 +28,7 @@ constexpr int32_t ERROR_RESTORE_NO_PRODUCTS = 620;
 constexpr int32_t ERROR_HASH_MISMATCH = 640;
 
 constexpr size_t HASH_CHUNK_SIZE = 1024;
+constexpr size_t READ_SIZE = 128 * HASH_CHUNK_SIZE; // at once, which spares calls of the system
 
 size_t FileCountOf(const AppRestoreRecord& record)
 {
@@ -37,10 +38,12 @@ size_t FileCountOf(const AppRestoreRecord& record)
 bool DigestFile(FILE* file, Handles::Sha256Digest& digest)
 {
     Handles::Sha256 hash;
-    std::array<char, HASH_CHUNK_SIZE> buffer{};
+    std::vector<char> room(READ_SIZE);
     size_t count = 0;
-    while ((count = fread(buffer.data(), 1, buffer.size(), file)) > 0) {
-        hash.Add(buffer.data(), count);
+    while ((count = fread(room.data(), 1, room.size(), file)) > 0) {
+        for (size_t at = 0; at < count; at += HASH_CHUNK_SIZE) {
+            hash.Add(room.data() + at, std::min(HASH_CHUNK_SIZE, count - at));
+        }
     }
     return ferror(file) == 0 && hash.Finish(digest);
 }

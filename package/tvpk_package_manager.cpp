@@ -19,6 +19,18 @@ constexpr int32_t ERROR_RESTORE_NO_RECORD = 610;
 
 } // namespace
 
+PackageInMemory::PackageInMemory(TvpkPackageManager& manager) : manager_(manager)
+{
+    const auto hold = manager_.HoldPackageFiles();
+    manager_.zipTool_->KeepBytes(SysUtils::GetRunningStage() != RUNNING_STAGE_INIT);
+}
+
+PackageInMemory::~PackageInMemory()
+{
+    const auto hold = manager_.HoldPackageFiles();
+    manager_.zipTool_->KeepBytes(false);
+}
+
 TvpkPackageManager::TvpkPackageManager()
     : SignedPackage(Formats::PACKAGE_PATH, Formats::SIGN_PATH), restoreTool_(MakeSptr<RestoreTool>()),
       bundleManager_(std::make_shared<BundleManager>()),

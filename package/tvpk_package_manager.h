@@ -20,9 +20,24 @@
 #include "tools/restore_tool.h"
 
 namespace ORVX::TavomendEngine {
+class TvpkPackageManager;
+
+// As long as it lives, the package that the gate has verified stays in memory, and hot files come out of the same
+// bytes: they are read and hashed once. Not in the init stage, which extracts nothing.
+class PackageInMemory {
+public:
+    explicit PackageInMemory(TvpkPackageManager& manager);
+    ~PackageInMemory();
+    PackageInMemory(const PackageInMemory&) = delete;
+    PackageInMemory& operator=(const PackageInMemory&) = delete;
+
+private:
+    TvpkPackageManager& manager_;
+};
+
 // Process-wide; used by the states and the app patch manager, one operation at a time. The exceptions, which may be
-// called from any thread beside an operation: HoldPackageFiles, BorrowBackup, PreconditionCheck, GetTavomendVersion,
-// and whether, clear and rename of package and backup.
+// called from any thread beside an operation: HoldPackageFiles, BorrowBackup, KeepInMemory, PreconditionCheck,
+// GetTavomendVersion, and whether, clear and rename of package and backup.
 //
 // Everything that reads the configuration refuses until PreconditionCheck has passed; once passed, the gate stays
 // passed for the process, so a host that lives on starts a fresh process for every delivered package. Restoring lives
@@ -39,6 +54,9 @@ public:
     [[nodiscard]] std::unique_lock<std::recursive_mutex> HoldPackageFiles() { return places_.Hold(); }
     // Has the backup in the delivered package's place as long as the result lives; see BorrowedBackup.
     [[nodiscard]] BorrowedBackup BorrowBackup() { return BorrowedBackup(places_); }
+
+    // For a load; see PackageInMemory. Not recursive.
+    [[nodiscard]] PackageInMemory KeepInMemory() { return PackageInMemory(*this); }
 
     // --- the gate ---
     // Package and signature there, signature good, configuration readable, base version listed, room enough; or passed
@@ -130,6 +148,8 @@ public:
     void Reset();
 
 private:
+    friend class PackageInMemory;
+
     // Made on first use; null when it cannot be made.
     [[nodiscard]] AppRestoreRecord* RecordOf(const std::string& bundleName);
     void RecordAppError(const std::string& bundleName, int32_t code);

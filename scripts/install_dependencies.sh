@@ -8,6 +8,7 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config
     zlib1g-dev libminizip-dev libssl-dev libcjson-dev      # the engine
+    libdeflate-dev                                         # quicker installs
     libzstd-dev libdivsufsort-dev liblzma-dev              # differences
     libsqlite3-dev libspdlog-dev                           # the host platform
     libcli11-dev nlohmann-json3-dev                        # the programs

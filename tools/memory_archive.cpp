@@ -8,13 +8,13 @@
 namespace ORVX::TavomendEngine {
 namespace {
 struct Stream {
-    const std::string& bytes;
+    std::string_view bytes;
     size_t at = 0; // may lie behind the end, as in a file
 };
 
 void* Open(void* bytes, const void* /*name*/, int /*mode*/)
 {
-    return new Stream{*static_cast<const std::string*>(bytes)};
+    return new Stream{*static_cast<const std::string_view*>(bytes)};
 }
 
 uLong Read(void* /*bytes*/, void* stream, void* room, uLong size)
@@ -63,9 +63,9 @@ int Error(void* /*bytes*/, void* /*stream*/)
 }
 } // namespace
 
-void* OpenArchiveInMemory(const std::string& bytes)
+void* OpenArchiveInMemory(std::string_view bytes)
 {
-    zlib_filefunc64_def calls{Open, Read, Write, Tell, Seek, Close, Error, const_cast<std::string*>(&bytes)};
+    zlib_filefunc64_def calls{Open, Read, Write, Tell, Seek, Close, Error, &bytes};
     return unzOpen2_64(nullptr, &calls);
 }
 } // namespace ORVX::TavomendEngine

@@ -63,11 +63,19 @@ bool ParseZipTool::UnZipTargetFiles(const std::vector<UnZipTargetInfo>& targetIn
     return true;
 }
 
-void ParseZipTool::Pin(const Handles::Sha256Digest& digest, std::string content)
+void ParseZipTool::Pin(const Handles::Sha256Digest& digest, FileContent content)
 {
     Reset();
     digest_ = digest;
     content_ = std::move(content);
+}
+
+void ParseZipTool::KeepBytes(bool isKept)
+{
+    isContentKept_ = isKept;
+    if (!isKept) {
+        Reset();
+    }
 }
 
 std::optional<std::string> ParseZipTool::ReadMember(const std::string& name, size_t sizeMax)
@@ -94,7 +102,9 @@ std::optional<std::string> ParseZipTool::ReadMember(const std::string& name, siz
 bool ParseZipTool::OpenArchive()
 {
     if (unzHandle_ == nullptr) {
-        unzHandle_ = !digest_ ? unzOpen(zipFilePath_.c_str()) : ReadPinned() ? OpenArchiveInMemory(content_) : nullptr;
+        unzHandle_ = !digest_       ? unzOpen(zipFilePath_.c_str())
+                     : ReadPinned() ? OpenArchiveInMemory(content_.View())
+                                    : nullptr;
     }
     return unzHandle_ != nullptr;
 }
@@ -102,13 +112,14 @@ bool ParseZipTool::OpenArchive()
 bool ParseZipTool::ReadPinned()
 {
     Handles::Sha256Digest digest{};
-    if (content_.empty()) {
-        content_ = FileUtils::GetFileStream(zipFilePath_);
-        if (!Handles::Sha256::Of(content_.data(), content_.size(), digest) || digest != digest_) {
-            content_.clear();
+    if (content_.View().empty()) {
+        content_ = FileUtils::GetContent(zipFilePath_);
+        const std::string_view bytes = content_.View();
+        if (!Handles::Sha256::Of(bytes.data(), bytes.size(), digest) || digest != digest_) {
+            content_ = FileContent();
         }
     }
-    return !content_.empty();
+    return !content_.View().empty();
 }
 
 bool ParseZipTool::UnZipFile(const UnZipTargetInfo& info, void* handle)
@@ -225,6 +236,8 @@ void ParseZipTool::Reset()
     if (unzHandle_ != nullptr) {
         unzClose(std::exchange(unzHandle_, nullptr));
     }
-    std::string().swap(content_); // neither clear nor an assignment would give the memory back
+    if (!isContentKept_) {
+        content_ = FileContent();
+    }
 }
 } // namespace ORVX::TavomendEngine

@@ -8,6 +8,7 @@
 
 #include "handles/sha256.h"
 #include "platform/api/ref_base.h"
+#include "platform/utility/file_content.h"
 
 namespace ORVX::TavomendEngine {
 // Owned by each of the two package managers. The archive is opened on first use and stays open until Reset, so that all
@@ -24,7 +25,10 @@ public:
     // From now on the archive is the one of this digest, and no other that comes into its place: `content`, its bytes,
     // is read in place of the file until Reset; later the file is read into memory, and an archive of another digest is
     // none. Closes an open archive.
-    void Pin(const Handles::Sha256Digest& digest, std::string content);
+    void Pin(const Handles::Sha256Digest& digest, FileContent content);
+    // While it is true, Reset leaves the pinned archive's bytes in memory, so that they are read and hashed once;
+    // without it they are given back, and an open archive is closed.
+    void KeepBytes(bool isKept);
 
     // Extracts in order and stops at the first failure; what was written before stays. An output that already has the
     // member's size counts as extracted, whatever its content: that makes a resumed run cheap. Missing directories are
@@ -48,7 +52,8 @@ private:
     std::string zipFilePath_;
     void* unzHandle_ = nullptr;
     std::optional<Handles::Sha256Digest> digest_;
-    std::string content_;
+    FileContent content_;
+    bool isContentKept_ = false;
 };
 } // namespace ORVX::TavomendEngine
 

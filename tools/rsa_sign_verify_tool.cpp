@@ -78,8 +78,8 @@ bool RsaSignVerifyTool::VerifyContent(const SignInfo& info, VerifiedFile& file)
         TAVOMEND_LOG_E("signData is empty");
         return false;
     }
-    file.content = FileUtils::GetFileStream(info.patchFilePath);
-    if (file.content.empty()) {
+    file.content = FileUtils::GetContent(info.patchFilePath);
+    if (file.content.View().empty()) {
         TAVOMEND_LOG_E("patchData is empty");
         return false;
     }
@@ -89,7 +89,7 @@ bool RsaSignVerifyTool::VerifyContent(const SignInfo& info, VerifiedFile& file)
         TAVOMEND_LOG_E("get pubKey is failed");
         return false;
     }
-    const bool result = VerifyAndHash(key.Get(), file.content, signData, file.digest);
+    const bool result = VerifyAndHash(key.Get(), file.content.View(), signData, file.digest);
     TAVOMEND_LOG_I("verify sign result: %{public}d", static_cast<int>(result));
     return result;
 }
@@ -123,7 +123,7 @@ bool RsaSignVerifyTool::VerifyEVP(RSA* rsa, const std::string& data, const std::
     return VerifyAndHash(rsa, data, sign, ignored);
 }
 
-bool RsaSignVerifyTool::VerifyAndHash(RSA* rsa, const std::string& data, const std::string& sign,
+bool RsaSignVerifyTool::VerifyAndHash(RSA* rsa, std::string_view data, const std::string& sign,
                                       Handles::Sha256Digest& digest)
 {
     if (rsa == nullptr || data.empty() || sign.empty()) {

@@ -7,9 +7,11 @@
 #include <openssl/types.h>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "handles/sha256.h"
 #include "platform/api/ref_base.h"
+#include "platform/utility/file_content.h"
 
 namespace ORVX::TavomendEngine {
 // Selects the public key.
@@ -29,7 +31,7 @@ public:
 
     // What was verified; a file that is read again may be another one.
     struct VerifiedFile {
-        std::string content;
+        FileContent content;
         Handles::Sha256Digest digest{};
     };
 
@@ -49,7 +51,7 @@ public:
 
 private:
     [[nodiscard]] static bool VerifyContent(const SignInfo& info, VerifiedFile& file);
-    [[nodiscard]] static bool VerifyAndHash(RSA* rsa, const std::string& data, const std::string& sign,
+    [[nodiscard]] static bool VerifyAndHash(RSA* rsa, std::string_view data, const std::string& sign,
                                             Handles::Sha256Digest& digest);
 };
 } // namespace ORVX::TavomendEngine

@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 constexpr const char* STORE = "/data/service/bundles/store.db";
+constexpr const char* FACTORY_MEMORY = "/data/service/bundles/factory_files"; // of this device's own inodes
 constexpr const char* STATUS_RECORD = "/data/update/tavomend/app/status/app";
 
 bool StartsWith(const std::string& text, const std::string& start)
@@ -86,7 +87,7 @@ DeviceState ReadDeviceState(const std::string& deviceFolder)
     std::set<std::string> others;
     for (const auto& entry : fs::recursive_directory_iterator(deviceFolder)) {
         const std::string path = entry.path().string().substr(deviceFolder.size());
-        if (StartsWith(path, "/data/log/") || path == STATUS_RECORD || path == STORE ||
+        if (StartsWith(path, "/data/log/") || path == STATUS_RECORD || path == STORE || path == FACTORY_MEMORY ||
             path == "/data/update/tavomend/package" || used.count(path) != 0) {
             continue;
         }

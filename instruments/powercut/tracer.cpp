@@ -7,6 +7,7 @@
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/user.h>
 #include <sys/wait.h>
@@ -142,7 +143,10 @@ void Tracer::OnCall(pid_t thread, CallWatcher& watcher)
         return;
     }
     if (verdict == Verdict::TEAR) {
-        SetRegister(thread, &user_regs_struct::rdx, call->size / 2);
+        const auto size = stop.number == SYS_copy_file_range ? &user_regs_struct::r8
+                          : stop.number == SYS_sendfile      ? &user_regs_struct::r10
+                                                             : &user_regs_struct::rdx;
+        SetRegister(thread, size, call->size / 2);
     }
     const auto result = RunToExit(thread);
     if (!result) {

@@ -31,6 +31,10 @@ public:
     }
     ssize_t Read(int file, void* room, size_t size) override { return read(file, room, size); }
     ssize_t Write(int file, const void* bytes, size_t size) override { return write(file, bytes, size); }
+    ssize_t CopyRange(int from, int to, size_t size) override
+    {
+        return copy_file_range(from, nullptr, to, nullptr, size, 0);
+    }
     int Fsync(int file) override { return fsync(file); }
     int Close(int file) override { return close(file); }
     int Fchmod(int file, mode_t mode) override { return fchmod(file, mode); }

@@ -36,6 +36,8 @@ public:
     virtual int Open(const std::string& path, int flags, mode_t mode) = 0;
     virtual ssize_t Read(int file, void* room, size_t size) = 0;
     virtual ssize_t Write(int file, const void* bytes, size_t size) = 0;
+    // copy_file_range(2) from one descriptor's place to the other's.
+    virtual ssize_t CopyRange(int from, int to, size_t size) = 0;
     virtual int Fsync(int file) = 0;
     // The descriptor is gone whatever the result is.
     virtual int Close(int file) = 0;

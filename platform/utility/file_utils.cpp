@@ -74,22 +74,29 @@ ssize_t ReadSome(int file, char* room, size_t size)
 bool CopyAll(int source, OutputFile& target, const FileUtils::Copied& copied)
 {
     uint64_t done = 0;
+    const auto tell = [&done, &copied](size_t piece) {
+        done += piece;
+        if (copied) {
+            copied(done);
+        }
+    };
+    const auto outcome = target.CopyRest(source, tell);
+    if (outcome != OutputFile::Copy::NOT_POSSIBLE) {
+        return outcome == OutputFile::Copy::DONE;
+    }
     std::array<char, COPY_CHUNK_SIZE> buffer;
     ssize_t count = 0;
     while ((count = ReadSome(source, buffer.data(), buffer.size())) > 0) {
         if (!target.Write(buffer.data(), static_cast<size_t>(count))) {
             return false;
         }
-        done += static_cast<uint64_t>(count);
-        if (copied) {
-            copied(done);
-        }
+        tell(static_cast<size_t>(count));
     }
     return count == 0;
 }
 
-// The regular file's content; an exception when there is no memory for it.
-bool ReadWhole(const std::string& path, size_t sizeMax, std::string& content)
+// Puts the regular file's content into the room that is made for it; an exception when there is no memory.
+bool ReadWhole(const std::string& path, size_t sizeMax, const std::function<char*(size_t size)>& makeRoom)
 {
     const LayerFile file(path, O_RDONLY | O_NONBLOCK); // not to wait at a pipe that nobody writes to
     struct stat status {};
@@ -97,34 +104,16 @@ bool ReadWhole(const std::string& path, size_t sizeMax, std::string& content)
         static_cast<size_t>(status.st_size) > sizeMax) {
         return false;
     }
-    content.resize(static_cast<size_t>(status.st_size));
-    for (size_t done = 0; done < content.size();) {
-        const ssize_t count = ReadSome(file.Get(), content.data() + done, content.size() - done);
+    const auto size = static_cast<size_t>(status.st_size);
+    char* const room = makeRoom(size);
+    for (size_t done = 0; done < size;) {
+        const ssize_t count = ReadSome(file.Get(), room + done, size - done);
         if (count <= 0) {
             return false;
         }
         done += static_cast<size_t>(count);
     }
     return true;
-}
-
-// Write beside, fsync, rename, fsync of the directory. What was written beside goes when any step fails.
-bool ReplaceWith(const std::string& path, uint32_t mode, const std::function<bool(OutputFile&)>& writeContent)
-{
-    const std::string dir = ParentOf(path);
-    if (!FileUtils::MakeDirs(dir)) {
-        return false;
-    }
-    const std::string beside = path + ".new";
-    OutputFile file(beside, mode);
-    const bool isWritten = file.IsValid() && file.SetMode(mode) && writeContent(file) && file.Flush();
-    if (!file.Close() || !isWritten || Layer().Rename(beside, path) != 0) {
-        const int reason = errno;
-        static_cast<void>(Layer().Unlink(beside));
-        errno = reason;
-        return false;
-    }
-    return FileUtils::SyncDir(dir);
 }
 
 // Calls visit with the path behind the directory and the status of everything below it, directories before what is in
@@ -286,12 +275,27 @@ std::string FileUtils::GetFileStream(const std::string& path, size_t sizeMax)
 {
     try {
         std::string content;
-        if (!ReadWhole(path, sizeMax, content)) {
-            content.clear();
-        }
-        return content; // moved: a package is large
+        const auto makeRoom = [&content](size_t size) {
+            content.resize(size);
+            return content.data();
+        };
+        return ReadWhole(path, sizeMax, makeRoom) ? std::move(content) : std::string();
     } catch (const std::exception&) {
         return {}; // a size that there is no memory for
+    }
+}
+
+FileContent FileUtils::GetContent(const std::string& path)
+{
+    try {
+        FileContent content;
+        const auto makeRoom = [&content](size_t size) {
+            content = FileContent(size);
+            return content.Data();
+        };
+        return ReadWhole(path, SIZE_MAX, makeRoom) ? std::move(content) : FileContent();
+    } catch (const std::exception&) {
+        return {};
     }
 }
 
@@ -353,16 +357,37 @@ bool FileUtils::MakeDirs(const std::string& path)
     return true;
 }
 
+bool FileUtils::ReplaceFileWith(const std::string& path, uint32_t mode,
+                                const std::function<bool(OutputFile& file)>& write)
+{
+    const std::string dir = ParentOf(path);
+    if (!FileUtils::MakeDirs(dir)) {
+        return false;
+    }
+    const std::string beside = path + ".new";
+    OutputFile file(beside, mode);
+    const bool isWritten = file.IsValid() && file.SetMode(mode) && write(file) && file.Flush();
+    if (!file.Close() || !isWritten || Layer().Rename(beside, path) != 0) {
+        const int reason = errno;
+        static_cast<void>(Layer().Unlink(beside));
+        errno = reason;
+        return false;
+    }
+    return SyncDir(dir);
+}
+
 bool FileUtils::ReplaceFile(const std::string& path, const std::string& content, uint32_t mode)
 {
-    return ReplaceWith(path, mode, [&content](OutputFile& file) { return file.Write(content.data(), content.size()); });
+    return ReplaceFileWith(path, mode,
+                           [&content](OutputFile& file) { return file.Write(content.data(), content.size()); });
 }
 
 bool FileUtils::ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode,
                                   const Copied& copied)
 {
     const LayerFile in(source, O_RDONLY);
-    return in.IsValid() && ReplaceWith(target, mode, [&](OutputFile& file) { return CopyAll(in.Get(), file, copied); });
+    return in.IsValid() &&
+           ReplaceFileWith(target, mode, [&](OutputFile& file) { return CopyAll(in.Get(), file, copied); });
 }
 
 bool FileUtils::SyncDir(const std::string& path)

@@ -8,7 +8,11 @@
 #include <functional>
 #include <string>
 
+#include "platform/utility/file_content.h"
+
 namespace ORVX::TavomendEngine {
+class OutputFile;
+
 constexpr const char* ACCOUNT_FILE = "/etc/passwd"; // passwd(5)
 
 class FileUtils {
@@ -49,6 +53,8 @@ public:
     // The whole content of a regular file; empty when it cannot be read to its end, or not be held in memory. One of
     // more than sizeMax bytes is not read at all.
     [[nodiscard]] static std::string GetFileStream(const std::string& path, size_t sizeMax = SIZE_MAX);
+    // The same for a large file.
+    [[nodiscard]] static FileContent GetContent(const std::string& path);
     // Gives a file or directory to the account "tavomend" of the device's /etc/passwd. False when there is no such
     // account or the owner cannot be changed.
     static bool SetGidAndUidToTavomend(const std::string& path);
@@ -66,6 +72,9 @@ public:
     // a failure the old file stands and nothing is beside it; only when the last step fails, the new one stands and
     // may not survive a power cut. errno tells the reason of a failure.
     [[nodiscard]] static bool ReplaceFile(const std::string& path, const std::string& content, uint32_t mode);
+    // The same for what `write` puts into the file, when it gives true.
+    [[nodiscard]] static bool ReplaceFileWith(const std::string& path, uint32_t mode,
+                                              const std::function<bool(OutputFile& file)>& write);
     // The same for the content of another file. copied: told how many bytes have been copied, piece by piece.
     using Copied = std::function<void(uint64_t done)>;
     [[nodiscard]] static bool ReplaceFileByCopy(const std::string& source, const std::string& target, uint32_t mode,

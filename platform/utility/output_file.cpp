@@ -9,6 +9,8 @@
 
 namespace ORVX::TavomendEngine {
 namespace {
+constexpr size_t COPY_PIECE = 64 * 1024;
+
 FileLayer& Layer()
 {
     return FileLayer::GetInstance();
@@ -49,6 +51,25 @@ bool OutputFile::Write(const char* data, size_t size)
         size -= static_cast<size_t>(count);
     }
     return true;
+}
+
+OutputFile::Copy OutputFile::CopyRest(int source, const std::function<void(size_t piece)>& told)
+{
+    bool isBegun = false;
+    ssize_t count = 0;
+    do {
+        count = Layer().CopyRange(source, file_, COPY_PIECE);
+        if (count > 0) {
+            isBegun = true;
+            told(static_cast<size_t>(count));
+        }
+    } while (count > 0 || (count < 0 && errno == EINTR));
+    if (isBegun) {
+        return count == 0 ? Copy::DONE : Copy::FAILED;
+    }
+    // Nothing at all may also come from a file that has no size of its own.
+    const bool isRefused = errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+    return count == 0 || isRefused ? Copy::NOT_POSSIBLE : Copy::FAILED;
 }
 
 bool OutputFile::SetMode(mode_t mode)

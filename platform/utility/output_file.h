@@ -2,6 +2,7 @@
 #ifndef TAVOMEND_PLATFORM_UTILITY_OUTPUT_FILE_H
 #define TAVOMEND_PLATFORM_UTILITY_OUTPUT_FILE_H
 
+#include <functional>
 #include <string>
 #include <sys/types.h>
 
@@ -21,6 +22,10 @@ public:
     [[nodiscard]] bool IsValid() const { return file_ >= 0; }
     // Writes behind what was written. False when not all of it arrived.
     [[nodiscard]] bool Write(const char* data, size_t size);
+    // Writes what another file has from its place on, without taking it into this process; `told` is told the bytes of
+    // each piece. NOT_POSSIBLE where the system has no way to, and then nothing was written.
+    enum class Copy { DONE, FAILED, NOT_POSSIBLE };
+    [[nodiscard]] Copy CopyRest(int source, const std::function<void(size_t piece)>& told);
     // Sets the mode, past the umask.
     [[nodiscard]] bool SetMode(mode_t mode);
     // Brings the content to the disk; its name is the directory's to flush.

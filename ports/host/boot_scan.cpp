@@ -17,24 +17,6 @@ using TavomendEngine::FileUtils;
 namespace {
 constexpr const char* CANNOT_READ_STORE = "the bundle store cannot be read";
 
-// The bundle files below a directory, and the directories that could not be listed.
-void ListBundleFiles(const fs::path& directory, std::vector<std::string>& paths, std::vector<std::string>& unlisted)
-{
-    std::error_code error;
-    for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
-        std::error_code inner;
-        const auto type = at->symlink_status(inner).type();
-        if (type == fs::file_type::directory) {
-            ListBundleFiles(at->path(), paths, unlisted);
-        } else if (type == fs::file_type::regular && at->path().extension() == Formats::BUNDLE_FILE_SUFFIX) {
-            paths.push_back(at->path().string());
-        }
-    }
-    if (error && error != std::errc::no_such_file_or_directory) {
-        unlisted.push_back(directory.string());
-    }
-}
-
 std::string ParentOf(const std::string& path)
 {
     return fs::path(path).parent_path().string();
@@ -47,8 +29,9 @@ bool IsGone(const std::string& path)
 }
 } // namespace
 
-BootScan::BootScan(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer)
-    : store_(std::move(store)), placer_(std::move(placer))
+BootScan::BootScan(std::shared_ptr<BundleStore> store, std::shared_ptr<BundlePlacer> placer,
+                   std::unique_ptr<FactoryMemory> memory)
+    : store_(std::move(store)), placer_(std::move(placer)), memory_(std::move(memory))
 {
 }
 
@@ -63,51 +46,81 @@ ScanReport BootScan::Run()
     if (!placer_->RefreshNotes()) {
         Skip("", "the notes beside installed applications cannot be written");
     }
+    if (memory_ != nullptr) {
+        memory_->Save();
+    }
     return std::move(report_);
+}
+
+BootScan::Reader BootScan::FactoryReader()
+{
+    if (memory_ == nullptr) {
+        return {ListDirectory, Formats::BundleFile::Read};
+    }
+    return {[this](const std::string& path, Listing& listing) { return memory_->List(path, listing); },
+            [this](const std::string& path, std::string& error) { return memory_->Read(path, error); }};
 }
 
 void BootScan::RegisterFactoryApps()
 {
-    factoryApps_ = CollectSets(Formats::FACTORY_APP_DIR, isFactoryWhole_);
-    for (const auto& factory : factoryApps_) {
-        RegisterFactoryApp(factory.second);
-    }
-    ForgetMissingFactoryApps();
-}
-
-void BootScan::RegisterFactoryApp(const BundleFileSet& factory)
-{
-    std::optional<InstalledBundle> installed;
-    if (!Find(factory.manifest.bundleName, installed)) {
-        return;
-    }
-    const uint32_t version = factory.manifest.versionCode;
-    if (installed && installed->isFactory && installed->versionCode == version &&
-        installed->modules == factory.modules) {
-        return;
-    }
-    if (installed && !installed->isFactory && installed->versionCode > version) {
-        if (installed->factoryVersion != version) {
-            installed->factoryVersion = version;
-            static_cast<void>(store_->ReplaceBundle(*installed)); // tried again at the next boot
-        }
-        return;
-    }
-    if (placer_->RestoreFactory(factory)) {
-        Report(factory.manifest.bundleName, "factory", version);
-    } else {
-        Skip(factory.manifest.bundleName, "the store cannot be written");
-    }
-}
-
-void BootScan::ForgetMissingFactoryApps()
-{
+    factoryApps_ = CollectSets(Formats::FACTORY_APP_DIR, FactoryReader(), isFactoryWhole_);
     auto bundles = store_->ListBundles();
     if (!bundles) {
+        for (const auto& factory : factoryApps_) {
+            Skip(factory.first, CANNOT_READ_STORE);
+        }
         Skip("", std::string(CANNOT_READ_STORE) + ": no application is forgotten");
         return;
     }
-    for (auto& bundle : *bundles) {
+    auto installed = bundles->cbegin(); // both are in the names' order
+    for (const auto& [name, factory] : factoryApps_) {
+        installed = std::lower_bound(installed, bundles->cend(), name,
+                                     [](const auto& bundle, const auto& wanted) { return bundle.bundleName < wanted; });
+        const bool isThere = installed != bundles->cend() && installed->bundleName == name;
+        RegisterFactoryApp(factory, isThere ? &*installed : nullptr);
+    }
+    ForgetMissingFactoryApps(std::move(*bundles));
+}
+
+void BootScan::RegisterFactoryApp(const BundleFileSet& factory, const InstalledBundle* installed)
+{
+    const uint32_t version = factory.manifest.versionCode;
+    if (installed != nullptr && installed->isFactory && installed->versionCode == version &&
+        installed->modules == factory.modules) {
+        return;
+    }
+    if (installed != nullptr && !installed->isFactory && installed->versionCode > version) {
+        if (installed->factoryVersion != version) {
+            InstalledBundle changed = *installed;
+            changed.factoryVersion = version;
+            static_cast<void>(store_->ReplaceBundle(changed)); // tried again at the next boot
+        }
+        return;
+    }
+    UseFactory(factory, "factory");
+}
+
+void BootScan::UseFactory(const BundleFileSet& factory, const char* action)
+{
+    const std::string& name = factory.manifest.bundleName;
+    for (const auto& module : factory.modules) {
+        std::string message;
+        if (memory_ != nullptr && !memory_->Confirm(module.second, message)) {
+            Skip("", message);
+            Skip(name, "its factory files could not be read; it stays as it is");
+            return;
+        }
+    }
+    if (!placer_->RestoreFactory(factory)) {
+        Skip(name, "the store cannot be written");
+        return;
+    }
+    Report(name, action, factory.manifest.versionCode);
+}
+
+void BootScan::ForgetMissingFactoryApps(std::vector<InstalledBundle> bundles)
+{
+    for (auto& bundle : bundles) {
         if (!bundle.factoryVersion || factoryApps_.count(bundle.bundleName) != 0 || StaysWithout(bundle)) {
             continue;
         }
@@ -153,10 +166,8 @@ void BootScan::RestoreRevokedApps()
         }
         if (factory == factoryApps_.end()) {
             Skip(name, "it has no factory version to go back to");
-        } else if (placer_->RestoreFactory(factory->second)) {
-            Report(name, "restored", factory->second.manifest.versionCode);
         } else {
-            Skip(name, "the store cannot be written");
+            UseFactory(factory->second, "restored");
         }
     }
 }
@@ -164,7 +175,8 @@ void BootScan::RestoreRevokedApps()
 void BootScan::TakeInColdBundles()
 {
     bool isWhole = true;
-    for (const auto& [name, set] : CollectSets(Formats::COLD_WORK_DIR, isWhole)) {
+    for (const auto& [name, set] :
+         CollectSets(Formats::COLD_WORK_DIR, {ListDirectory, Formats::BundleFile::Read}, isWhole)) {
         std::optional<InstalledBundle> installed;
         if (!Find(name, installed)) {
             continue;
@@ -181,20 +193,36 @@ void BootScan::TakeInColdBundles()
     }
 }
 
-BootScan::Sets BootScan::CollectSets(const std::string& directory, bool& isWhole)
+// The bundle files below a directory, and the directories that could not be listed.
+void BootScan::ListBundleFiles(const std::string& directory, const Reader& reader, Paths& found)
+{
+    Listing listing;
+    if (!reader.list(directory, listing)) {
+        found.unlisted.push_back(directory);
+    }
+    for (const auto& name : listing.bundleFiles) {
+        found.files.push_back(directory + "/" + name);
+    }
+    for (const auto& name : listing.directories) {
+        ListBundleFiles(directory + "/" + name, reader, found);
+    }
+}
+
+BootScan::Sets BootScan::CollectSets(const std::string& directory, const Reader& reader, bool& isWhole)
 {
     Sets sets;
     std::set<std::string> refused;
-    std::vector<std::string> paths;
-    std::vector<std::string> unread; // directories that hold more than was read
-    ListBundleFiles(directory, paths, unread);
+    Paths found;
+    ListBundleFiles(directory, reader, found);
+    std::vector<std::string>& paths = found.files;
+    std::vector<std::string>& unread = found.unlisted; // and, from here on, directories of files that cannot be read
     for (const auto& unlisted : unread) {
         Skip("", "cannot read " + unlisted);
     }
     std::sort(paths.begin(), paths.end()); // so that a scan does the same in the same order every time
     for (const auto& path : paths) {
         std::string message;
-        const auto manifest = Formats::BundleFile::Read(path, message);
+        const auto manifest = reader.read(path, message);
         if (!manifest) {
             Skip("", message);
             unread.push_back(ParentOf(path));

@@ -195,7 +195,7 @@ bool BundlePlacer::RestoreFactory(const BundleFileSet& factory)
 bool BundlePlacer::RemoveLeftovers()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const auto bundles = store_->ListBundles();
+    const auto bundles = store_->ListInstalled();
     if (!bundles) {
         return false;
     }
@@ -210,13 +210,18 @@ bool BundlePlacer::RemoveLeftovers()
         if (bundle->path() == STAGING_DIR || bundle->path() == REMOVED_DIR) {
             continue;
         }
+        bool isUsed = false;
         for (fs::directory_iterator version(bundle->path(), inner); !inner && version != end;
              version.increment(inner)) {
-            if (used.count(version->path().string()) == 0) {
+            const bool isStored = used.count(version->path().string()) != 0;
+            isUsed = isUsed || isStored;
+            if (!isStored) {
                 RemoveVersion(version->path().string());
             }
         }
-        fs::remove(bundle->path(), inner); // goes when it is empty
+        if (!isUsed) {
+            fs::remove(bundle->path(), inner); // goes when it is empty
+        }
     }
     FileUtils::CleanDir(STAGING_DIR, true);
     FileUtils::CleanDir(REMOVED_DIR, true);
@@ -227,14 +232,14 @@ bool BundlePlacer::RefreshNotes()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto users = store_->ListUsers();
-    const auto bundles = store_->ListBundles();
+    const auto bundles = store_->ListInstalled();
     if (!users || !bundles) {
         return false;
     }
     bool isFresh = WriteAccountNote(*users);
     for (const auto& bundle : *bundles) {
         for (const auto& dir : DirsOf(bundle)) {
-            isFresh = (bundle.isFactory || !FileUtils::DirIsExist(dir) || WriteVersionNote(dir, bundle)) && isFresh;
+            isFresh = (!FileUtils::DirIsExist(dir) || WriteVersionNote(dir, bundle)) && isFresh;
         }
     }
     return isFresh;

@@ -100,6 +100,12 @@ public:
         isOpen_ = Execute(database_, "BEGIN IMMEDIATE");
         return isOpen_;
     }
+    // Writes nothing, and keeps nobody from reading.
+    [[nodiscard]] bool BeginReading()
+    {
+        isOpen_ = Execute(database_, "BEGIN");
+        return isOpen_;
+    }
     [[nodiscard]] bool Commit()
     {
         isOpen_ = !Execute(database_, "COMMIT");
@@ -111,24 +117,52 @@ private:
     bool isOpen_ = false;
 };
 
-bool ReadModules(sqlite3* database, const std::string& bundleName, std::map<std::string, std::string>& modules)
+constexpr const char* BUNDLE_COLUMNS =
+    "SELECT name, version_code, version_name, keep_alive, singleton, type, is_factory, factory_version FROM bundles ";
+
+InstalledBundle ReadBundle(const Statement& row)
 {
-    Statement select(database, "SELECT module, path FROM modules WHERE bundle = ?");
-    select.Bind(bundleName);
-    while (select.Next()) {
-        modules[select.Text(0)] = select.Text(1);
+    InstalledBundle bundle;
+    bundle.bundleName = row.Text(0);
+    bundle.versionCode = static_cast<uint32_t>(row.Number(1));
+    bundle.versionName = row.Text(2);
+    bundle.keepAlive = row.Number(3) != 0;
+    bundle.singleton = row.Number(4) != 0;
+    bundle.bundleType = row.Text(5);
+    bundle.isFactory = row.Number(6) != 0;
+    if (!row.IsNull(7)) {
+        bundle.factoryVersion = static_cast<uint32_t>(row.Number(7));
     }
-    return select.IsDone();
+    return bundle;
 }
 
-bool ReadUsers(sqlite3* database, const std::string& bundleName, std::vector<int32_t>& users)
+// Gives each row to the bundle that its first column names; both are in the names' order.
+template <typename Take>
+bool ReadParts(Statement& rows, std::vector<InstalledBundle>& bundles, const Take& take)
 {
-    Statement select(database, "SELECT user FROM bundle_users WHERE bundle = ? ORDER BY user");
-    select.Bind(bundleName);
-    while (select.Next()) {
-        users.push_back(static_cast<int32_t>(select.Number(0)));
+    auto bundle = bundles.begin();
+    while (rows.Next()) {
+        const std::string name = rows.Text(0);
+        while (bundle != bundles.end() && bundle->bundleName < name) {
+            ++bundle;
+        }
+        if (bundle != bundles.end() && bundle->bundleName == name) {
+            take(*bundle);
+        }
     }
-    return select.IsDone();
+    return rows.IsDone();
+}
+
+bool ReadModules(Statement& rows, std::vector<InstalledBundle>& bundles)
+{
+    return ReadParts(rows, bundles, [&rows](InstalledBundle& bundle) { bundle.modules[rows.Text(1)] = rows.Text(2); });
+}
+
+bool ReadUsers(Statement& rows, std::vector<InstalledBundle>& bundles)
+{
+    return ReadParts(rows, bundles, [&rows](InstalledBundle& bundle) {
+        bundle.users.push_back(static_cast<int32_t>(rows.Number(1)));
+    });
 }
 
 bool WriteParts(sqlite3* database, const InstalledBundle& bundle)
@@ -248,42 +282,46 @@ bool BundleStore::FindBundle(const std::string& bundleName, std::optional<Instal
 {
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     bundle.reset();
-    Statement select(database_, "SELECT version_code, version_name, keep_alive, singleton, type, is_factory, "
-                                "factory_version FROM bundles WHERE name = ?");
+    Statement select(database_, (std::string(BUNDLE_COLUMNS) + "WHERE name = ?").c_str());
     if (!select.Bind(bundleName).Next()) {
         return select.IsDone();
     }
-    InstalledBundle found;
-    found.bundleName = bundleName;
-    found.versionCode = static_cast<uint32_t>(select.Number(0));
-    found.versionName = select.Text(1);
-    found.keepAlive = select.Number(2) != 0;
-    found.singleton = select.Number(3) != 0;
-    found.bundleType = select.Text(4);
-    found.isFactory = select.Number(5) != 0;
-    if (!select.IsNull(6)) {
-        found.factoryVersion = static_cast<uint32_t>(select.Number(6));
-    }
-    if (!ReadModules(database_, bundleName, found.modules) || !ReadUsers(database_, bundleName, found.users)) {
+    std::vector<InstalledBundle> found = {ReadBundle(select)};
+    Statement modules(database_, "SELECT bundle, module, path FROM modules WHERE bundle = ?");
+    Statement users(database_, "SELECT bundle, user FROM bundle_users WHERE bundle = ? ORDER BY user");
+    if (!ReadModules(modules.Bind(bundleName), found) || !ReadUsers(users.Bind(bundleName), found)) {
         return false;
     }
-    bundle = std::move(found);
+    bundle = std::move(found.front());
     return true;
 }
 
 std::optional<std::vector<InstalledBundle>> BundleStore::ListBundles()
 {
+    return List("");
+}
+
+std::optional<std::vector<InstalledBundle>> BundleStore::ListInstalled()
+{
+    return List("WHERE is_factory = 0 ");
+}
+
+std::optional<std::vector<InstalledBundle>> BundleStore::List(const std::string& where)
+{
+    const std::string parts = where.empty() ? " " : " WHERE bundle IN (SELECT name FROM bundles " + where + ") ";
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     std::vector<InstalledBundle> bundles;
-    Statement names(database_, "SELECT name FROM bundles ORDER BY name");
-    while (names.Next()) {
-        std::optional<InstalledBundle> bundle;
-        if (!FindBundle(names.Text(0), bundle) || !bundle) {
-            return std::nullopt;
-        }
-        bundles.push_back(std::move(*bundle));
+    Transaction reading(database_); // of one state, whoever writes meanwhile
+    Statement rows(database_, (BUNDLE_COLUMNS + where + "ORDER BY name").c_str());
+    Statement modules(database_, ("SELECT bundle, module, path FROM modules" + parts + "ORDER BY bundle").c_str());
+    Statement users(database_, ("SELECT bundle, user FROM bundle_users" + parts + "ORDER BY bundle, user").c_str());
+    if (!reading.BeginReading()) {
+        return std::nullopt;
     }
-    if (!names.IsDone()) {
+    while (rows.Next()) {
+        bundles.push_back(ReadBundle(rows));
+    }
+    if (!rows.IsDone() || !ReadModules(modules, bundles) || !ReadUsers(users, bundles)) {
         return std::nullopt;
     }
     return bundles;

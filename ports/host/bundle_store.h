@@ -43,6 +43,8 @@ public:
     [[nodiscard]] bool FindBundle(const std::string& bundleName, std::optional<InstalledBundle>& bundle);
     // By name; nothing when the store cannot be read.
     [[nodiscard]] std::optional<std::vector<InstalledBundle>> ListBundles();
+    // The same without those that run their factory files, which are the most.
+    [[nodiscard]] std::optional<std::vector<InstalledBundle>> ListInstalled();
     // Puts the bundle, with all its modules and users, in place of what is stored under its name.
     [[nodiscard]] bool ReplaceBundle(const InstalledBundle& bundle);
     // True also when there was none.
@@ -58,6 +60,8 @@ public:
 private:
     explicit BundleStore(sqlite3* database);
     [[nodiscard]] bool Check(const std::string& path, StoreFault& fault);
+    // where: a condition for the bundles, in SQL.
+    [[nodiscard]] std::optional<std::vector<InstalledBundle>> List(const std::string& where);
 
     std::recursive_mutex mutex_;
     sqlite3* database_;

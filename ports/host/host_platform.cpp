@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <filesystem>
 
 #include "formats/device_paths.h"
@@ -15,6 +16,7 @@
 #include "ports/host/bundle_service.h"
 #include "ports/host/bundle_store.h"
 #include "ports/host/engine_account.h"
+#include "ports/host/factory_memory.h"
 #include "ports/host/host_message.h"
 #include "ports/host/installed_notes.h"
 #include "ports/host/store_rebuild.h"
@@ -66,6 +68,13 @@ bool ScanInto(const std::string& path, std::string& error)
     return true;
 }
 
+std::unique_ptr<FactoryMemory> OpenFactoryMemory()
+{
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return std::make_unique<FactoryMemory>(FACTORY_MEMORY_PATH, now);
+}
+
 bool MakeFirstStore(std::string& error)
 {
     size_t count = 0;
@@ -104,7 +113,7 @@ std::unique_ptr<HostPlatform> HostPlatform::Start(ServiceStart start, std::strin
     SystemAbilityRegistry::GetInstance().AddSystemAbility(BUNDLE_MGR_SERVICE_SYS_ABILITY_ID,
                                                           platform->service_->AsObject());
     if (start == ServiceStart::SCAN) {
-        platform->report_ = BootScan(store, placer).Run();
+        platform->report_ = BootScan(store, placer, OpenFactoryMemory()).Run();
         platform->report_.storeRebuilt = notice;
     }
     CommonEventManager::PublishCommonEvent(COMMON_EVENT_BUNDLE_SCAN_FINISHED);

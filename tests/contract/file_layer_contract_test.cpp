@@ -56,6 +56,14 @@ TEST_P(FileLayerContract, FilesAreWrittenAndRead)
     EXPECT_EQ(Layer().Read(in, room.data() + 3, room.size() - 3), 4);
     EXPECT_STREQ(room.data(), "one two");
     Fails(Layer().Write(in, "x", 1), EBADF, "write");
+    Fails(Layer().CopyRange(in, in, 1), EBADF, "copy range");
+    const int other = Layer().Open("/data/new", O_RDONLY, 0);
+    const int copy = Layer().Open("/data/copy", O_WRONLY | O_CREAT | O_EXCL, 0600);
+    EXPECT_EQ(Layer().CopyRange(other, copy, 3), 3);
+    EXPECT_EQ(Layer().CopyRange(other, copy, 100), 4);
+    EXPECT_EQ(Layer().CopyRange(other, copy, 100), 0);
+    EXPECT_EQ(Layer().Close(other) + Layer().Close(copy), 0);
+    EXPECT_EQ(ReadFile("/data/copy"), "one two");
     EXPECT_EQ(Layer().Close(in), 0);
     Fails(Layer().Close(in), EBADF, "close");
     Fails(Layer().Fsync(in), EBADF, "fsync");

@@ -26,7 +26,7 @@ public:
     void FailCall(const std::string& kind, size_t n, int error) { faults_.push_back({kind, n, error, false}); }
     // The power goes at the n-th call from now on: that one and all behind it do nothing. CutPower ends it.
     void FailFrom(size_t n) { faults_.push_back({"", n, EIO, true}); }
-    // Read and write move so many bytes at most.
+    // Read, write and copy range move so many bytes at most.
     void LimitBytes(size_t size) { bytesMax_ = size; }
     // Everything below the root is again as it was flushed.
     void CutPower();
@@ -43,6 +43,10 @@ public:
     ssize_t Write(int file, const void* bytes, size_t size) override
     {
         return Fails("write", PathOf(file)) ? -1 : real_.Write(file, bytes, std::min(size, bytesMax_));
+    }
+    ssize_t CopyRange(int from, int to, size_t size) override
+    {
+        return Fails("copy_range", PathOf(to)) ? -1 : real_.CopyRange(from, to, std::min(size, bytesMax_));
     }
     int Fsync(int file) override;
     int Close(int file) override;

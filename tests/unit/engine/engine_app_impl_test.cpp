@@ -14,6 +14,7 @@
 #include "ports/host/host_platform.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/fake_bundle_mgr.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/support/patch_builder.h"
 #include "tests/support/vab_builder.h"
 
@@ -325,6 +326,19 @@ TEST_F(EngineAppImplTest, EachStagePreparesItsKindAndTheInitStageNeitherMigrates
     EXPECT_EQ(engine.LoadTavomend(), 0); // a failed migration does not stop a load
     EXPECT_TRUE(log.Contains("migrate path failed: /data/vrns4/tavomend"));
     EXPECT_TRUE(log.Contains("migrate tavomend failed"));
+}
+
+TEST_F(EngineAppImplTest, ALoadReadsThePackageOnce)
+{
+    EngineAppImpl engine;
+    const FaultyFileLayer layer;
+    EXPECT_EQ(engine.LoadTavomend(), 0);
+    const std::string opened = std::string("open ") + Formats::PACKAGE_PATH;
+    EXPECT_EQ(std::count(layer.Calls().begin(), layer.Calls().end(), opened), 1);
+    for (const auto& app : recipe_.apps) {
+        EXPECT_EQ(ReadFile(std::string(Formats::HOT_WORK_DIR) + "/internal/" + app.bundleName + "/App.vab"),
+                  app.files[0].newBytes);
+    }
 }
 
 TEST_F(EngineAppImplTest, ClientsComeAndGoBesideReports)

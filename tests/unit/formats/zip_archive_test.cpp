@@ -3,6 +3,7 @@
 
 #include "formats/zip_archive.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/support/zip_builder.h"
 #include "tests/unit/formats/file_size_limit.h"
 
@@ -104,6 +105,42 @@ TEST_F(ZipArchiveTest, TellsWhatIsWrongWithAMember)
     EXPECT_EQ(archive.ReadMember("good", 4, error_), "good"); // after a failure, too
 }
 
+// The check has a quicker way through than a reader has; whatever is damaged, both say the same.
+TEST_F(ZipArchiveTest, ChecksMembersAsTheyAreRead)
+{
+    std::string text;
+    for (int i = 0; i < 40; ++i) {
+        text += "line " + std::to_string(i * i) + "; ";
+    }
+    const std::string whole = ZipBuilder().Add("one", text).Add("two", "stored", 0).Add("empty", "").Build();
+    size_t refused = 0;
+    for (size_t at = 0; at < whole.size(); ++at) {
+        for (const char flip : {'\x01', '\x80'}) {
+            std::string bytes = whole;
+            bytes[at] = static_cast<char>(bytes[at] ^ flip);
+            WriteFile(PATH, bytes);
+            const auto archive = ZipArchive::Open(PATH, error_);
+            bool isRead = archive.has_value();
+            for (size_t i = 0; isRead && i < archive->Members().size(); ++i) {
+                isRead = archive->ReadMember(archive->Members()[i].name, UINT64_MAX, error_).has_value();
+            }
+            std::string error;
+            EXPECT_EQ(archive && archive->CheckWhole(error), isRead) << at;
+            EXPECT_TRUE(!archive || isRead || error == error_) << at << ": " << error;
+            refused += isRead ? 0 : 1;
+        }
+    }
+    EXPECT_GT(refused, whole.size() / 2);
+    EXPECT_LT(refused, whole.size() * 2 - 20); // what nobody needs may be anything
+
+    std::string large(MemberChecker::MEMBER_SIZE_MAX + 1, 'l');
+    std::string bytes = ZipBuilder().Add("edge", large.substr(1)).Add("large", large).Add("stored", large, 0).Build();
+    EXPECT_TRUE(OpenBytes(bytes).CheckWhole(error_)) << error_;
+    bytes[bytes.rfind("llll")] = 'x';
+    EXPECT_FALSE(OpenBytes(bytes).CheckWhole(error_));
+    EXPECT_EQ(error_, "/tmp/a.zip: the member stored is damaged");
+}
+
 TEST_F(ZipArchiveTest, ExtractsIntoPlaceOrLeavesNothing)
 {
     const auto archive =
@@ -120,6 +157,17 @@ TEST_F(ZipArchiveTest, ExtractsIntoPlaceOrLeavesNothing)
 
     EXPECT_FALSE(archive.ExtractMember("small", "/tmp/a.zip/file", error_));
     EXPECT_EQ(error_, "cannot write /tmp/a.zip/file: Not a directory");
+    {
+        TavomendTest::FaultyFileLayer layer("/tmp");
+        layer.FailCall("write", 1, ENOSPC);
+        EXPECT_FALSE(archive.ExtractMember("small", "/tmp/out/file", error_));
+        EXPECT_EQ(error_, "cannot write /tmp/out/file: No space left on device");
+        layer.Forget();
+        EXPECT_TRUE(archive.ExtractMember("small", "/tmp/out/file", error_)) << error_;
+        EXPECT_THAT(layer.Calls(), testing::Contains("write /tmp/out/file.new").Times(1)); // once, and not copied
+        EXPECT_THAT(layer.Calls(), testing::Not(testing::Contains(testing::HasSubstr("copy_range"))));
+        std::filesystem::remove("/tmp/out/file");
+    }
     const FileSizeLimit limit(500);
     EXPECT_FALSE(archive.ExtractMember("small", "/tmp/out/file", error_)); // shows at the end only
     EXPECT_EQ(error_, "cannot write /tmp/out/file: File too large");

@@ -105,7 +105,7 @@ TEST_F(DeliveryTest, TellsHowFarTheCopyHasComeAndLeavesNoHalfOfIt)
     EXPECT_EQ(error, "cannot read /tmp/none: No such file or directory");
     EXPECT_FALSE(Exists(std::string("/tmp/device") + INCOMING_PACKAGE));
     FaultyFileLayer layer;
-    layer.FailCall("write", 2, ENOSPC);
+    layer.FailCall("copy_range", 2, ENOSPC);
     EXPECT_FALSE(BringIn({"/tmp/package", "/tmp/signature"}, "/tmp/device", error));
     EXPECT_EQ(error, "cannot copy /tmp/package to the device: No space left on device");
 }
@@ -131,6 +131,12 @@ TEST_F(DeliveryTest, LaysColdFilesOutAndLeavesNothingStale)
     const std::string difference = ReadFile(ownFile);
     EXPECT_EQ(ListTree(Formats::WORK_DIR),
               (std::vector<std::string>{fwkFile + " " + Sha256Hex(difference), ownFile + " " + Sha256Hex(difference)}));
+    {
+        const FaultyFileLayer layer; // nothing is left to do: the signature is not even looked at
+        FinishDelivery();
+        const std::string opened = std::string("open ") + Formats::SIGN_PATH;
+        EXPECT_EQ(std::count(layer.Calls().begin(), layer.Calls().end(), opened), 0);
+    }
     // What a boot has used up comes again; what is there stays.
     std::filesystem::remove(ownFile);
     WriteFile(fwkFile, "changed");

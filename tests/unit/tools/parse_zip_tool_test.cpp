@@ -24,6 +24,12 @@ protected:
     }
     void TearDown() override { tool_.Reset(); }
 
+    static TavomendEngine::FileContent ContentOf(const std::string& bytes)
+    {
+        TavomendEngine::FileContent content(bytes.size());
+        bytes.copy(content.Data(), bytes.size());
+        return content;
+    }
     // Takes a member out of an archive of these bytes.
     static bool UnZip(const std::string& archive, const char* member)
     {
@@ -111,7 +117,7 @@ TEST_F(ParseZipToolTest, APinnedArchiveIsReadFromItsOwnBytes)
     const std::string pinned = ReadFile(ARCHIVE);
     Handles::Sha256Digest digest{};
     ASSERT_TRUE(Handles::Sha256::Of(pinned.data(), pinned.size(), digest));
-    tool_.Pin(digest, pinned);
+    tool_.Pin(digest, ContentOf(pinned));
     WriteFile(ARCHIVE, ZipBuilder().Add("a.txt", "other").Add("dir/big.bin", "o").Build());
     const size_t size = big_.size();
     EXPECT_EQ(tool_.ReadMember("/a.txt", 5), "alpha");
@@ -132,11 +138,11 @@ TEST_F(ParseZipToolTest, APinnedArchiveIsReadFromItsOwnBytes)
     // Whatever the bytes are, nothing beside them is read.
     for (const std::string& bytes :
          {std::string("PK"), pinned.substr(0, pinned.size() - 22), pinned + std::string(70000, ' '), std::string()}) {
-        tool_.Pin(digest, bytes);
+        tool_.Pin(digest, ContentOf(bytes));
         EXPECT_FALSE(tool_.ReadMember("/a.txt", 5).has_value()) << bytes.size();
     }
     std::string damaged = ZipBuilder().Add("a", big_).Add("a", "second").Build();
-    tool_.Pin(digest, damaged.replace(40, 8, 8, '\xff'));
+    tool_.Pin(digest, ContentOf(damaged.replace(40, 8, 8, '\xff')));
     EXPECT_EQ(tool_.ReadMember("/a", size), "second"); // as the extraction does
 }
 

@@ -60,7 +60,7 @@ TEST_F(RsaSignVerifyToolTest, AcceptsTheSignersFileOnly)
     SetUp();
     const auto verified = RsaSignVerifyTool::ReadVerified({"/data/p", "/data/s", PatchFileType::APP});
     ASSERT_TRUE(verified.has_value());
-    EXPECT_EQ(verified->content, content_);
+    EXPECT_EQ(verified->content.View(), content_);
     EXPECT_EQ(Handles::Sha256Text(verified->digest), Sha256Hex(content_));
     EXPECT_EQ(RsaSignVerifyTool::GetPubKeyPath(PatchFileType::APP), "/etc/certificate/zkkey_tvpk_v1.pem");
     EXPECT_FALSE(RsaSignVerifyTool::VerifyFileIntegrity({"/data/p", "/data/s", static_cast<PatchFileType>(1)}));

@@ -139,6 +139,9 @@ TEST_F(FileUtilsFaultTest, AFileIsReadIntoWhatIsGivenBackUpToASize)
     const std::string content = FileUtils::GetFileStream("/data/large", 1000);
     EXPECT_EQ(content.size(), 1000U);
     EXPECT_EQ(content.data(), layer.room_); // and not copied: a package is large
+    const auto large = FileUtils::GetContent("/data/large");
+    EXPECT_EQ(large.View(), content);
+    EXPECT_EQ(large.View().data(), layer.room_);
     layer.room_ = nullptr;
     EXPECT_EQ(FileUtils::GetFileStream("/data/large", 999), "");
     EXPECT_EQ(layer.room_, nullptr); // not even begun
@@ -146,14 +149,22 @@ TEST_F(FileUtilsFaultTest, AFileIsReadIntoWhatIsGivenBackUpToASize)
 
 TEST_F(FileUtilsFaultTest, AFileIsReadWholeOrNotAtAllAndAFullDiskEnds)
 {
-    for (const char* kind : {"read", "write"}) {
-        Prepare().FailCall(kind, 2, EINTR); // repeated
-        EXPECT_TRUE(FileUtils::ReplaceFileByCopy("/data/source/two", "/data/dir/file", 0600)) << kind;
-        EXPECT_EQ(FileUtils::GetFileStream("/data/dir/file"), "two, changed") << kind;
+    const std::pair<const char*, int> cases[] = {{"copy_range", 0}, {"read", EXDEV}, {"write", ENOSYS}};
+    for (const auto& [kind, error] : cases) { // by reading and writing, where the system cannot copy
+        for (const bool isRepeated : {true, false}) {
+            Prepare().FailCall(kind, 2, isRepeated ? EINTR : EIO);
+            if (error != 0) {
+                layer_->FailCall("copy_range", 1, error);
+            }
+            EXPECT_EQ(FileUtils::ReplaceFileByCopy("/data/source/two", "/data/dir/file", 0600), isRepeated) << kind;
+            EXPECT_EQ(ReadFile("/data/dir/file"), isRepeated ? "two, changed" : "old") << kind;
+        }
     }
     for (const char* kind : {"open", "fstat", "read"}) {
         Prepare().FailCall(kind, 1, EIO);
         EXPECT_EQ(FileUtils::GetFileStream("/data/source/two"), "") << kind;
+        layer_->FailCall(kind, 1, EIO);
+        EXPECT_EQ(FileUtils::GetContent("/data/source/two").View(), "") << kind;
     }
     Prepare().LimitBytes(0);
     EXPECT_EQ(FileUtils::GetFileStream("/data/source/two"), ""); // it shrinks while it is read
