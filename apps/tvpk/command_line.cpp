@@ -118,7 +118,7 @@ private:
     std::string directory_;
     std::string packed_;
     int bits_ = 3072;
-    int level_ = 9;
+    int level_ = 6; // at 9 it is 0.3 % smaller, and a device that deflates it anew takes far longer
 };
 } // namespace
 
