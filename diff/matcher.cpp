@@ -3,15 +3,23 @@
 #include <algorithm>
 #include <cstring>
 #include <divsufsort.h>
+#include <numeric>
 
 namespace ORVX::Difference {
 namespace {
-// A new alignment must explain this many bytes more than the one before it, to be worth its numbers.
-constexpr size_t GAIN_MIN = 8;
 // Longer common beginnings are not told apart while searching: this bounds the time on repetitive content.
 constexpr size_t COMPARED_MAX = 4096;
+// From this size of the old content on, a table of three bytes' beginnings saves more than it costs to fill.
+constexpr size_t THREE_BYTES_FROM = size_t{8} << 20;
 // Bytes between two words about how far the search has come.
 constexpr size_t TOLD_AFTER = size_t{1} << 20;
+
+// What was found at a place, in 8 bytes: there is one for each byte of the new content.
+struct Remembered {
+    uint32_t position;
+    uint32_t length : 31;
+    uint32_t isKnown : 1;
+};
 
 size_t CommonLength(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize)
 {
@@ -40,14 +48,17 @@ size_t Reach(size_t limit, IsEqual isEqual)
 // Goes through the new content and cuts it where another alignment becomes better than the current one.
 class Scan {
 public:
-    Scan(ByteView old, ByteView fresh, const Matcher::Progress& progress)
-        : old_(old), fresh_(fresh), progress_(progress)
+    Scan(ByteView old, ByteView fresh, size_t start, const Matcher::Progress& progress)
+        : old_(old), fresh_(fresh), start_(std::min(start, old.size)), progress_(progress)
     {
     }
 
     template <class Search>
-    std::vector<Stretch> Run(Search longest)
+    std::vector<Stretch> Run(size_t gain, Search longest)
     {
+        told_ = 0;
+        lastNew_ = 0;
+        lastOld_ = start_;
         size_t position = 0;
         size_t length = 0;
         size_t oldPosition = 0;
@@ -55,13 +66,13 @@ public:
             size_t score = 0;
             size_t scored = position += length;
             for (; position < fresh_.size; ++position) {
-                const auto found = longest(fresh_.data + position, fresh_.size - position);
+                const auto found = longest(position);
                 length = found.length;
                 oldPosition = found.position;
                 for (; scored < position + length; ++scored) {
                     score += FollowsCurrent(scored) ? 1 : 0;
                 }
-                if ((length == score && length != 0) || length > score + GAIN_MIN) {
+                if ((length == score && length != 0) || length > score + gain) {
                     break;
                 }
                 score -= FollowsCurrent(position) ? 1 : 0;
@@ -140,6 +151,7 @@ private:
 
     ByteView old_;
     ByteView fresh_;
+    const size_t start_;
     const Matcher::Progress& progress_;
     size_t told_ = 0; // bytes that progress has heard of
     size_t lastNew_ = 0;
@@ -156,25 +168,64 @@ Matcher::Matcher(ByteView old) : old_(old)
     suffixes_.resize(old.size);
     if (divsufsort(old.data, suffixes_.data(), static_cast<int32_t>(old.size)) != 0) {
         suffixes_.clear();
+        return;
     }
+    IndexPrefixes();
 }
 
-std::vector<Stretch> Matcher::Match(ByteView fresh, const Progress& progress) const
+void Matcher::IndexPrefixes()
 {
-    if (fresh.size == 0) {
-        return {};
+    prefixSize_ = old_.size < THREE_BYTES_FROM ? 2 : 3;
+    prefixes_.resize((size_t{1} << 8 * prefixSize_) + 1);
+    for (size_t i = 0; i < old_.size; ++i) {
+        ++prefixes_[PrefixOf(old_.data + i, old_.size - i) + 1];
     }
+    std::partial_sum(prefixes_.begin(), prefixes_.end(), prefixes_.begin());
+}
+
+// What is too short counts as if zeros followed: a suffix that ends there stands just before those that have them.
+size_t Matcher::PrefixOf(const uint8_t* text, size_t size) const
+{
+    size_t prefix = 0;
+    for (size_t i = 0; i < prefixSize_; ++i) {
+        prefix = prefix << 8 | (i < size ? text[i] : 0U);
+    }
+    return prefix;
+}
+
+std::vector<std::vector<Stretch>> Matcher::Match(ByteView fresh, size_t start, const std::vector<size_t>& gains,
+                                                 const Progress& progress) const
+{
+    std::vector<std::vector<Stretch>> ways(gains.size());
     if (suffixes_.empty()) {
-        progress(fresh.size);
-        return {{0, 0, fresh.size}};
+        progress(fresh.size * gains.size());
+        std::fill(ways.begin(), ways.end(), std::vector<Stretch>(fresh.size == 0 ? 0 : 1, Stretch{0, 0, fresh.size}));
+        return ways;
     }
-    return Scan(old_, fresh, progress).Run([this](const uint8_t* text, size_t size) { return Longest(text, size); });
+    std::vector<Remembered> found(fresh.size); // most places are asked for with each gain
+    Scan scan(old_, fresh, start, progress);
+    for (size_t i = 0; i < gains.size(); ++i) {
+        ways[i] = scan.Run(gains[i], [&](size_t position) {
+            Remembered& at = found[position];
+            if (!at.isKnown) {
+                const Found longest = Longest(fresh.data + position, fresh.size - position);
+                at = {static_cast<uint32_t>(longest.position), static_cast<uint32_t>(longest.length), 1};
+            }
+            return Found{at.position, at.length};
+        });
+    }
+    return ways;
 }
 
 Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
 {
     size_t low = 0;
     size_t high = suffixes_.size() - 1;
+    if (size >= prefixSize_) {
+        const size_t prefix = PrefixOf(text, size);
+        low = prefixes_[prefix] - std::min(prefixes_[prefix], 1U);
+        high = std::min<size_t>(high, prefixes_[prefix + 1]);
+    }
     while (high - low > 1) {
         const size_t middle = low + (high - low) / 2;
         const auto start = static_cast<size_t>(suffixes_[middle]);

@@ -23,11 +23,14 @@ class Matcher {
 public:
     explicit Matcher(ByteView old);
 
-    // Stretches that together make up the new content; none of them is empty. No old content at all, or too much of it
-    // to be sorted, gives a single stretch of extra bytes. progress hears now and then how many more bytes of the new
-    // content have been gone through, in the end of all of them.
+    // Ways to cut new content into stretches, one for each gain: how many bytes more a new alignment must explain than
+    // the one before it, at least 1. No stretch is empty. start: where in the old content the new one is likely to
+    // begin. No old content at all, or too much of it to be sorted, gives a single stretch of extra bytes. progress
+    // hears now and then how many more bytes of the new content have been gone through, in the end of all of them for
+    // each gain.
     using Progress = std::function<void(size_t bytes)>;
-    [[nodiscard]] std::vector<Stretch> Match(ByteView fresh, const Progress& progress) const;
+    [[nodiscard]] std::vector<std::vector<Stretch>>
+    Match(ByteView fresh, size_t start, const std::vector<size_t>& gains, const Progress& progress) const;
 
 private:
     struct Found {
@@ -35,9 +38,13 @@ private:
         size_t length = 0;
     };
     [[nodiscard]] Found Longest(const uint8_t* text, size_t size) const;
+    void IndexPrefixes();
+    [[nodiscard]] size_t PrefixOf(const uint8_t* text, size_t size) const;
 
     ByteView old_;
     std::vector<int32_t> suffixes_;
+    size_t prefixSize_ = 0;
+    std::vector<uint32_t> prefixes_; // for each beginning, how many suffixes are below it
 };
 } // namespace ORVX::Difference
 
