@@ -11,12 +11,17 @@ namespace {
 constexpr size_t COMPARED_MAX = 4096;
 // From this size of the old content on, a table of three bytes' beginnings saves more than it costs to fill.
 constexpr size_t THREE_BYTES_FROM = size_t{8} << 20;
+// Places of the same length that are looked at on either side.
+constexpr size_t NEIGHBOURS_MAX = 64;
+// Binary digits of a seek that each takes, and those that cost as much as an extra byte.
+constexpr int NEAR_DIGITS = 8;
+constexpr int DIGITS_OF_A_BYTE = 4;
 // Bytes between two words about how far the search has come.
 constexpr size_t TOLD_AFTER = size_t{1} << 20;
 
 // What was found at a place, in 8 bytes: there is one for each byte of the new content.
 struct Remembered {
-    uint32_t position;
+    uint32_t rank;
     uint32_t length : 31;
     uint32_t isKnown : 1;
 };
@@ -53,32 +58,39 @@ public:
     {
     }
 
-    template <class Search>
-    std::vector<Stretch> Run(size_t gain, Search longest)
+    // longest: what is found at a position of the new content; nearest: the best of the places where that is the same.
+    template <class Search, class Choice>
+    std::vector<Stretch> Run(const MatchRule& rule, Search longest, Choice nearest)
     {
         told_ = 0;
         lastNew_ = 0;
         lastOld_ = start_;
         size_t position = 0;
         size_t length = 0;
-        size_t oldPosition = 0;
+        decltype(longest(0)) found;
         while (position < fresh_.size) {
             size_t score = 0;
             size_t scored = position += length;
             for (; position < fresh_.size; ++position) {
-                const auto found = longest(position);
+                found = longest(position);
                 length = found.length;
-                oldPosition = found.position;
                 for (; scored < position + length; ++scored) {
                     score += FollowsCurrent(scored) ? 1 : 0;
                 }
-                if ((length == score && length != 0) || length > score + gain) {
+                if (length == score && length != 0) {
                     break;
+                }
+                if (length > score + rule.gain) {
+                    const size_t expected = lastOld_ + position - lastNew_;
+                    const size_t at = nearest(found, position, expected);
+                    if (!rule.isFarDearer || length > score + rule.gain + FarGain(at, expected)) {
+                        break;
+                    }
                 }
                 score -= FollowsCurrent(position) ? 1 : 0;
             }
             if (length != score || position == fresh_.size) {
-                Cut(position, oldPosition);
+                Cut(position, position < fresh_.size ? nearest(found, position, lastOld_ + position - lastNew_) : 0);
             }
             Tell(std::min(position, fresh_.size));
         }
@@ -87,6 +99,17 @@ public:
     }
 
 private:
+    // What leads far away takes more digits: a byte of gain for four of them, but for the eight that any has.
+    static size_t FarGain(size_t position, size_t expected)
+    {
+        size_t gain = 0;
+        const size_t distance = position < expected ? expected - position : position - expected;
+        for (size_t rest = distance >> NEAR_DIGITS; rest != 0; rest >>= DIGITS_OF_A_BYTE) {
+            ++gain;
+        }
+        return gain;
+    }
+
     void Tell(size_t position)
     {
         if (position - told_ >= TOLD_AFTER || position == fresh_.size) {
@@ -193,28 +216,55 @@ size_t Matcher::PrefixOf(const uint8_t* text, size_t size) const
     return prefix;
 }
 
-std::vector<std::vector<Stretch>> Matcher::Match(ByteView fresh, size_t start, const std::vector<size_t>& gains,
+std::vector<std::vector<Stretch>> Matcher::Match(ByteView fresh, size_t start, const std::vector<MatchRule>& rules,
                                                  const Progress& progress) const
 {
-    std::vector<std::vector<Stretch>> ways(gains.size());
+    std::vector<std::vector<Stretch>> ways(rules.size());
     if (suffixes_.empty()) {
-        progress(fresh.size * gains.size());
+        progress(fresh.size * rules.size());
         std::fill(ways.begin(), ways.end(), std::vector<Stretch>(fresh.size == 0 ? 0 : 1, Stretch{0, 0, fresh.size}));
         return ways;
     }
     std::vector<Remembered> found(fresh.size); // most places are asked for with each gain
     Scan scan(old_, fresh, start, progress);
-    for (size_t i = 0; i < gains.size(); ++i) {
-        ways[i] = scan.Run(gains[i], [&](size_t position) {
-            Remembered& at = found[position];
-            if (!at.isKnown) {
-                const Found longest = Longest(fresh.data + position, fresh.size - position);
-                at = {static_cast<uint32_t>(longest.position), static_cast<uint32_t>(longest.length), 1};
-            }
-            return Found{at.position, at.length};
-        });
+    for (size_t i = 0; i < rules.size(); ++i) {
+        ways[i] = scan.Run(
+            rules[i],
+            [&](size_t position) {
+                Remembered& at = found[position];
+                if (!at.isKnown) {
+                    const Found longest = Longest(fresh.data + position, fresh.size - position);
+                    at = {static_cast<uint32_t>(longest.rank), static_cast<uint32_t>(longest.length), 1};
+                }
+                return Found{at.rank, at.length};
+            },
+            [&](const Found& longest, size_t position, size_t expected) {
+                return Nearest(longest, {fresh.data + position, fresh.size - position}, expected);
+            });
     }
     return ways;
+}
+
+size_t Matcher::Nearest(const Found& found, ByteView text, size_t expected) const
+{
+    size_t nearest = static_cast<size_t>(suffixes_[found.rank]);
+    const auto distance = [expected](size_t position) {
+        return position < expected ? expected - position : position - expected;
+    };
+    const auto isNearer = [&](size_t rank) {
+        const auto position = static_cast<size_t>(suffixes_[rank]);
+        const size_t length = std::min(found.length, old_.size - position);
+        if (length != found.length || std::memcmp(old_.data + position, text.data, length) != 0) {
+            return false; // nor is it any further on
+        }
+        nearest = distance(position) < distance(nearest) ? position : nearest;
+        return true;
+    };
+    for (size_t i = 1; i <= NEIGHBOURS_MAX && i <= found.rank && isNearer(found.rank - i); ++i) {
+    }
+    for (size_t i = 1; i <= NEIGHBOURS_MAX && found.rank + i < suffixes_.size() && isNearer(found.rank + i); ++i) {
+    }
+    return nearest;
 }
 
 Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
@@ -237,7 +287,7 @@ Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
         const auto start = static_cast<size_t>(suffixes_[i]);
         const size_t length = CommonLength(old_.data + start, old_.size - start, text, size);
         if (length > best.length) {
-            best = {start, length};
+            best = {i, length};
         }
     }
     return best;

@@ -104,10 +104,10 @@ private:
     {
         uint64_t total = old_.size;
         for (const Group& group : plan_.groups) {
-            total += group.oldEnd - group.oldStart + gains_.size() * (group.newEnd - group.newStart);
+            total += group.oldEnd - group.oldStart + rules_.size() * (group.newEnd - group.newStart);
         }
         for (const Region& region : plan_.regions) {
-            total += gains_.size() * region.raw.size;
+            total += rules_.size() * region.raw.size;
         }
         return total;
     }
@@ -122,7 +122,7 @@ private:
         const auto last = std::lower_bound(first, segments_.end(), index + 1, isBefore);
         InParallel(static_cast<size_t>(last - first), [&](size_t i) {
             Segment& segment = first[static_cast<ptrdiff_t>(i)];
-            segment.ways = matcher.Match(NewContent(segment), segment.oldStart - group.oldStart, gains_, advance_);
+            segment.ways = matcher.Match(NewContent(segment), segment.oldStart - group.oldStart, rules_, advance_);
             for (Stretches& way : segment.ways) {
                 for (Stretch& stretch : way) {
                     stretch.oldPosition += group.oldStart;
@@ -141,7 +141,7 @@ private:
         const Matcher matcher(old_);
         Advance(old_.size);
         InParallel(plan_.regions.size(),
-                   [&](size_t i) { rawWays_[i] = matcher.Match(plan_.regions[i].raw, 0, gains_, advance_); });
+                   [&](size_t i) { rawWays_[i] = matcher.Match(plan_.regions[i].raw, 0, rules_, advance_); });
     }
 
     void Advance(size_t bytes) { progress_.Advance("match", bytes, total_); }
@@ -190,7 +190,7 @@ private:
 
     [[nodiscard]] std::optional<std::string> EncodeBest() const
     {
-        std::vector<Attempt> attempts(gains_.size());
+        std::vector<Attempt> attempts(rules_.size());
         InParallel(attempts.size(), [&](size_t i) { attempts[i] = Try(MatchesOf(i)); });
         const auto best = std::min_element(attempts.begin(), attempts.end(),
                                            [](const Attempt& a, const Attempt& b) { return a.size < b.size; });
@@ -235,8 +235,8 @@ private:
     std::vector<Segment> segments_;
     std::vector<std::vector<Stretches>> rawWays_; // of each region
     // How many bytes more a new alignment must explain to be worth its numbers depends on what the extra bytes cost,
-    // and on how the changes lie: each is tried.
-    const std::vector<size_t> gains_ = {8, 12, 16, 32};
+    // and on how the changes lie: each rule is tried.
+    const std::vector<MatchRule> rules_ = {{8, false}, {8, true}, {12, true}, {16, true}, {32, false}};
     const Matcher::Progress advance_ = [this](size_t bytes) { Advance(bytes); };
 };
 } // namespace
