@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <filesystem>
+#include <numeric>
 #include <set>
 #include <unistd.h>
 
@@ -242,6 +243,38 @@ TEST_F(ArchiveDifferenceTest, TheLowestVersionThatWillDo)
         EXPECT_LE(report_.window, held);
         EXPECT_EQ(scratch_.Read("difference")[7], made);
     }
+}
+
+// With a worker, as the tool works unless it is told otherwise, this comes out smaller than without.
+TEST_F(ArchiveDifferenceTest, ThePlainKindIsNoLargerThanTheToolsInEitherWay)
+{
+    std::mt19937 source(5);
+    std::vector<std::string> words(3000);
+    for (std::string& word : words) {
+        word.resize(3 + source() % 6);
+        std::generate(word.begin(), word.end(), [&source] { return static_cast<char>('a' + source() % 26); });
+    }
+    std::string old;
+    while (old.size() < 900000) {
+        old += words[source() % words.size()] + ' ';
+    }
+    std::vector<std::string> parts;
+    for (size_t i = 0; i < old.size(); i += 5000) {
+        parts.push_back(old.substr(i, 5000));
+    }
+    scratch_.Write("old", old);
+    std::shuffle(parts.begin(), parts.end(), source);
+    std::string fresh = std::accumulate(parts.begin(), parts.end(), std::string());
+    for (char& letter : fresh) {
+        letter = static_cast<char>(source() % 60 == 0 ? letter ^ 1 : letter);
+    }
+    scratch_.Write("new", fresh);
+    const std::string tool = "zstd -q -f -19 --long=31 --patch-from old new -o ";
+    scratch_.Run(tool + "worker && " + tool + "single --single-thread");
+    ASSERT_LT(scratch_.Read("worker").size(), scratch_.Read("single").size());
+    options_.isPlainOnly = true;
+    ASSERT_TRUE(Make("old", "difference")) << error_;
+    EXPECT_LE(report_.differenceSize, scratch_.Read("worker").size());
 }
 
 // Code of a machine: words, some of which are calls of a few functions that lie anywhere in it. Every tenth function of
