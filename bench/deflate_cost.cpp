@@ -70,8 +70,8 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: bench_deflate_cost OLD NEW DIFF OUT\n");
         return 2;
     }
-    const Difference::DifferencePlan plan =
-        Difference::MakeDifferencePlan(old->View(), fresh->View(), DIFFERENCE_WINDOW_MAX, [](size_t, size_t) {});
+    const Difference::DifferencePlan plan = Difference::MakeDifferencePlan(
+        old->View(), fresh->View(), {Difference::DIFFERENCE_WINDOW_USUAL, false}, [](size_t, size_t) {});
     bool isGood = true;
     const double own =
         BestSeconds([&] { isGood = InflatePieces(plan, old->View()) && DeflateRegions(plan) && isGood; });

@@ -1,5 +1,6 @@
 #include "diff/archive_difference.h"
 
+#include "diff/code_filter.h"
 #include "diff/delta_stream.h"
 #include "diff/difference_header.h"
 #include "diff/old_window.h"
@@ -7,9 +8,7 @@
 
 namespace ORVX::Difference {
 namespace {
-constexpr size_t CHUNK = size_t{64} << 10;
-// Deflated data is never smaller than this part of its content.
-constexpr uint64_t DEFLATE_RATIO_MAX = 1032;
+constexpr size_t CHUNK = FILTERED_PART;
 
 class ArchiveApplier {
 public:
@@ -26,8 +25,9 @@ public:
 
     DifferenceResult Write()
     {
-        DifferenceResult result =
-            extra_.size == 0 ? DIFFERENCE_OK : source_.extra.Open(extra_, header_.extraProperties);
+        DifferenceResult result = extra_.size == 0
+                                      ? DIFFERENCE_OK
+                                      : source_.extra.Open(extra_, header_.extraProperties, header_.version >= 2);
         if (result == DIFFERENCE_OK && !writer_.Start()) {
             result = DIFFERENCE_NO_MEMORY;
         }
@@ -40,22 +40,25 @@ public:
 private:
     DifferenceResult WriteRegions()
     {
+        const uint64_t isFiltered = header_.version >= 2 ? Number(NumberKind::IS_FILTERED) : 0;
+        isFiltered_ = isFiltered == 1;
+        window_.SetFiltered(isFiltered_);
         const uint64_t count = Number(NumberKind::REGION_COUNT);
         // Each region but the last one brings something.
-        DifferenceResult result = count <= uint64_t{header_.outputSize} + 1 ? DIFFERENCE_OK : DIFFERENCE_DAMAGED;
+        DifferenceResult result =
+            isFiltered <= 1 && count <= uint64_t{header_.outputSize} + 1 ? DIFFERENCE_OK : DIFFERENCE_DAMAGED;
         for (uint64_t i = 0; i < count && result == DIFFERENCE_OK; ++i) {
             const uint64_t rawLength = Number(NumberKind::RAW_LENGTH);
-            const uint64_t level = Number(NumberKind::LEVEL);
-            const uint64_t plainLength = level != 0 ? Number(NumberKind::PLAIN_LENGTH) : 0;
-            if (!source_.decoder.IsIntact() || rawLength > rawLeft_ || level > DEFLATE_LEVEL_MAX ||
-                plainLength > plainLeft_) {
+            const Entry entry = ReadEntry();
+            const uint64_t stored = rawLength + (entry.level == STORED_LEVEL ? entry.size : 0);
+            if (!source_.decoder.IsIntact() || stored > rawLeft_ || !IsEntrySound(entry)) {
                 return DIFFERENCE_DAMAGED;
             }
-            rawLeft_ -= rawLength;
-            plainLeft_ -= plainLength;
+            rawLeft_ -= stored;
+            plainLeft_ -= entry.size;
             result = WriteRaw(rawLength);
-            if (result == DIFFERENCE_OK && level != 0) {
-                result = WriteEntry(static_cast<int>(level), plainLength);
+            if (result == DIFFERENCE_OK && entry.level != 0) {
+                result = WriteEntry(entry);
             }
         }
         return result;
@@ -78,21 +81,48 @@ private:
         return result;
     }
 
-    DifferenceResult WriteEntry(int level, uint64_t left)
+    // What follows the raw bytes of a region: level 0 is nothing.
+    struct Entry {
+        uint64_t level;
+        uint64_t size;   // of the content
+        uint64_t filter; // a CodeFilter
+    };
+
+    Entry ReadEntry()
+    {
+        Entry entry{Number(NumberKind::LEVEL), 0, 0};
+        if (entry.level != 0) {
+            entry.size = Number(NumberKind::PLAIN_LENGTH);
+            entry.filter = isFiltered_ ? Number(NumberKind::CONTENT_FILTER) : 0;
+        }
+        return entry;
+    }
+
+    [[nodiscard]] bool IsEntrySound(const Entry& entry) const
+    {
+        const uint64_t levelMax = header_.version >= 2 ? STORED_LEVEL : DEFLATE_LEVEL_MAX;
+        return entry.level <= levelMax && entry.size <= plainLeft_ &&
+               entry.filter < static_cast<uint64_t>(CodeFilter::COUNT);
+    }
+
+    DifferenceResult WriteEntry(const Entry& entry)
     {
         DifferenceResult result = DIFFERENCE_OK;
-        hasDeflated_ = true;
+        const bool isStored = entry.level == STORED_LEVEL;
+        hasDeflated_ = hasDeflated_ || !isStored;
+        uint64_t done = 0;
         do {
             OutputWriter::Step step;
-            step.level = level;
-            step.bytes.resize(std::min<uint64_t>(left, CHUNK));
-            left -= step.bytes.size();
-            step.isLast = left == 0;
+            step.level = isStored ? 0 : static_cast<int>(entry.level);
+            step.bytes.resize(std::min<uint64_t>(entry.size - done, CHUNK));
             result = ReadPlain(step.bytes.data(), step.bytes.size());
+            MakeRelative(static_cast<CodeFilter>(entry.filter), step.bytes.data(), step.bytes.size(), done);
+            done += step.bytes.size();
+            step.isLast = done == entry.size;
             if (result == DIFFERENCE_OK) {
                 result = Put(std::move(step));
             }
-        } while (left != 0 && result == DIFFERENCE_OK);
+        } while (done != entry.size && result == DIFFERENCE_OK);
         return result;
     }
 
@@ -162,6 +192,7 @@ private:
     uint64_t plainLeft_;
     uint64_t groupLeft_ = 0;
     bool hasDeflated_ = false;
+    bool isFiltered_ = false;
 };
 
 DifferenceResult CheckBase(ByteView base, const DifferenceHeader& header)

@@ -10,8 +10,8 @@
 #include "diff/difference_result.h"
 
 namespace ORVX::Difference {
-// Needs less than 32 MiB besides the mapped files, whatever the difference says. The base's hash is checked before the
-// output is created, and the output's before it is kept.
+// Needs the window that the header names and less than 20 MiB more besides the two files, whatever else the difference
+// says. The base's hash is checked before the output is created, and the output's before it is kept.
 [[nodiscard]] DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, const std::string& outputPath,
                                                       const ApplyProgress& progress);
 } // namespace ORVX::Difference

@@ -29,6 +29,9 @@ enum class NumberKind : uint8_t {
     PLAIN_DELTA,
     PLAIN_EXTRA,
     SAME_RUN,
+    IS_FILTERED, // from version 2 on, as what follows
+    CONTENT_FILTER,
+    PIECE_FILTER,
     COUNT,
 };
 

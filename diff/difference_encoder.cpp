@@ -1,28 +1,24 @@
 #include "diff/difference_encoder.h"
 
-#include <lzma.h>
-
 #include "diff/delta_coder.h"
 #include "diff/delta_stream.h"
-#include "diff/difference_header.h"
 #include "diff/old_window.h"
 #include "diff/range_encoder.h"
-#include "diff/raw_deflate.h"
 
 namespace ORVX::Difference {
 namespace {
-constexpr size_t EXTRA_ROOM = 1024;
-
 class Encoder {
 public:
-    Encoder(ByteView old, ByteView fresh, const DifferencePlan& plan, const std::vector<Stretches>& rawStretches,
-            const std::vector<Stretches>& plainStretches)
-        : old_(old), fresh_(fresh), plan_(plan), rawStretches_(rawStretches), plainStretches_(plainStretches)
+    Encoder(ByteView old, const DifferencePlan& plan, const Matches& matches, uint8_t version)
+        : old_(old), plan_(plan), matches_(matches), version_(version)
     {
     }
 
-    std::optional<std::string> Encode()
+    CodedParts Encode()
     {
+        if (version_ >= 2) {
+            Put(NumberKind::IS_FILTERED, plan_.isFiltered ? 1 : 0);
+        }
         Put(NumberKind::REGION_COUNT, plan_.regions.size());
         for (size_t i = 0; i < plan_.regions.size(); ++i) {
             const Region& region = plan_.regions[i];
@@ -30,11 +26,12 @@ public:
             Put(NumberKind::LEVEL, static_cast<uint64_t>(region.level));
             if (region.level != 0) {
                 Put(NumberKind::PLAIN_LENGTH, region.plainSize);
+                PutFilter(NumberKind::CONTENT_FILTER, region.filter);
             }
-            PutRaw(region.raw, rawStretches_[i]);
+            PutRaw(region.raw, matches_.raw[i]);
             PutPlain(region.plainSize);
         }
-        return Assemble();
+        return {coder_.Finish(), std::move(extra_), windowSize_};
     }
 
 private:
@@ -48,6 +45,13 @@ private:
     };
 
     void Put(NumberKind kind, uint64_t number) { model_.numbers.Code(coder_, kind, number); }
+
+    void PutFilter(NumberKind kind, CodeFilter filter)
+    {
+        if (plan_.isFiltered) {
+            Put(kind, static_cast<uint64_t>(filter));
+        }
+    }
 
     void Begin(Cursor& cursor, const Stretch& stretch)
     {
@@ -97,7 +101,7 @@ private:
                 continue;
             }
             if (plain_.delta + plain_.extra == 0) {
-                Begin(plain_, plainStretches_[group_][stretch_++]);
+                Begin(plain_, matches_.plain[group_][stretch_++]);
             }
             plainPosition_ +=
                 Continue(plain_, plan_.oldPlain.data(), plan_.newPlain.data() + plainPosition_, end - plainPosition_);
@@ -126,6 +130,7 @@ private:
     void PutPiece(const OldPiece& piece)
     {
         Put(NumberKind::PIECE_METHOD, piece.isDeflated ? OldWindow::DEFLATED : OldWindow::STORED);
+        PutFilter(NumberKind::PIECE_FILTER, piece.filter);
         model_.numbers.CodeSigned(coder_, NumberKind::PIECE_GAP, static_cast<int64_t>(piece.offset - lastPieceEnd_));
         if (!piece.isDeflated) {
             Put(NumberKind::PIECE_LENGTH, piece.plainSize);
@@ -134,59 +139,10 @@ private:
         pieceEnd_ += piece.plainSize;
     }
 
-    std::optional<std::string> Assemble()
-    {
-        DifferenceHeader header;
-        header.zlibVersion = DeflateLibraryVersion();
-        header.baseSize = static_cast<uint32_t>(old_.size);
-        header.outputSize = static_cast<uint32_t>(fresh_.size);
-        header.windowSize = static_cast<uint32_t>(windowSize_);
-        const std::optional<std::string> extra = CompressExtra(header);
-        if (!extra.has_value() || !Handles::Sha256::Of(old_.data, old_.size, header.baseDigest) ||
-            !Handles::Sha256::Of(fresh_.data, fresh_.size, header.outputDigest)) {
-            return std::nullopt;
-        }
-        return AssembleDifference(header, coder_.Finish(), *extra);
-    }
-
-    // Data of different kinds wants different contexts: the smallest of a few settings is taken.
-    std::optional<std::string> CompressExtra(DifferenceHeader& header) const
-    {
-        std::optional<std::string> best;
-        if (extra_.empty()) {
-            return "";
-        }
-        for (const auto& [literals, positions] : {std::pair(3U, 0U), {0U, 0U}, {0U, 2U}, {3U, 2U}, {4U, 0U}}) {
-            lzma_options_lzma options{};
-            lzma_lzma_preset(&options, LZMA_PRESET_EXTREME | 9U);
-            options.dict_size = EXTRA_DICTIONARY_MAX;
-            options.lc = literals;
-            options.pb = positions;
-            const lzma_filter filters[] = {{LZMA_FILTER_LZMA1, &options}, {LZMA_VLI_UNKNOWN, nullptr}};
-            // A raw stream has no chunks that are stored: what does not compress grows, as the library's bound for its
-            // containers does not foresee.
-            std::string text(extra_.size() + extra_.size() / 2 + EXTRA_ROOM, '\0');
-            size_t size = 0;
-            std::array<uint8_t, EXTRA_PROPERTIES_SIZE> properties{};
-            const lzma_ret result =
-                lzma_raw_buffer_encode(filters, nullptr, reinterpret_cast<const uint8_t*>(extra_.data()), extra_.size(),
-                                       reinterpret_cast<uint8_t*>(text.data()), &size, text.size());
-            if (result != LZMA_OK || lzma_properties_encode(filters, properties.data()) != LZMA_OK) {
-                return std::nullopt;
-            }
-            if (!best.has_value() || size < best->size()) {
-                best = text.substr(0, size);
-                header.extraProperties = properties;
-            }
-        }
-        return best;
-    }
-
     ByteView old_;
-    ByteView fresh_;
     const DifferencePlan& plan_;
-    const std::vector<Stretches>& rawStretches_;
-    const std::vector<Stretches>& plainStretches_;
+    const Matches& matches_;
+    const uint8_t version_;
     RangeEncoder coder_;
     DeltaModel model_;
     std::string extra_;
@@ -206,10 +162,8 @@ private:
 };
 } // namespace
 
-std::optional<std::string> EncodeDifference(ByteView old, ByteView fresh, const DifferencePlan& plan,
-                                            const std::vector<Stretches>& rawStretches,
-                                            const std::vector<Stretches>& plainStretches)
+CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches, uint8_t version)
 {
-    return Encoder(old, fresh, plan, rawStretches, plainStretches).Encode();
+    return Encoder(old, plan, matches, version).Encode();
 }
 } // namespace ORVX::Difference

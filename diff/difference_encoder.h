@@ -2,7 +2,6 @@
 #ifndef TAVOMEND_DIFF_DIFFERENCE_ENCODER_H
 #define TAVOMEND_DIFF_DIFFERENCE_ENCODER_H
 
-#include <optional>
 #include <string>
 
 #include "diff/difference_plan.h"
@@ -13,10 +12,20 @@ namespace ORVX::Difference {
 // the concatenated content of all pieces.
 using Stretches = std::vector<Stretch>;
 
-// rawStretches: for each region; plainStretches: for each group. Nothing when a library failed.
-[[nodiscard]] std::optional<std::string> EncodeDifference(ByteView old, ByteView fresh, const DifferencePlan& plan,
-                                                          const std::vector<Stretches>& rawStretches,
-                                                          const std::vector<Stretches>& plainStretches);
+struct Matches {
+    std::vector<Stretches> raw;   // for each region
+    std::vector<Stretches> plain; // for each group
+};
+
+struct CodedParts {
+    std::string model;     // numbers and delta bytes
+    std::string extra;     // bytes without a counterpart, not compressed
+    size_t windowSize = 0; // most old content at a time
+};
+
+// old: the whole old file. A plan that is filtered needs version 2.
+[[nodiscard]] CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches,
+                                          uint8_t version);
 } // namespace ORVX::Difference
 
 #endif

@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "diff/difference_limits.h"
 #include "diff/raw_deflate.h"
 
 namespace ORVX::Difference {
 namespace {
 // The byte 0x1A and the line ends show when a transfer took the file for text.
 constexpr uint8_t MAGIC[] = {'T', 'V', 'D', 'F', 0x1A, '\r', '\n'};
-constexpr uint8_t VERSION = 1;
 
 class FieldReader {
 public:
@@ -56,6 +54,13 @@ public:
 private:
     std::string text_;
 };
+
+// Whoever applies it takes that much memory, on the difference's word.
+bool IsWindowSound(const DifferenceHeader& header)
+{
+    return header.windowSize <= DifferenceWindowMax(header.version) &&
+           (header.version == DIFFERENCE_VERSION_MIN || header.windowSize <= DEFLATE_RATIO_MAX * header.baseSize);
+}
 } // namespace
 
 bool IsArchiveDifference(ByteView difference)
@@ -65,7 +70,8 @@ bool IsArchiveDifference(ByteView difference)
 
 void ReadDifferenceFields(ByteView difference, DifferenceHeader& header)
 {
-    FieldReader fields(difference.data + sizeof(MAGIC) + sizeof(VERSION));
+    FieldReader fields(difference.data + sizeof(MAGIC));
+    fields.Take(header.version);
     fields.Take(header.zlibVersion);
     fields.Take(header.baseSize);
     fields.Take(header.baseDigest);
@@ -88,12 +94,12 @@ DifferenceResult ParseDifferenceHeader(ByteView difference, DifferenceHeader& he
     if (checksum != DeflateLibraryChecksum(ByteView{difference.data, checkedSize})) {
         return DIFFERENCE_DAMAGED;
     }
-    if (difference.data[sizeof(MAGIC)] != VERSION) {
+    ReadDifferenceFields(difference, header);
+    if (header.version < DIFFERENCE_VERSION_MIN || header.version > DIFFERENCE_VERSION_MAX) {
         return DIFFERENCE_FORMAT_UNKNOWN;
     }
-    ReadDifferenceFields(difference, header);
     if (uint64_t{header.modelSize} + header.extraSize != checkedSize - DIFFERENCE_HEADER_SIZE ||
-        header.windowSize > DIFFERENCE_WINDOW_MAX) {
+        !IsWindowSound(header)) {
         return DIFFERENCE_DAMAGED;
     }
     return header.outputSize > DIFFERENCE_OUTPUT_SIZE_MAX || header.baseSize > DIFFERENCE_OUTPUT_SIZE_MAX
@@ -107,7 +113,7 @@ std::string AssembleDifference(DifferenceHeader header, const std::string& model
     header.extraSize = static_cast<uint32_t>(extra.size());
     FieldWriter fields;
     fields.Put(std::string(MAGIC, MAGIC + sizeof(MAGIC)));
-    fields.Put(VERSION);
+    fields.Put(header.version);
     fields.Put(header.zlibVersion);
     fields.Put(header.baseSize);
     fields.Put(header.baseDigest);

@@ -4,12 +4,14 @@
 
 #include <string>
 
+#include "diff/difference_limits.h"
 #include "diff/difference_result.h"
 #include "diff/extra_reader.h"
 #include "handles/sha256.h"
 
 namespace ORVX::Difference {
 struct DifferenceHeader {
+    uint8_t version = DIFFERENCE_VERSION_MIN;
     uint16_t zlibVersion = 0; // of the maker
     uint32_t baseSize = 0;
     Handles::Sha256Digest baseDigest{};
@@ -23,7 +25,6 @@ struct DifferenceHeader {
 
 constexpr size_t DIFFERENCE_HEADER_SIZE = 99;
 constexpr size_t DIFFERENCE_CHECKSUM_SIZE = 4;
-constexpr uint32_t DIFFERENCE_WINDOW_MAX = uint32_t{12} << 20;
 
 [[nodiscard]] bool IsArchiveDifference(ByteView difference);
 // Takes the fields out of a difference that is large enough to have them; checks nothing.

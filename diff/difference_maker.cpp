@@ -5,16 +5,14 @@
 #include <cstring>
 #include <fstream>
 #include <future>
-#include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "diff/difference_applier.h"
-#include "diff/difference_encoder.h"
-#include "diff/difference_limits.h"
+#include "diff/difference_header.h"
 #include "diff/difference_result.h"
 #include "diff/mapped_file.h"
-#include "diff/parallel.h"
+#include "diff/own_difference.h"
 #include "diff/plain_encoder.h"
 #include "handles/file_error.h"
 
@@ -32,98 +30,6 @@ public:
 
 private:
     std::string path_;
-};
-
-class Maker {
-public:
-    Maker(ByteView old, ByteView fresh, const DifferenceOptions& options) : old_(old), fresh_(fresh), options_(options)
-    {
-    }
-
-    // A difference of our own format; entries: how many entries are deflated anew.
-    std::optional<std::string> Make(size_t& entries)
-    {
-        const DifferencePlan plan = MakeDifferencePlan(
-            old_, fresh_, options_.window, [this](size_t bytes, size_t total) { Advance("inflate", bytes, total); });
-        entries = plan.regions.size() - 1;
-        std::vector<Stretches> raw(plan.regions.size());
-        std::vector<Stretches> plain(plan.groups.size());
-        const uint64_t total = BytesToMatch(plan);
-        Tell("match", 0, total); // sorting the old content may take long
-        const auto advance = [this, total](size_t bytes) { Advance("match", bytes, total); };
-        InParallel(plan.groups.size() + 1, [&](size_t i) {
-            // The groups first: they take longest.
-            if (i < plan.groups.size()) {
-                plain[i] = MatchGroup(plan, plan.groups[i], advance);
-            } else {
-                MatchRaw(plan, raw, advance);
-            }
-        });
-        Tell("encode", 0, fresh_.size);
-        std::optional<std::string> difference = EncodeDifference(old_, fresh_, plan, raw, plain);
-        Tell("encode", fresh_.size, fresh_.size);
-        return difference;
-    }
-
-    void Tell(const char* step, uint64_t done, uint64_t total)
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        done_ = done;
-        step_ = step;
-        if (options_.progress) {
-            options_.progress(step_, done_, total);
-        }
-    }
-
-private:
-    void Advance(const char* step, uint64_t bytes, uint64_t total)
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        done_ = (step_ == step ? done_ : 0) + bytes;
-        step_ = step;
-        if (options_.progress) {
-            options_.progress(step_, done_, total);
-        }
-    }
-
-    // Old content is gone through when it is sorted, new content when it is matched.
-    uint64_t BytesToMatch(const DifferencePlan& plan) const
-    {
-        uint64_t total = old_.size;
-        for (const Group& group : plan.groups) {
-            total += group.oldEnd - group.oldStart + group.newEnd - group.newStart;
-        }
-        for (const Region& region : plan.regions) {
-            total += region.raw.size;
-        }
-        return total;
-    }
-
-    static Stretches MatchGroup(const DifferencePlan& plan, const Group& group, const Matcher::Progress& advance)
-    {
-        const Matcher matcher({plan.oldPlain.data() + group.oldStart, group.oldEnd - group.oldStart});
-        advance(group.oldEnd - group.oldStart);
-        Stretches stretches =
-            matcher.Match({plan.newPlain.data() + group.newStart, group.newEnd - group.newStart}, advance);
-        for (Stretch& stretch : stretches) {
-            stretch.oldPosition += group.oldStart;
-        }
-        return stretches;
-    }
-
-    void MatchRaw(const DifferencePlan& plan, std::vector<Stretches>& raw, const Matcher::Progress& advance) const
-    {
-        const Matcher matcher(old_);
-        advance(old_.size);
-        InParallel(raw.size(), [&](size_t i) { raw[i] = matcher.Match(plan.regions[i].raw, advance); });
-    }
-
-    ByteView old_;
-    ByteView fresh_;
-    const DifferenceOptions& options_;
-    std::mutex mutex_; // over what follows
-    std::string step_;
-    uint64_t done_ = 0; // of the step
 };
 
 // A device or a directory is not replaced.
@@ -177,6 +83,61 @@ bool WriteVerified(const std::string& difference, const DifferencePaths& paths, 
     }
     return true;
 }
+
+void DescribeOwn(const OwnDifference& own, DifferenceReport& report)
+{
+    DifferenceHeader header;
+    ReadDifferenceFields({reinterpret_cast<const uint8_t*>(own.bytes.data()), own.bytes.size()}, header);
+    report.kind = own.entries != 0 ? DifferenceKind::ARCHIVE : DifferenceKind::BYTES;
+    report.differenceSize = own.bytes.size();
+    report.entries = own.entries;
+    report.version = header.version;
+    report.window = header.windowSize;
+}
+
+struct Made {
+    std::optional<OwnDifference> own;
+    std::optional<std::string> plain; // the smaller one of two
+    bool isOwnMissing = false;        // it could not be made
+};
+
+Made MakeKinds(ByteView old, ByteView fresh, const DifferenceOptions& options, StepProgress& progress)
+{
+    auto direct = std::async(std::launch::async, [&] { return MakePlainDifference(old, fresh, PlainWay::DIRECT); });
+    Made made;
+    if (!options.isPlainOnly) {
+        made.own = MakeOwnDifference({old, fresh, options.version, options.window}, progress);
+        made.isOwnMissing = !made.own.has_value();
+    }
+    progress.Tell("compress", 0, fresh.size);
+    made.plain = direct.get();
+    // The two are nearly alike: where ours is far ahead, the second one would not change that.
+    if (!made.own.has_value() || !made.plain.has_value() || made.own->bytes.size() > made.plain->size() / 2) {
+        std::optional<std::string> byWorker = MakePlainDifference(old, fresh, PlainWay::WORKER);
+        if (byWorker.has_value() && (!made.plain.has_value() || byWorker->size() < made.plain->size())) {
+            made.plain = std::move(byWorker);
+        }
+    }
+    progress.Tell("compress", fresh.size, fresh.size);
+    return made;
+}
+
+// The smaller kind; the plain one also when ours failed or did not stand the proof, which the report tells then.
+bool HandOut(const Made& made, const DifferencePaths& paths, ByteView fresh, const DifferenceOptions& options,
+             DifferenceReport& report, std::string& error)
+{
+    report.failure = made.isOwnMissing ? "a library failed" : "";
+    if (made.own.has_value() && made.own->bytes.size() < made.plain->size()) {
+        if (WriteVerified(made.own->bytes, paths, fresh, options.beforeMove, error)) {
+            DescribeOwn(*made.own, report);
+            return true;
+        }
+        report.failure = error;
+    }
+    report.kind = DifferenceKind::PLAIN;
+    report.differenceSize = made.plain->size();
+    return WriteVerified(*made.plain, paths, fresh, options.beforeMove, error);
+}
 } // namespace
 
 const char* DifferenceKindName(DifferenceKind kind)
@@ -206,35 +167,21 @@ bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& optio
     if (!MayReplace(paths.difference, error)) {
         return false;
     }
-    auto plainMade = std::async(std::launch::async, [&] { return MakePlainDifference(old->View(), fresh->View()); });
-    Maker maker(old->View(), fresh->View(), options);
-    const std::optional<std::string> own = options.isPlainOnly ? std::nullopt : maker.Make(report.entries);
-    const uint64_t size = fresh->View().size;
-    maker.Tell("compress", 0, size);
-    const std::optional<std::string> plain = plainMade.get();
-    maker.Tell("compress", size, size);
-    if (!plain.has_value()) {
+    StepProgress progress(options.progress);
+    const Made made = MakeKinds(old->View(), fresh->View(), options, progress);
+    if (!made.plain.has_value()) {
         error = "zstd could not make a difference";
         return false;
     }
+    const uint64_t size = fresh->View().size;
     report.oldSize = old->View().size;
-    report.newSize = fresh->View().size;
-    report.plainSize = plain->size();
-    maker.Tell("verify", 0, size);
-    const bool isOwnSmaller = own.has_value() && own->size() < plain->size();
-    if (isOwnSmaller && WriteVerified(*own, paths, fresh->View(), options.beforeMove, error)) {
-        report.kind = report.entries != 0 ? DifferenceKind::ARCHIVE : DifferenceKind::BYTES;
-        report.differenceSize = own->size();
-    } else {
-        // Also when the own kind did not stand the proof.
-        report.entries = 0;
-        report.kind = DifferenceKind::PLAIN;
-        report.differenceSize = plain->size();
-        if (!WriteVerified(*plain, paths, fresh->View(), options.beforeMove, error)) {
-            return false;
-        }
+    report.newSize = size;
+    report.plainSize = made.plain->size();
+    progress.Tell("verify", 0, size);
+    if (!HandOut(made, paths, fresh->View(), options, report, error)) {
+        return false;
     }
-    maker.Tell("verify", size, size);
+    progress.Tell("verify", size, size);
     return true;
 }
 } // namespace ORVX::Difference

@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "diff/difference_header.h"
+#include "diff/difference_limits.h"
+#include "diff/step_progress.h"
 
 namespace ORVX::Difference {
 // ARCHIVE: the old archive's entries are inflated, and the new one's deflated again on the device.
@@ -21,21 +22,23 @@ struct DifferenceReport {
     uint64_t differenceSize = 0;
     uint64_t plainSize = 0; // what the plain kind takes
     size_t entries = 0;     // entries that are deflated anew
+    uint8_t version = 0;    // of the format that a device must read; 0: plain
+    std::string failure;    // why there is no other kind than the plain one, for people; empty where all went well
+    uint64_t window = 0;    // bytes of inflated old content that it holds at a time
 };
 
 // "archive", "bytes" or "plain".
 [[nodiscard]] const char* DifferenceKindName(DifferenceKind kind);
 
-// step: "inflate", "match", "encode", "compress" or "verify"; done counts up to total, both in bytes that the step goes
-// through. Called from any thread, one at a time.
-using DifferenceProgress = std::function<void(const std::string& step, uint64_t done, uint64_t total)>;
-
 struct DifferenceOptions {
     DifferenceProgress progress;
     std::function<void()> beforeMove; // called when the difference is proven, before it is moved in place; may be empty
     bool isPlainOnly = false;         // no other kind is tried: for devices whose difference library knows zstd alone
-    // Most inflated old content that the device shall hold at a time, in bytes; at least 4.
-    size_t window = DIFFERENCE_WINDOW_MAX;
+    // The highest version of the format that the device reads.
+    uint8_t version = DIFFERENCE_VERSION_MAX;
+    // Most inflated old content that the device shall hold at a time, in bytes; at least 4. No more than the version
+    // allows is taken.
+    size_t window = DIFFERENCE_WINDOW_USUAL;
 };
 
 struct DifferencePaths {

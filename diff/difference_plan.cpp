@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "diff/difference_header.h"
+#include "diff/content_index.h"
 #include "diff/parallel.h"
 #include "diff/raw_deflate.h"
 
@@ -66,12 +66,30 @@ struct Changed {
     Bytes oldContent;
 };
 
+// An entry of the old file whose name the new one does not have.
+struct Removed {
+    const ZipEntry* entry = nullptr;
+    size_t likeness = 0; // to new entries without a counterpart
+    bool isPaired = false;
+};
+
+// A new entry without a counterpart, a removed one, and how much they share.
+struct Pair {
+    size_t shared;
+    size_t fresh;
+    size_t old;
+};
+
 class Planner {
 public:
-    Planner(ByteView old, ByteView fresh, size_t window)
-        : old_(old), fresh_(fresh), window_(window), oldEntries_(ReadZipEntries(old)),
-          newEntries_(ReadZipEntries(fresh))
+    Planner(ByteView old, ByteView fresh, const PlanWishes& wishes)
+        : old_(old), fresh_(fresh), window_(wishes.window), isFiltered_(wishes.isFiltered),
+          oldEntries_(ReadZipEntries(old)), newEntries_(ReadZipEntries(fresh))
     {
+        if (oldEntries_.empty() && newEntries_.empty() && IsCode(old) && IsCode(fresh)) {
+            oldEntries_ = {WholeFile(old)};
+            newEntries_ = {WholeFile(fresh)};
+        }
     }
 
     DifferencePlan Make(const std::function<void(size_t, size_t)>& progress)
@@ -88,13 +106,27 @@ public:
         changed_.erase(std::remove_if(changed_.begin(), changed_.end(),
                                       [](const Changed& each) { return !each.level.has_value(); }),
                        changed_.end());
+        FindPredecessors();
         AddRegions();
         AddRemovedEntries();
         AddGroups();
+        if (isFiltered_) {
+            FilterContents();
+        }
         return std::move(plan_);
     }
 
 private:
+    static bool IsCode(ByteView content) { return CodeFilterFor(content) != CodeFilter::NONE; }
+
+    // A library by itself is differenced like a stored one.
+    static ZipEntry WholeFile(ByteView file)
+    {
+        ZipEntry entry;
+        entry.size = entry.compressedSize = file.size;
+        return entry;
+    }
+
     void FindChanged()
     {
         std::unordered_map<std::string, const ZipEntry*> byName;
@@ -108,8 +140,13 @@ private:
             const auto [begin, end] = byCrc.equal_range(entry.crc);
             const bool isKnown = std::any_of(
                 begin, end, [&](const auto& each) { return IsSame(each.second->Data(old_), entry.Data(fresh_)); });
-            if (entry.method != ZipEntry::DEFLATED || isKnown) {
+            const bool isStoredCode = entry.method == ZipEntry::STORED && IsCode(entry.Data(fresh_));
+            if (isKnown || (entry.method != ZipEntry::DEFLATED && !isStoredCode)) {
                 continue;
+            }
+            plan_.hasCode = plan_.hasCode || isStoredCode;
+            if (isStoredCode && !isFiltered_) {
+                continue; // its bytes are there to be followed without any of this
             }
             const auto found = byName.find(entry.name);
             Changed changed;
@@ -121,12 +158,14 @@ private:
 
     void LookInto(Changed& changed) const
     {
-        std::optional<Bytes> content = Inflate(changed.entry->Data(fresh_), changed.entry->size);
-        if (!content.has_value()) {
-            return;
+        const ByteView data = changed.entry->Data(fresh_);
+        if (changed.entry->method == ZipEntry::STORED) {
+            changed.content.assign(data.data, data.data + data.size);
+            changed.level = STORED_LEVEL;
+        } else if (std::optional<Bytes> content = Inflate(data, changed.entry->size)) {
+            changed.content = std::move(*content);
+            changed.level = FindLevel({changed.content.data(), changed.content.size()}, data);
         }
-        changed.content = std::move(*content);
-        changed.level = FindLevel({changed.content.data(), changed.content.size()}, changed.entry->Data(fresh_));
         if (changed.level.has_value() && changed.counterpart != nullptr) {
             changed.oldContent = OldContent(*changed.counterpart);
         }
@@ -146,8 +185,10 @@ private:
         size_t position = 0;
         for (Changed& changed : changed_) {
             const size_t data = changed.entry->dataOffset;
+            const CodeFilter filter = CodeFilterFor({changed.content.data(), changed.content.size()});
+            plan_.hasCode = plan_.hasCode || filter != CodeFilter::NONE;
             plan_.regions.push_back(
-                {{fresh_.data + position, data - position}, *changed.level, changed.content.size()});
+                {{fresh_.data + position, data - position}, *changed.level, changed.content.size(), filter});
             position = data + changed.entry->compressedSize;
             const size_t newStart = plan_.newPlain.size();
             const size_t oldStart = plan_.oldPlain.size();
@@ -155,33 +196,94 @@ private:
             if (!changed.oldContent.empty()) {
                 AddPiece(*changed.counterpart, changed.oldContent);
             }
-            spans_.push_back({newStart, plan_.newPlain.size(), oldStart, plan_.oldPlain.size()});
+            plan_.spans.push_back({newStart, plan_.newPlain.size(), oldStart, plan_.oldPlain.size()});
             changed.content = Bytes{};
             changed.oldContent = Bytes{};
         }
-        plan_.regions.push_back({{fresh_.data + position, fresh_.size - position}, 0, 0});
+        plan_.regions.push_back({{fresh_.data + position, fresh_.size - position}, 0, 0, CodeFilter::NONE});
     }
 
     void AddPiece(const ZipEntry& entry, const Bytes& content)
     {
-        plan_.pieces.push_back(
-            {entry.dataOffset, entry.method == ZipEntry::DEFLATED, entry.compressedSize, content.size()});
+        plan_.pieces.push_back({entry.dataOffset, entry.method == ZipEntry::DEFLATED, entry.compressedSize,
+                                content.size(), CodeFilterFor({content.data(), content.size()})});
         plan_.oldPlain.insert(plan_.oldPlain.end(), content.begin(), content.end());
     }
 
-    // A new entry without a counterpart may be an old one under another name.
+    // An entry whose name is new may go on from one whose name is gone: names made of hashes change with the content.
+    void FindPredecessors()
+    {
+        std::vector<Changed*> nameless;
+        for (Changed& changed : changed_) {
+            if (changed.counterpart == nullptr) {
+                nameless.push_back(&changed);
+            }
+        }
+        for (const ZipEntry& entry : oldEntries_) {
+            if (!nameless.empty() && names_.count(entry.name) == 0 && entry.size != 0) {
+                removed_.push_back({&entry});
+            }
+        }
+        for (const Pair& pair : PairUp(nameless)) {
+            Removed& removed = removed_[pair.old];
+            removed.likeness += pair.shared;
+            if (!removed.isPaired && nameless[pair.fresh]->counterpart == nullptr) {
+                removed.isPaired = true;
+                nameless[pair.fresh]->counterpart = removed.entry;
+                nameless[pair.fresh]->oldContent = OldContent(*removed.entry);
+            }
+        }
+    }
+
+    // Which of the removed entries the nameless ones resemble, what is most alike first.
+    [[nodiscard]] std::vector<Pair> PairUp(const std::vector<Changed*>& nameless) const
+    {
+        std::vector<ContentSample> samples(nameless.size() + removed_.size());
+        InParallel(samples.size(), [&](size_t i) {
+            const size_t old = i - std::min(i, nameless.size());
+            const Bytes inflated = i < nameless.size() ? Bytes{} : OldContent(*removed_[old].entry);
+            const Bytes& content = i < nameless.size() ? nameless[i]->content : inflated;
+            samples[i] = SampleContent({content.data(), content.size()});
+        });
+        ContentIndex index;
+        for (size_t i = 0; i < removed_.size(); ++i) {
+            index.Add(i, samples[nameless.size() + i]);
+        }
+        std::vector<Pair> pairs;
+        for (size_t i = 0; i < nameless.size(); ++i) {
+            for (const auto& [old, shared] : index.Find(samples[i])) {
+                pairs.push_back({shared, i, old});
+            }
+        }
+        std::stable_sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.shared > b.shared; });
+        return pairs;
+    }
+
+    // The others of which new entries may have parts; where there is no room for all, those that are most alike.
     void AddRemovedEntries()
     {
-        const bool isNeeded = std::any_of(changed_.begin(), changed_.end(),
-                                          [](const Changed& each) { return each.counterpart == nullptr; });
-        for (const ZipEntry& entry : oldEntries_) {
-            const bool fits = plan_.oldPlain.size() + entry.size <= window_;
-            if (!isNeeded || !fits || names_.count(entry.name) != 0) {
-                continue;
+        std::vector<Removed*> rest;
+        for (Removed& removed : removed_) {
+            if (!removed.isPaired) {
+                rest.push_back(&removed);
             }
-            const Bytes content = OldContent(entry);
+        }
+        std::stable_sort(rest.begin(), rest.end(),
+                         [](const Removed* a, const Removed* b) { return a->likeness > b->likeness; });
+        size_t size = plan_.oldPlain.size();
+        rest.erase(std::remove_if(rest.begin(), rest.end(),
+                                  [&](const Removed* each) {
+                                      const bool fits = size + each->entry->size <= window_;
+                                      size += fits ? each->entry->size : 0;
+                                      return !fits;
+                                  }),
+                   rest.end());
+        std::sort(rest.begin(), rest.end(),
+                  [](const Removed* a, const Removed* b) { return a->entry->dataOffset < b->entry->dataOffset; });
+        for (const Removed* const each : rest) {
+            const Bytes content = OldContent(*each->entry);
             if (!content.empty()) {
-                AddPiece(entry, content);
+                AddPiece(*each->entry, content);
             }
         }
     }
@@ -209,12 +311,36 @@ private:
         }
     }
 
+    // As the device does it: the old content in the parts that the groups load, the new one in parts of one size.
+    void FilterContents()
+    {
+        plan_.isFiltered = true;
+        size_t start = 0;
+        for (const OldPiece& piece : plan_.pieces) {
+            const size_t end = start + piece.plainSize;
+            size_t loaded = start;
+            for (const Group& group : plan_.groups) {
+                const size_t next = std::clamp(group.oldEnd, loaded, end);
+                MakeAbsolute(piece.filter, plan_.oldPlain.data() + loaded, next - loaded, loaded - start);
+                loaded = next;
+            }
+            start = end;
+        }
+        uint8_t* content = plan_.newPlain.data();
+        for (const Region& region : plan_.regions) {
+            for (size_t done = 0; done < region.plainSize; done += FILTERED_PART) {
+                MakeAbsolute(region.filter, content + done, std::min(FILTERED_PART, region.plainSize - done), done);
+            }
+            content += region.plainSize;
+        }
+    }
+
     // Where in the new content the counterpart of a position in the old content lies, as far as that can be told.
     size_t NewPosition(size_t oldPosition) const
     {
-        const auto span = std::find_if(spans_.begin(), spans_.end(),
+        const auto span = std::find_if(plan_.spans.begin(), plan_.spans.end(),
                                        [oldPosition](const Group& each) { return oldPosition < each.oldEnd; });
-        if (span == spans_.end()) {
+        if (span == plan_.spans.end()) {
             return plan_.newPlain.size();
         }
         const uint64_t into = oldPosition - span->oldStart;
@@ -224,18 +350,19 @@ private:
     ByteView old_;
     ByteView fresh_;
     size_t window_;
+    bool isFiltered_;
     std::vector<ZipEntry> oldEntries_;
     std::vector<ZipEntry> newEntries_;
     std::unordered_set<std::string> names_;
     std::vector<Changed> changed_;
-    std::vector<Group> spans_; // each entry's content and its counterpart's
+    std::vector<Removed> removed_;
     DifferencePlan plan_;
 };
 } // namespace
 
-DifferencePlan MakeDifferencePlan(ByteView old, ByteView fresh, size_t window,
+DifferencePlan MakeDifferencePlan(ByteView old, ByteView fresh, const PlanWishes& wishes,
                                   const std::function<void(size_t, size_t)>& progress)
 {
-    return Planner(old, fresh, window).Make(progress);
+    return Planner(old, fresh, wishes).Make(progress);
 }
 } // namespace ORVX::Difference

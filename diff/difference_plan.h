@@ -5,16 +5,19 @@
 #include <functional>
 #include <vector>
 
+#include "diff/code_filter.h"
 #include "diff/zip_entries.h"
 
 namespace ORVX::Difference {
 using Bytes = std::vector<uint8_t>;
 
-// Part of the new file: raw bytes, and then one entry that is deflated anew (level 0: none, at the end of the file).
+// Part of the new file: raw bytes, and then one entry that is deflated anew, or stored if its content is code that is
+// filtered (level 0: none, at the end of the file).
 struct Region {
     ByteView raw;
     int level = 0;
     size_t plainSize = 0;
+    CodeFilter filter = CodeFilter::NONE;
 };
 
 // Old content that new content may follow: an entry of the old file.
@@ -23,6 +26,7 @@ struct OldPiece {
     bool isDeflated = false;
     size_t compressedSize = 0;
     size_t plainSize = 0;
+    CodeFilter filter = CodeFilter::NONE;
 };
 
 // A run of the new entries' content, and the window of the old pieces' content that it is matched with.
@@ -37,14 +41,21 @@ struct DifferencePlan {
     std::vector<Region> regions;
     std::vector<OldPiece> pieces;
     std::vector<Group> groups;
-    Bytes oldPlain; // the content of all pieces, in their order
-    Bytes newPlain; // the content of all entries that are deflated anew, in their order
+    std::vector<Group> spans; // of each new entry: its content, and that of the piece that it goes on from
+    Bytes oldPlain;           // the content of all pieces, in their order
+    Bytes newPlain;           // the content of all entries that are deflated anew, in their order
+    bool hasCode = false;     // whether filtering may pay
+    bool isFiltered = false;  // oldPlain and newPlain are as the filters leave them
 };
 
 // Looks into both files. An entry is deflated anew when its data changed and when deflating its content at some level
-// gives its data bit for bit; everything else is raw. window: the most old content for one group. progress: so many
-// more of the new file's bytes have been looked into, of total; from any thread, several at a time.
-[[nodiscard]] DifferencePlan MakeDifferencePlan(ByteView old, ByteView fresh, size_t window,
+// gives its data bit for bit; everything else is raw. progress: so many more of the new file's bytes have been looked
+// into, of total; from any thread, several at a time.
+struct PlanWishes {
+    size_t window;   // the most old content for one group
+    bool isFiltered; // code is filtered, also in stored entries, or when both files are nothing else
+};
+[[nodiscard]] DifferencePlan MakeDifferencePlan(ByteView old, ByteView fresh, const PlanWishes& wishes,
                                                 const std::function<void(size_t bytes, size_t total)>& progress);
 } // namespace ORVX::Difference
 

@@ -3,10 +3,14 @@
 #include <cstdlib>
 
 namespace ORVX::Difference {
-DifferenceResult ExtraReader::Open(ByteView stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties)
+DifferenceResult ExtraReader::Open(ByteView stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties,
+                                   bool mayBeChunked)
 {
-    std::array<lzma_filter, 2> filters = {{{LZMA_FILTER_LZMA1, nullptr}, {LZMA_VLI_UNKNOWN, nullptr}}};
-    if (lzma_properties_decode(filters.data(), nullptr, properties.data(), properties.size()) != LZMA_OK) {
+    const bool isChunked = mayBeChunked && properties[0] == EXTRA_IS_CHUNKED;
+    const lzma_vli kind = isChunked ? LZMA_FILTER_LZMA2 : LZMA_FILTER_LZMA1;
+    std::array<lzma_filter, 2> filters = {{{kind, nullptr}, {LZMA_VLI_UNKNOWN, nullptr}}};
+    const uint8_t* const own = properties.data() + (isChunked ? 1 : 0);
+    if (lzma_properties_decode(filters.data(), nullptr, own, isChunked ? 1 : properties.size()) != LZMA_OK) {
         return DIFFERENCE_DAMAGED;
     }
     const bool isBounded = static_cast<const lzma_options_lzma*>(filters[0].options)->dict_size <= EXTRA_DICTIONARY_MAX;

@@ -3,15 +3,28 @@
 #include <algorithm>
 #include <cstring>
 #include <divsufsort.h>
+#include <numeric>
 
 namespace ORVX::Difference {
 namespace {
-// A new alignment must explain this many bytes more than the one before it, to be worth its numbers.
-constexpr size_t GAIN_MIN = 8;
 // Longer common beginnings are not told apart while searching: this bounds the time on repetitive content.
 constexpr size_t COMPARED_MAX = 4096;
+// From this size of the old content on, a table of three bytes' beginnings saves more than it costs to fill.
+constexpr size_t THREE_BYTES_FROM = size_t{8} << 20;
+// Places of the same length that are looked at on either side.
+constexpr size_t NEIGHBOURS_MAX = 64;
+// Binary digits of a seek that each takes, and those that cost as much as an extra byte.
+constexpr int NEAR_DIGITS = 8;
+constexpr int DIGITS_OF_A_BYTE = 4;
 // Bytes between two words about how far the search has come.
 constexpr size_t TOLD_AFTER = size_t{1} << 20;
+
+// What was found at a place, in 8 bytes: there is one for each byte of the new content.
+struct Remembered {
+    uint32_t rank;
+    uint32_t length : 31;
+    uint32_t isKnown : 1;
+};
 
 size_t CommonLength(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize)
 {
@@ -40,34 +53,44 @@ size_t Reach(size_t limit, IsEqual isEqual)
 // Goes through the new content and cuts it where another alignment becomes better than the current one.
 class Scan {
 public:
-    Scan(ByteView old, ByteView fresh, const Matcher::Progress& progress)
-        : old_(old), fresh_(fresh), progress_(progress)
+    Scan(ByteView old, ByteView fresh, size_t start, const Matcher::Progress& progress)
+        : old_(old), fresh_(fresh), start_(std::min(start, old.size)), progress_(progress)
     {
     }
 
-    template <class Search>
-    std::vector<Stretch> Run(Search longest)
+    // longest: what is found at a position of the new content; nearest: the best of the places where that is the same.
+    template <class Search, class Choice>
+    std::vector<Stretch> Run(const MatchRule& rule, Search longest, Choice nearest)
     {
+        told_ = 0;
+        lastNew_ = 0;
+        lastOld_ = start_;
         size_t position = 0;
         size_t length = 0;
-        size_t oldPosition = 0;
+        decltype(longest(0)) found;
         while (position < fresh_.size) {
             size_t score = 0;
             size_t scored = position += length;
             for (; position < fresh_.size; ++position) {
-                const auto found = longest(fresh_.data + position, fresh_.size - position);
+                found = longest(position);
                 length = found.length;
-                oldPosition = found.position;
                 for (; scored < position + length; ++scored) {
                     score += FollowsCurrent(scored) ? 1 : 0;
                 }
-                if ((length == score && length != 0) || length > score + GAIN_MIN) {
+                if (length == score && length != 0) {
                     break;
+                }
+                if (length > score + rule.gain) {
+                    const size_t expected = lastOld_ + position - lastNew_;
+                    const size_t at = nearest(found, position, expected);
+                    if (!rule.isFarDearer || length > score + rule.gain + FarGain(at, expected)) {
+                        break;
+                    }
                 }
                 score -= FollowsCurrent(position) ? 1 : 0;
             }
             if (length != score || position == fresh_.size) {
-                Cut(position, oldPosition);
+                Cut(position, position < fresh_.size ? nearest(found, position, lastOld_ + position - lastNew_) : 0);
             }
             Tell(std::min(position, fresh_.size));
         }
@@ -76,6 +99,17 @@ public:
     }
 
 private:
+    // What leads far away takes more digits: a byte of gain for four of them, but for the eight that any has.
+    static size_t FarGain(size_t position, size_t expected)
+    {
+        size_t gain = 0;
+        const size_t distance = position < expected ? expected - position : position - expected;
+        for (size_t rest = distance >> NEAR_DIGITS; rest != 0; rest >>= DIGITS_OF_A_BYTE) {
+            ++gain;
+        }
+        return gain;
+    }
+
     void Tell(size_t position)
     {
         if (position - told_ >= TOLD_AFTER || position == fresh_.size) {
@@ -140,6 +174,7 @@ private:
 
     ByteView old_;
     ByteView fresh_;
+    const size_t start_;
     const Matcher::Progress& progress_;
     size_t told_ = 0; // bytes that progress has heard of
     size_t lastNew_ = 0;
@@ -156,25 +191,91 @@ Matcher::Matcher(ByteView old) : old_(old)
     suffixes_.resize(old.size);
     if (divsufsort(old.data, suffixes_.data(), static_cast<int32_t>(old.size)) != 0) {
         suffixes_.clear();
+        return;
     }
+    IndexPrefixes();
 }
 
-std::vector<Stretch> Matcher::Match(ByteView fresh, const Progress& progress) const
+void Matcher::IndexPrefixes()
 {
-    if (fresh.size == 0) {
-        return {};
+    prefixSize_ = old_.size < THREE_BYTES_FROM ? 2 : 3;
+    prefixes_.resize((size_t{1} << 8 * prefixSize_) + 1);
+    for (size_t i = 0; i < old_.size; ++i) {
+        ++prefixes_[PrefixOf(old_.data + i, old_.size - i) + 1];
     }
+    std::partial_sum(prefixes_.begin(), prefixes_.end(), prefixes_.begin());
+}
+
+// What is too short counts as if zeros followed: a suffix that ends there stands just before those that have them.
+size_t Matcher::PrefixOf(const uint8_t* text, size_t size) const
+{
+    size_t prefix = 0;
+    for (size_t i = 0; i < prefixSize_; ++i) {
+        prefix = prefix << 8 | (i < size ? text[i] : 0U);
+    }
+    return prefix;
+}
+
+std::vector<std::vector<Stretch>> Matcher::Match(ByteView fresh, size_t start, const std::vector<MatchRule>& rules,
+                                                 const Progress& progress) const
+{
+    std::vector<std::vector<Stretch>> ways(rules.size());
     if (suffixes_.empty()) {
-        progress(fresh.size);
-        return {{0, 0, fresh.size}};
+        progress(fresh.size * rules.size());
+        std::fill(ways.begin(), ways.end(), std::vector<Stretch>(fresh.size == 0 ? 0 : 1, Stretch{0, 0, fresh.size}));
+        return ways;
     }
-    return Scan(old_, fresh, progress).Run([this](const uint8_t* text, size_t size) { return Longest(text, size); });
+    std::vector<Remembered> found(fresh.size); // most places are asked for with each gain
+    Scan scan(old_, fresh, start, progress);
+    for (size_t i = 0; i < rules.size(); ++i) {
+        ways[i] = scan.Run(
+            rules[i],
+            [&](size_t position) {
+                Remembered& at = found[position];
+                if (!at.isKnown) {
+                    const Found longest = Longest(fresh.data + position, fresh.size - position);
+                    at = {static_cast<uint32_t>(longest.rank), static_cast<uint32_t>(longest.length), 1};
+                }
+                return Found{at.rank, at.length};
+            },
+            [&](const Found& longest, size_t position, size_t expected) {
+                return Nearest(longest, {fresh.data + position, fresh.size - position}, expected);
+            });
+    }
+    return ways;
+}
+
+size_t Matcher::Nearest(const Found& found, ByteView text, size_t expected) const
+{
+    size_t nearest = static_cast<size_t>(suffixes_[found.rank]);
+    const auto distance = [expected](size_t position) {
+        return position < expected ? expected - position : position - expected;
+    };
+    const auto isNearer = [&](size_t rank) {
+        const auto position = static_cast<size_t>(suffixes_[rank]);
+        const size_t length = std::min(found.length, old_.size - position);
+        if (length != found.length || std::memcmp(old_.data + position, text.data, length) != 0) {
+            return false; // nor is it any further on
+        }
+        nearest = distance(position) < distance(nearest) ? position : nearest;
+        return true;
+    };
+    for (size_t i = 1; i <= NEIGHBOURS_MAX && i <= found.rank && isNearer(found.rank - i); ++i) {
+    }
+    for (size_t i = 1; i <= NEIGHBOURS_MAX && found.rank + i < suffixes_.size() && isNearer(found.rank + i); ++i) {
+    }
+    return nearest;
 }
 
 Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
 {
     size_t low = 0;
     size_t high = suffixes_.size() - 1;
+    if (size >= prefixSize_) {
+        const size_t prefix = PrefixOf(text, size);
+        low = prefixes_[prefix] - std::min(prefixes_[prefix], 1U);
+        high = std::min<size_t>(high, prefixes_[prefix + 1]);
+    }
     while (high - low > 1) {
         const size_t middle = low + (high - low) / 2;
         const auto start = static_cast<size_t>(suffixes_[middle]);
@@ -186,7 +287,7 @@ Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
         const auto start = static_cast<size_t>(suffixes_[i]);
         const size_t length = CommonLength(old_.data + start, old_.size - start, text, size);
         if (length > best.length) {
-            best = {start, length};
+            best = {i, length};
         }
     }
     return best;

@@ -29,10 +29,13 @@ DifferenceResult OldWindow::Slide(uint64_t drop, uint64_t load, RangeDecoder& de
         if (!isInflating_ && storedLeft_ == 0) {
             result = BeginPiece(decoder, numbers);
         }
+        const size_t before = size_;
         result = result == DIFFERENCE_OK ? ReadPiece(room) : result;
         if (result != DIFFERENCE_OK) {
             return result;
         }
+        MakeAbsolute(filter_, bytes_.get() + before, size_ - before, loadedOfPiece_);
+        loadedOfPiece_ += size_ - before;
     }
     return DIFFERENCE_OK;
 }
@@ -40,11 +43,15 @@ DifferenceResult OldWindow::Slide(uint64_t drop, uint64_t load, RangeDecoder& de
 DifferenceResult OldWindow::BeginPiece(RangeDecoder& decoder, NumberModel& numbers)
 {
     const uint64_t method = numbers.Code(decoder, NumberKind::PIECE_METHOD, 0);
+    const uint64_t filter = isFiltered_ ? numbers.Code(decoder, NumberKind::PIECE_FILTER, 0) : 0;
     const int64_t gap = numbers.CodeSigned(decoder, NumberKind::PIECE_GAP, 0);
     piecePosition_ += static_cast<uint64_t>(gap);
-    if (!decoder.IsIntact() || method > DEFLATED || piecePosition_ > base_.size) {
+    if (!decoder.IsIntact() || method > DEFLATED || filter >= static_cast<uint64_t>(CodeFilter::COUNT) ||
+        piecePosition_ > base_.size) {
         return DIFFERENCE_DAMAGED;
     }
+    filter_ = static_cast<CodeFilter>(filter);
+    loadedOfPiece_ = 0;
     if (method == STORED) {
         storedLeft_ = numbers.Code(decoder, NumberKind::PIECE_LENGTH, 0);
         return storedLeft_ != 0 && storedLeft_ <= base_.size - piecePosition_ ? DIFFERENCE_OK : DIFFERENCE_DAMAGED;

@@ -3,6 +3,7 @@
 #ifndef TAVOMEND_DIFF_OLD_WINDOW_H
 #define TAVOMEND_DIFF_OLD_WINDOW_H
 
+#include "diff/code_filter.h"
 #include "diff/delta_model.h"
 #include "diff/difference_result.h"
 #include "diff/range_coder.h"
@@ -15,12 +16,15 @@ class OldWindow {
 public:
     enum PieceMethod : uint8_t { STORED = 0, DEFLATED = 1 };
 
-    // capacity: the most bytes that the window holds, at most DIFFERENCE_WINDOW_MAX.
+    // capacity: the most bytes that the window holds, at most DifferenceWindowMax.
     OldWindow(ByteView base, size_t capacity);
 
     // Drops bytes at the front and appends others, which come from the pieces of the base that the decoder names.
     // DIFFERENCE_DAMAGED when that is more than there is or fits, or when a piece is none; View means nothing then.
     [[nodiscard]] DifferenceResult Slide(uint64_t drop, uint64_t load, RangeDecoder& decoder, NumberModel& numbers);
+
+    // Whether each piece names a filter for its content; before the first Slide.
+    void SetFiltered(bool isFiltered) { isFiltered_ = isFiltered; }
 
     [[nodiscard]] uint64_t Start() const { return start_; }
     [[nodiscard]] ByteView View() const { return ByteView{bytes_.get(), size_}; }
@@ -41,6 +45,9 @@ private:
     uint64_t storedLeft_ = 0;
     bool isInflating_ = false;
     bool isPieceEmpty_ = false;
+    bool isFiltered_ = false;
+    CodeFilter filter_ = CodeFilter::NONE; // of the piece
+    uint64_t loadedOfPiece_ = 0;
 };
 } // namespace ORVX::Difference
 

@@ -22,9 +22,10 @@ int WindowLog(size_t size)
     }
     return log;
 }
+
 } // namespace
 
-std::optional<std::string> MakePlainDifference(ByteView old, ByteView fresh)
+std::optional<std::string> MakePlainDifference(ByteView old, ByteView fresh, PlainWay way)
 {
     const std::unique_ptr<ZSTD_CCtx, ContextDeleter> context(ZSTD_createCCtx());
     const std::pair<ZSTD_cParameter, int> parameters[] = {
@@ -33,6 +34,7 @@ std::optional<std::string> MakePlainDifference(ByteView old, ByteView fresh)
         {ZSTD_c_enableLongDistanceMatching, 1},
         {ZSTD_c_checksumFlag, 1},
         {ZSTD_c_contentSizeFlag, 1},
+        {ZSTD_c_nbWorkers, way == PlainWay::WORKER ? 1 : 0},
     };
     for (const auto& [parameter, value] : parameters) {
         if (context == nullptr || ZSTD_isError(ZSTD_CCtx_setParameter(context.get(), parameter, value)) != 0) {

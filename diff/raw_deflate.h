@@ -13,6 +13,8 @@ struct z_stream_s;
 namespace ORVX::Difference {
 constexpr int DEFLATE_LEVEL_MIN = 1;
 constexpr int DEFLATE_LEVEL_MAX = 9;
+// In a difference of version 2: content that stands in the new file as it is.
+constexpr int STORED_LEVEL = 10;
 
 // The linked zlib's own number, such as 0x12D0 for 1.2.13.
 [[nodiscard]] uint16_t DeflateLibraryVersion();

@@ -33,6 +33,15 @@ uint64_t SizeOf(const std::string& path)
     return error ? 0 : size;
 }
 
+// What not every device has.
+std::string NeedText(const Difference::DifferenceReport& report)
+{
+    return report.version <= Difference::DIFFERENCE_VERSION_MIN
+               ? ""
+               : "; needs format " + std::to_string(report.version) + " and a window of " +
+                     std::to_string(Difference::InMib(report.window)) + " MiB";
+}
+
 void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& report)
 {
     const char* kind = Difference::DifferenceKindName(report.kind);
@@ -41,7 +50,9 @@ void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& r
                           {"newSize", report.newSize},
                           {"diffSize", report.differenceSize},
                           {"plainSize", report.plainSize},
-                          {"entries", report.entries}});
+                          {"entries", report.entries},
+                          {"formatVersion", report.version},
+                          {"window", report.window}});
     if (console.IsJson()) {
         return;
     }
@@ -52,7 +63,7 @@ void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& r
     snprintf(percent, sizeof(percent), "%.1f", share);
     console.Say(std::string(kind) + ": " + std::to_string(report.differenceSize) + " bytes for a file of " +
                 std::to_string(report.newSize) + " (" + percent +
-                " %); plain zstd: " + std::to_string(report.plainSize));
+                " %); plain zstd: " + std::to_string(report.plainSize) + NeedText(report));
 }
 
 // A regular file, which gives way to the new one, or a link, which does so itself.
@@ -111,7 +122,7 @@ int ApplyBeside(const DiffPaths& paths, Interruption& interruption, int& error)
 }
 } // namespace
 
-int RunDiff(const Cli::Console& console, const DiffPaths& paths)
+int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimits& limits)
 {
     const Difference::DifferencePaths files{paths.old, paths.fresh, paths.difference};
     if (IsSameFile(paths.difference, paths.old) || IsSameFile(paths.difference, paths.fresh)) {
@@ -130,6 +141,8 @@ int RunDiff(const Cli::Console& console, const DiffPaths& paths)
     });
     Cli::Progress progress(console);
     Difference::DifferenceOptions options;
+    options.version = static_cast<uint8_t>(limits.format);
+    options.window = static_cast<size_t>(limits.window) << 20;
     options.progress = [&progress](const std::string& step, uint64_t done, uint64_t total) {
         progress.Report(step, done, total);
     };
@@ -140,6 +153,9 @@ int RunDiff(const Cli::Console& console, const DiffPaths& paths)
     interruption.Allow([&] { isMade = Difference::MakeDifference(files, options, report, error); });
     if (!isMade) {
         return console.Fail(error);
+    }
+    if (!report.failure.empty()) {
+        console.Note("only the plain kind could be made: " + report.failure);
     }
     ShowDiff(console, report);
     return Cli::EXIT_DONE;

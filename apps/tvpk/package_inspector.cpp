@@ -2,6 +2,7 @@
 
 #include "apps/common/printable.h"
 #include "apps/common/text_table.h"
+#include "diff/difference_header.h"
 #include "formats/patch_paths.h"
 #include "formats/signature.h"
 #include "platform/utility/file_utils.h"
@@ -36,19 +37,47 @@ std::string ProblemOf(const ZipArchive& archive, const Formats::AppInfo& app, si
     return isWrong ? target + " does not have the stated hash" : "";
 }
 
+// What a device must read and hold for a difference of our own format; nothing for any other file, or a damaged one.
+std::optional<Difference::DifferenceHeader> NeedOf(const ZipArchive& archive, const std::string& target)
+{
+    const Formats::ArchiveMember* member = Formats::IsDifference(target) ? FindMember(archive, target) : nullptr;
+    std::string error;
+    const auto content = member == nullptr ? std::nullopt : archive.ReadMember(member->name, member->size, error);
+    Difference::DifferenceHeader header;
+    const bool isOwn = content && Difference::ParseDifferenceHeader(
+                                      {reinterpret_cast<const uint8_t*>(content->data()), content->size()}, header) ==
+                                      Difference::DIFFERENCE_OK;
+    return isOwn ? std::optional(header) : std::nullopt;
+}
+
+// How a file is shipped, and what not every device has that it needs.
+std::string ShippedAs(const ZipArchive& archive, const std::string& target)
+{
+    const auto need = NeedOf(archive, target);
+    if (need.has_value() && need->version > Difference::DIFFERENCE_VERSION_MIN) {
+        return "difference, format " + std::to_string(need->version) + ", " +
+               std::to_string(Difference::InMib(need->windowSize)) + " MiB";
+    }
+    return Formats::IsDifference(target) ? "difference" : "whole";
+}
+
 const char* ActionName(int action)
 {
     constexpr const char* NAMES[] = {"enable", "1", "revoke"};
     return NAMES[action];
 }
 
-Json AppAsJson(const Formats::AppInfo& app)
+Json AppAsJson(const ZipArchive& archive, const Formats::AppInfo& app)
 {
     Json files = Json::array();
     for (size_t i = 0; i < app.diffPaths.size(); ++i) {
         files.push_back({{"name", Formats::MemberNameOf(app.diffPaths[i]).value_or(app.diffPaths[i])},
                          {"base", app.basePaths[i]},
                          {"hash", app.appsHashs[i]}});
+        if (const auto need = NeedOf(archive, app.diffPaths[i])) {
+            files.back()["formatVersion"] = need->version;
+            files.back()["window"] = need->windowSize;
+        }
     }
     return {{"bundle", app.bundleName},  {"versionCode", app.version}, {"preVersionCode", app.preVersion},
             {"patch", app.appPatchType}, {"type", app.appType},        {"members", std::move(files)}};
@@ -109,7 +138,7 @@ std::string DescribePackage(const ZipArchive& archive, const PackageInfo& config
         for (size_t i = 0; i < app.diffPaths.size(); ++i) {
             const Formats::ArchiveMember* member = FindMember(archive, app.diffPaths[i]);
             table.Add({app.bundleName, std::to_string(app.preVersion) + " -> " + std::to_string(app.version),
-                       app.appPatchType, app.appType, Formats::IsDifference(app.diffPaths[i]) ? "difference" : "whole",
+                       app.appPatchType, app.appType, ShippedAs(archive, app.diffPaths[i]),
                        member == nullptr ? "missing" : std::to_string(member->size), app.basePaths[i]});
         }
     }
@@ -125,7 +154,7 @@ Json DescribePackageAsJson(const ZipArchive& archive, const PackageInfo& config)
     }
     Json apps = Json::array();
     for (const auto& app : config.appsList) {
-        apps.push_back(AppAsJson(app));
+        apps.push_back(AppAsJson(archive, app));
     }
     Json members = Json::array();
     for (const auto& member : archive.Members()) {

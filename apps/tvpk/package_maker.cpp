@@ -221,6 +221,8 @@ bool PackageMaker::MakeDifference(const ReleaseFile& source, const std::string& 
     Difference::DifferenceReport report;
     Difference::DifferenceOptions options;
     options.isPlainOnly = options_.isPlainOnly;
+    options.version = static_cast<uint8_t>(release_.format);
+    options.window = static_cast<size_t>(release_.window) << 20;
     const std::string what = FileNameOf(source.base) + " of " + made.bundleName + ": ";
     options.progress = [this, &what](const std::string& step, uint64_t done, uint64_t total) {
         options_.progress(what + step, done, total);
@@ -230,6 +232,9 @@ bool PackageMaker::MakeDifference(const ReleaseFile& source, const std::string& 
         isMade = Difference::MakeDifference({source.oldPath, source.newPath, shipped + Formats::DIFF_SUFFIX}, options,
                                             report, error);
     });
+    if (isMade && !report.failure.empty()) {
+        options_.note(what + "only the plain kind could be made: " + report.failure);
+    }
     made.kind = Difference::DifferenceKindName(report.kind);
     made.shippedSize = report.differenceSize;
     return isMade;

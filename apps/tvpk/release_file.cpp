@@ -11,6 +11,8 @@ namespace ORVX::Tvpk {
 using Json = nlohmann::json;
 
 namespace {
+constexpr int WINDOW_MAX = Difference::DifferenceWindowMax(Difference::DIFFERENCE_VERSION_MAX) >> 20; // MiB
+
 // Reads one object; the first mistake is kept.
 class Reader {
 public:
@@ -39,6 +41,16 @@ public:
                 value = member->get<bool>();
             } else {
                 Fail(std::string("\"") + key + "\" is neither true nor false");
+            }
+        }
+    }
+    void Number(const char* key, int most, int& value)
+    {
+        if (const Json* member = Find(key, false)) {
+            if (member->is_number_unsigned() && *member >= 1 && *member <= most) {
+                value = member->get<int>();
+            } else {
+                Fail(std::string("\"") + key + "\" is no whole number from 1 to " + std::to_string(most));
             }
         }
     }
@@ -139,6 +151,8 @@ std::optional<Release> ReadReleaseFile(const std::string& path, std::string& err
     reader.Text("action", action, false);
     reader.Flag("dataKept", release.dataKept);
     reader.Flag("needReboot", release.needReboot);
+    reader.Number("format", Difference::DIFFERENCE_VERSION_MAX, release.format);
+    reader.Number("window", WINDOW_MAX, release.window);
     for (const auto& entry : reader.List("products", true)) {
         Reader product(entry, path + ", products", error);
         release.models.emplace_back();

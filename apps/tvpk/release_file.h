@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "diff/difference_limits.h"
+
 namespace ORVX::Tvpk {
 struct ReleaseFile {
     std::string base;    // installed file on the device
@@ -28,6 +30,9 @@ struct Release {
     bool isRevoke = false;
     bool dataKept = true;
     bool needReboot = false;
+    // What the devices read and give at most for each difference.
+    int format = Difference::DIFFERENCE_VERSION_MAX;
+    int window = static_cast<int>(Difference::DIFFERENCE_WINDOW_USUAL >> 20); // MiB
     std::vector<ReleaseApp> apps;
 };
 

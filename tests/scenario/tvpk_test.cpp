@@ -104,6 +104,8 @@ TEST_F(TvpkTest, TellsWhatItMakes)
                   packed.rfind(std::string("by name ") + static_cast<char>(name + 1)))
             << name;
     }
+    EXPECT_EQ(Run("pack a1 six.vab --level 6").exitCode, 0);
+    EXPECT_EQ(ReadFile(At("six.vab")), packed);
     EXPECT_EQ(Run("pack a1 stored.vab --level 0").exitCode, 0);
     EXPECT_GT(fs::file_size(At("stored.vab")), fs::file_size(At("a1/code/lines.txt")));
 
@@ -126,7 +128,9 @@ TEST_F(TvpkTest, TellsWhatItMakes)
         std::istringstream in(text);
         return std::vector<std::string>(std::istream_iterator<std::string>(in), {});
     };
-    const std::string kind = Told("diff a1.vab a2.vab d")["kind"];
+    const Json differed = Told("diff a1.vab a2.vab d");
+    const std::string kind = differed["kind"];
+    const Json need = {{"formatVersion", 1}, {"window", differed["window"]}};
     EXPECT_EQ(
         words(Plain(made.out)),
         words("BUNDLE FILE SHIPPED AS NEW BYTES SHIPPED SHARE com.a com.a/A.vab.diff " + kind + " " + Size("a2.vab") +
@@ -156,17 +160,14 @@ TEST_F(TvpkTest, TellsWhatItMakes)
     const auto hashOf = [this](const std::string& name) {
         return RunProgram({"sha256sum", At(name)}).out.substr(0, 64);
     };
-    const auto app = [&](const std::string& name, const std::string& type, const std::string& suffix) {
+    const auto app = [&](const std::string& name, const std::string& type, const Json& needed) {
         const std::string file(1, static_cast<char>(name[0] - 'a' + 'A'));
-        return Json{{"bundle", "com." + name},
-                    {"versionCode", 2},
-                    {"preVersionCode", 1},
-                    {"patch", type},
-                    {"type", "internal"},
-                    {"members",
-                     {{{"name", "com." + name + "/" + file + ".vab" + suffix},
+        Json member = {{"name", "com." + name + "/" + file + ".vab" + (needed.empty() ? "" : ".diff")},
                        {"base", "/system/app/" + file + "/" + file + ".vab"},
-                       {"hash", hashOf(name + "2.vab")}}}}};
+                       {"hash", hashOf(name + "2.vab")}};
+        member.update(needed);
+        return Json{{"bundle", "com." + name}, {"versionCode", 2},   {"preVersionCode", 1},
+                    {"patch", type},           {"type", "internal"}, {"members", {member}}};
     };
     auto told = inspected;
     told.erase("members");
@@ -181,7 +182,7 @@ TEST_F(TvpkTest, TellsWhatItMakes)
                     {"action", "enable"},
                     {"dataKept", false},
                     {"needReboot", true},
-                    {"apps", {app("a", "hot", ".diff"), app("b", "cold", "")}}}));
+                    {"apps", {app("a", "hot", need), app("b", "cold", Json::object())}}}));
     ASSERT_EQ(inspected["members"].size(), 3U);
     EXPECT_EQ(inspected["members"][0]["name"], "app_tavomend_config.json");
     EXPECT_EQ(inspected["members"][0]["size"], fs::file_size(At("members/app_tavomend_config.json")));
@@ -219,6 +220,9 @@ TEST_F(TvpkTest, MakesADifferenceAndTheFileFromIt)
     EXPECT_EQ(made["newSize"], fs::file_size(At("a2.vab")));
     EXPECT_EQ(made["diffSize"], fs::file_size(At("d")));
     EXPECT_EQ(made["entries"], 2);
+    EXPECT_EQ(made["formatVersion"], 1);
+    // Both entries' old content: the lines of code and the manifest.
+    EXPECT_EQ(made["window"], fs::file_size(At("a1/code/lines.txt")) + fs::file_size(At("a1/manifest.json")));
     char share[16];
     snprintf(share, sizeof(share), "%.1f", 100 * made["diffSize"].get<double>() / made["newSize"].get<double>());
     const std::string told = "archive: " + Size("d") + " bytes for a file of " + Size("a2.vab") + " (" + share +
@@ -299,6 +303,8 @@ TEST_F(TvpkTest, RefusesInOneLine)
          "no usable public key in @/no.json: it holds no RSA public key (PEM \"PUBLIC KEY\")"},
         {"verify a1.vab none --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/none: No such file or directory"},
         {"verify pipe no.json --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/pipe: it is no regular file"},
+        {"diff a1.vab a2.vab d --window 257", 2, "--window: Value 257 not in range 1 to 256; --help tells more"},
+        {"diff a1.vab a2.vab d --format 3", 2, "--format: Value 3 not in range 1 to 2; --help tells more"},
         {"diff none a2.vab d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab none d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab a2.vab none/d", 1, "cannot write @/none/d: No such file or directory"},

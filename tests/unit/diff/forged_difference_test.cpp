@@ -54,6 +54,12 @@ public:
     {
         return Put(Kind::PIECE_METHOD, method).PutSigned(Kind::PIECE_GAP, gap);
     }
+    // The same with a filter, in a difference of version 2 that has some.
+    Forger& Filtered(uint64_t filter, int64_t gap, uint64_t length)
+    {
+        Put(Kind::PIECE_METHOD, 0).Put(Kind::PIECE_FILTER, filter);
+        return PutSigned(Kind::PIECE_GAP, gap).Put(Kind::PIECE_LENGTH, length);
+    }
     std::string Finish() { return coder_.Finish(); }
 
 private:
@@ -83,9 +89,11 @@ std::string Deflate(const std::string& content, int level)
 class ForgedDifferenceTest : public testing::Test {
 protected:
     // Applies a difference of this coded part; whatever comes, there is an output only when it is the right one.
-    int Apply(const std::string& code, const std::string& base, const std::string& output, uint32_t window)
+    int Apply(const std::string& code, const std::string& base, const std::string& output, uint32_t window,
+              uint8_t version = 1)
     {
         DifferenceHeader header;
+        header.version = version;
         header.baseSize = static_cast<uint32_t>(base.size());
         header.outputSize = static_cast<uint32_t>(output.size());
         header.windowSize = window;
@@ -197,6 +205,53 @@ TEST_F(ForgedDifferenceTest, PiecesAndGroups)
     }
 }
 
+// What version 2 has more: a call, which is put into the new file as it is.
+TEST_F(ForgedDifferenceTest, StoredAndFilteredContent)
+{
+    const std::string call("ab\xE8\4\0\0\0..", 9);
+    const std::string address("ab\xE8\6\0\0\0..", 9);
+    const std::string output = "1234" + call; // and the base
+    const auto begin = [&](uint64_t isFiltered, uint64_t level, uint64_t size) {
+        Forger forger;
+        forger.Put(Kind::IS_FILTERED, isFiltered).Put(Kind::REGION_COUNT, 2).Region(4, 0).Raw(0, "1234");
+        return forger.Region(0, level).Put(Kind::PLAIN_LENGTH, size);
+    };
+    const auto filtered = [&](uint64_t content, uint64_t piece) {
+        return begin(1, 10, 9)
+            .Put(Kind::CONTENT_FILTER, content)
+            .Group(9, 0, 9)
+            .Filtered(piece, 4, 9)
+            .Content(0, piece == 2 ? address : call)
+            .Finish();
+    };
+    const auto stored = [&](uint64_t level) {
+        return begin(0, level, 9).Group(9, 0, 9).Stored(4, 9).Content(0, call).Finish();
+    };
+    const Case cases[] = {
+        {"stored", stored(10), DIFFERENCE_OK},
+        {"a level that there is not", stored(11)},
+        {"longer than the output", begin(0, 10, 10).Group(9, 0, 9).Stored(4, 9).Content(0, call).Finish()},
+        {"an answer that is none", begin(2, 10, 9).Group(9, 0, 9).Stored(4, 9).Content(0, call).Finish()},
+        {"filtered", filtered(2, 2), DIFFERENCE_OK},
+        {"filtered on one side", filtered(2, 0), DIFFERENCE_MISMATCH},
+        {"filtered on the other", filtered(0, 2), DIFFERENCE_MISMATCH},
+        {"a filter that there is not", filtered(3, 2)},
+        {"a piece's filter that there is not", filtered(2, 3)},
+    };
+    for (const auto& [name, code, result] : cases) {
+        EXPECT_EQ(Apply(code, output, output, 9, 2), result) << name;
+        EXPECT_NE(Apply(code, output, output, 9, 1), DIFFERENCE_OK) << name;
+    }
+    // As much window as the base can have content.
+    EXPECT_EQ(Apply(stored(10), output, output, 13 * 1032, 2), DIFFERENCE_OK);
+    EXPECT_EQ(Apply(stored(10), output, output, 13 * 1032 + 1, 2), DIFFERENCE_DAMAGED);
+    const std::string large(300000, 'b');
+    Forger forger;
+    forger.Put(Kind::IS_FILTERED, 0).Put(Kind::REGION_COUNT, 0);
+    EXPECT_EQ(Apply(forger.Finish(), large, "", DifferenceWindowMax(2), 2), DIFFERENCE_OK);
+    EXPECT_EQ(Apply(forger.Finish(), large, "", DifferenceWindowMax(2) + 1, 2), DIFFERENCE_DAMAGED);
+}
+
 TEST_F(ForgedDifferenceTest, ContentAndLoadsAreBounded)
 {
     // Deflated data can be 1032 times smaller than its content, and no difference may ask for more.
@@ -207,7 +262,7 @@ TEST_F(ForgedDifferenceTest, ContentAndLoadsAreBounded)
         EXPECT_EQ(Apply(forger.Finish(), zeros, "ab", static_cast<uint32_t>(size)),
                   size == 3096 ? DIFFERENCE_ZLIB_DIFFERS : DIFFERENCE_DAMAGED);
     }
-    const std::string base(DIFFERENCE_WINDOW_MAX, 'b');
+    const std::string base(DifferenceWindowMax(1), 'b');
     const auto size = static_cast<int64_t>(base.size());
     for (const int groups : {170, 171}) { // of 12 MiB: just below 2 GiB, and beyond
         Forger forger = Regions(1).Region(0, 1).Put(Kind::PLAIN_LENGTH, 1);
@@ -216,7 +271,7 @@ TEST_F(ForgedDifferenceTest, ContentAndLoadsAreBounded)
             forger.Stored(i == 0 ? 0 : -size, base.size());
         }
         forger.Content((groups - 1) * size, "b");
-        EXPECT_EQ(Apply(forger.Finish(), base, Deflate("b", 1), DIFFERENCE_WINDOW_MAX),
+        EXPECT_EQ(Apply(forger.Finish(), base, Deflate("b", 1), DifferenceWindowMax(1)),
                   groups == 170 ? DIFFERENCE_OK : DIFFERENCE_DAMAGED);
     }
 }

@@ -1,0 +1,24 @@
+// Compresses the extra bytes of a difference.
+#ifndef TAVOMEND_DIFF_EXTRA_WRITER_H
+#define TAVOMEND_DIFF_EXTRA_WRITER_H
+
+#include <optional>
+#include <string>
+
+#include "diff/extra_reader.h"
+
+namespace ORVX::Difference {
+struct CompressedExtra {
+    std::array<uint8_t, EXTRA_PROPERTIES_SIZE> properties{};
+    std::string bytes;
+    bool isChunked = false; // parts that do not compress are stored, which version 2 alone knows
+};
+
+// The smallest of several settings, tried on all cores; chunked only where that gains something, and may be. Nothing
+// when the library failed. No bytes give none.
+[[nodiscard]] std::optional<CompressedExtra> CompressExtra(const std::string& extra, bool mayBeChunked);
+// About how large CompressExtra's outcome will be, in a fraction of its time; SIZE_MAX when the library failed.
+[[nodiscard]] size_t EstimateExtra(const std::string& extra);
+} // namespace ORVX::Difference
+
+#endif
