@@ -82,7 +82,10 @@ def published(programs, cache):
             yield f"{name} {versions[0]} {versions[1]}", *(pick(folder) for folder in folders)
 
     def apk(folder):
-        return file_in(folder, ".apk")
+        return file_in(folder, folder.rsplit("-", 1)[1] + ".apk" if "uiautomator2" in folder else ".apk")
+
+    def library(folder):
+        return file_in(folder, ".node")
 
     def jar(folder):
         return os.path.realpath(os.path.join(folder, "usr/share/java/tomcat10-catalina.jar"))
@@ -94,6 +97,9 @@ def published(programs, cache):
     yield from pair("settings", npm, "io.appium.settings", ("7.1.9", "7.1.11"), apk)
     yield from pair("catalina.jar", deb, "libtomcat10-java", ("10.1.55-1~deb12u1", "10.1.60-1~deb12u1"), jar)
     yield from pair("uiautomator2-server", npm, "appium-uiautomator2-server", ("6.0.0", "10.6.6"), apk)
+    for machine in ("arm64", "x64"):  # a native library by itself
+        yield from pair(f"library for {machine}", npm, f"@rollup/rollup-linux-{machine}-gnu", ("4.40.0", "4.44.0"),
+                        library)
     yield from pair("monaco-editor", npm, "monaco-editor", ("0.51.0", "0.52.0"), whole)
 
 
