@@ -27,6 +27,7 @@ function(tavomend_add_test name)
     target_link_libraries(${name} PRIVATE tavomend_options ${ARG_LIBS} GTest::gmock GTest::gtest)
     target_compile_definitions(${name} PRIVATE ${ARG_DEFINITIONS})
     target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>) # tests are built more often than run
+    target_precompile_headers(${name} REUSE_FROM tavomend_test_headers)
     if(ARG_DEVICE)
         target_link_libraries(${name} PRIVATE tavomend_device_main)
     else()

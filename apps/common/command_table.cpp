@@ -1,5 +1,6 @@
 #include "apps/common/command_table.h"
 
+#include <CLI/CLI.hpp>
 #include <sstream>
 
 namespace ORVX::Cli {

@@ -3,9 +3,12 @@
 #ifndef TAVOMEND_APPS_COMMON_COMMAND_TABLE_H
 #define TAVOMEND_APPS_COMMON_COMMAND_TABLE_H
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace ORVX::Cli {
 struct OptionRow {

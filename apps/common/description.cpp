@@ -1,5 +1,7 @@
 #include "apps/common/description.h"
 
+#include <CLI/CLI.hpp>
+
 #include "apps/common/command_table.h"
 #include "apps/common/completion.h"
 #include "apps/common/manual.h"

@@ -2,8 +2,11 @@
 #ifndef TAVOMEND_APPS_COMMON_DESCRIPTION_H
 #define TAVOMEND_APPS_COMMON_DESCRIPTION_H
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace ORVX::Cli {
 // Two commands that --help does not list: "completion bash|zsh" and "manual", the commands' part of the man page.
