@@ -137,7 +137,7 @@ TEST(DeviceFolderTest, MakesASystemADevice)
     WriteFile(inImage("usr/lib/os-release"), "ID=image\n");
     WriteFile(inImage("system/app/Hot/Hot.vab"), Vab{"com.hot"}.Bytes());
     WriteFile(inImage("var/state/app/kept"), "kept");
-    WriteFile(world.At("other.pem"), SigningKey().PublicPem());
+    WriteFile(world.At("other.pem"), SigningKey(SigningKey::Whose::NOBODYS).PublicPem());
     std::filesystem::create_symlink("/usr/lib/os-release", inImage("etc/os-release"));
     std::filesystem::create_symlink("/var/state", inImage("data"));
     std::filesystem::permissions(inImage("etc/shadow"), std::filesystem::perms(0640));

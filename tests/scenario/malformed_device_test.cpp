@@ -109,7 +109,7 @@ TEST(MalformedDeviceTest, FilesOfTheDevice)
         {accounts, "[[", "boot", 0, quiet},
         {key, "", "version", 1, noKey},
         {key, "no key", "info", 1, noKey},
-        {key, SigningKey().PublicPem(), "version", 1, wrongKey},
+        {key, SigningKey(SigningKey::Whose::NOBODYS).PublicPem(), "version", 1, wrongKey},
         {signature, "", "version", 1, unread + "tavomend_sign.bin.bak is no signature"},
         {signature, std::string(256, 's'), "info", 1, wrongKey},
         {package, "", "version", 1, unread + "app.tvpk.bak is no zip archive, or its end is missing"},

@@ -247,7 +247,7 @@ TEST_F(MalformedPackageTest, Signatures)
         {"a bit", Changed(good, good.substr(100, 8), std::string(8, 'x')), WRONG},
         {"in hexadecimal", Sha256Hex(good), WRONG},
         {"of another digest", world_.Key().Sign(package, "SHA1"), WRONG},
-        {"of another key", SigningKey().Sign(package), WRONG},
+        {"of another key", SigningKey(SigningKey::Whose::NOBODYS).Sign(package), WRONG},
         {"of another package", world_.Key().Sign(package + "x"), WRONG},
         {"the package itself", package, WRONG},
     };

@@ -88,7 +88,7 @@ TEST(ProgramTest, TellsPeopleOfAPatch)
     const std::string package = PatchBuilder(recipe).Package();
     WriteFile(world.At("app.tvpk"), package);
     WriteFile(world.At("good.bin"), world.Key().Sign(package));
-    WriteFile(world.At("bad.bin"), SigningKey().Sign(package));
+    WriteFile(world.At("bad.bin"), SigningKey(SigningKey::Whose::NOBODYS).Sign(package));
     const char* const refused = "the key does not fit the delivered package: the signature does not verify";
     Play(world,
          {{"deliver @/app.tvpk @/bad.bin", 1, "", "this device refuses the package: the signature does not verify"},

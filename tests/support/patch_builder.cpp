@@ -8,6 +8,7 @@
 #include <zstd.h>
 
 #include "tests/support/device_fixture.h"
+#include "tests/support/device_key.h"
 #include "tests/support/zip_builder.h"
 
 namespace ORVX::TavomendTest {
@@ -66,7 +67,13 @@ std::string MakeZstdDifference(const std::string& oldBytes, const std::string& n
     return difference;
 }
 
-SigningKey::SigningKey() : key_(EVP_RSA_gen(2048)) {}
+SigningKey::SigningKey(Whose whose) : key_(whose == Whose::NOBODYS ? EVP_RSA_gen(2048) : nullptr)
+{
+    if (key_ == nullptr) {
+        const std::unique_ptr<BIO, int (*)(BIO*)> bio(BIO_new_mem_buf(DEVICE_KEY, -1), BIO_free);
+        key_ = PEM_read_bio_PrivateKey(bio.get(), nullptr, nullptr, nullptr);
+    }
+}
 
 SigningKey::~SigningKey()
 {

@@ -17,7 +17,9 @@ namespace ORVX::TavomendTest {
 // A new RSA key.
 class SigningKey {
 public:
-    SigningKey();
+    enum class Whose { DEVICES, NOBODYS }; // that the devices of tests trust; another one each time
+
+    explicit SigningKey(Whose whose = Whose::DEVICES);
     ~SigningKey();
     SigningKey(const SigningKey&) = delete;
     SigningKey& operator=(const SigningKey&) = delete;

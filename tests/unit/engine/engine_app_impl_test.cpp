@@ -101,7 +101,7 @@ protected:
         return versions;
     }
 
-    inline static const SigningKey key_; // making one takes long
+    const SigningKey key_;
     PatchRecipe recipe_;
     std::unique_ptr<HostPlatform> platform_;
     const Infos fixed_ = {{"com.a", PATCH_FIXED}, {"com.b", PATCH_FIXED}};

@@ -145,7 +145,7 @@ TEST_F(DeliveryTest, LaysColdFilesOutAndLeavesNothingStale)
     EXPECT_EQ(ReadFile(fwkFile), "changed");
     // A signature of somebody else's changes nothing.
     std::filesystem::remove(ownFile);
-    WriteFile(Formats::SIGN_PATH, SigningKey().Sign(ReadFile(Formats::PACKAGE_PATH)));
+    WriteFile(Formats::SIGN_PATH, SigningKey(SigningKey::Whose::NOBODYS).Sign(ReadFile(Formats::PACKAGE_PATH)));
     FinishDelivery();
     EXPECT_FALSE(Exists(ownFile));
 }
@@ -155,7 +155,7 @@ TEST_F(DeliveryTest, TrustsNothingThatTheEngineWouldRefuse)
     recipe_.apps[0].files[0].isWhole = true; // which a scan would take in as it lies
     const std::string incoming = INCOMING_PACKAGE;
     const std::string member = R"("diff_path": ["/com.a/App.vab"])";
-    EXPECT_EQ(Bring(SigningKey()), "the signature does not verify");
+    EXPECT_EQ(Bring(SigningKey(SigningKey::Whose::NOBODYS)), "the signature does not verify");
     EXPECT_EQ(Bring("no archive", key_), incoming + " is no zip archive, or its end is missing");
     EXPECT_EQ(BringChanged(R"("version": 2)", R"("version": 1)"), "com.a: its version is not above its pre-version");
     EXPECT_EQ(BringChanged(R"(["1.0.0"])", R"(["1.0.0.1"])"), "it is not made for base version 1.0.0");

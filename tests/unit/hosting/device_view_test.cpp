@@ -35,7 +35,7 @@ protected:
     // A delivered package that does not verify.
     void Refuse() const
     {
-        PatchBuilder(PatchRecipe()).Deliver(SigningKey());
+        PatchBuilder(PatchRecipe()).Deliver(SigningKey(SigningKey::Whose::NOBODYS));
         EXPECT_NE(Apply().find("failed: the signature does not verify"), std::string::npos);
     }
     void PlaceCold(int action)
@@ -94,8 +94,8 @@ TEST_F(DeviceViewTest, TellsWhatIsInForceFromTheBackupItself)
          },
          "none", "unreadable: " + std::string(Formats::SIGN_PATH) + " is no signature", NextStep::DELIVER,
          "the delivered package cannot be read: " + std::string(Formats::SIGN_PATH) + " is no signature"},
-        {"somebody else's key", [this] { PatchBuilder(recipe).Deliver(SigningKey()); }, "none",
-         "key: the signature does not verify", NextStep::DELIVER,
+        {"somebody else's key", [this] { PatchBuilder(recipe).Deliver(SigningKey(SigningKey::Whose::NOBODYS)); },
+         "none", "key: the signature does not verify", NextStep::DELIVER,
          "the key does not fit the delivered package: the signature does not verify"},
         {"no key",
          [this] {

@@ -36,7 +36,7 @@ TEST_F(RsaSignVerifyToolTest, AcceptsTheSignersFileOnly)
         {"/data/x", "", "verify sign result: 1"},
         {"/data/p", "P" + content_.substr(1), "verify sign result: 0"},
         {"/data/p", content_.substr(0, content_.size() - 1) + "D", "verify sign result: 0"},
-        {"/data/s", SigningKey().Sign(content_), "verify sign result: 0"},
+        {"/data/s", SigningKey(SigningKey::Whose::NOBODYS).Sign(content_), "verify sign result: 0"},
         {"/data/s", key_.Sign(content_, "SHA1"), "verify sign result: 0"},
         {"/data/p", "-", "patch file is not found"},
         {"/data/s", "-", "sign file not found"},
