@@ -48,13 +48,14 @@ struct DifferencePlan {
     bool isFiltered = false;  // oldPlain and newPlain are as the filters leave them
 };
 
-// Looks into both files. An entry is deflated anew when its data changed and when deflating its content at some level
-// gives its data bit for bit; everything else is raw. progress: so many more of the new file's bytes have been looked
-// into, of total; from any thread, several at a time.
 struct PlanWishes {
     size_t window;   // the most old content for one group
     bool isFiltered; // code is filtered, also in stored entries, or when both files are nothing else
 };
+
+// Looks into both files. An entry is deflated anew when its data changed and when deflating its content at some level
+// gives its data bit for bit; everything else is raw. progress: so many more of the new file's bytes have been looked
+// into, of total; from any thread, several at a time.
 [[nodiscard]] DifferencePlan MakeDifferencePlan(ByteView old, ByteView fresh, const PlanWishes& wishes,
                                                 const std::function<void(size_t bytes, size_t total)>& progress);
 } // namespace ORVX::Difference

@@ -66,9 +66,9 @@ MemberChecker::MemberChecker(const std::string& path)
 {
 }
 
-MemberChecker::~MemberChecker()
+void MemberChecker::InflaterDeleter::operator()(libdeflate_decompressor* inflater) const
 {
-    FreeInflater(inflater_);
+    FreeInflater(inflater);
 }
 
 bool MemberChecker::IsWhole(const PackedMember& member)
@@ -102,7 +102,7 @@ bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
     char* const packed = Room(packed_, static_cast<size_t>(member.packedSize));
     char* const unpacked = Room(unpacked_, static_cast<size_t>(member.size));
     return Read(member.offset, packed, static_cast<size_t>(member.packedSize)) &&
-           Inflate(inflater_, member, packed, unpacked) &&
+           Inflate(inflater_.get(), member, packed, unpacked) &&
            AddToChecksum(0, unpacked, static_cast<size_t>(member.size)) == member.checksum;
 }
 

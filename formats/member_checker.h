@@ -25,9 +25,6 @@ struct PackedMember {
 class MemberChecker {
 public:
     explicit MemberChecker(const std::string& path);
-    ~MemberChecker();
-    MemberChecker(const MemberChecker&) = delete;
-    MemberChecker& operator=(const MemberChecker&) = delete;
 
     // True for a member that unpacks to its size and checksum. False says nothing: it may be damaged, larger than
     // MEMBER_SIZE_MAX, or impossible to read now, and whoever reads it piece by piece finds out.
@@ -36,6 +33,10 @@ public:
     static constexpr uint64_t MEMBER_SIZE_MAX = uint64_t{8} << 20U; // packed or unpacked; stored ones have no limit
 
 private:
+    struct InflaterDeleter {
+        void operator()(libdeflate_decompressor* inflater) const;
+    };
+
     [[nodiscard]] bool IsStoredWhole(const PackedMember& member);
     [[nodiscard]] bool IsDeflatedWhole(const PackedMember& member);
     // Room of so many bytes at least, whose content does not matter.
@@ -43,7 +44,7 @@ private:
     [[nodiscard]] bool Read(uint64_t offset, char* bytes, size_t size) const;
 
     Handles::UniqueDescriptor file_;
-    libdeflate_decompressor* inflater_;
+    std::unique_ptr<libdeflate_decompressor, InflaterDeleter> inflater_; // null without libdeflate
     TavomendEngine::FileContent packed_;
     TavomendEngine::FileContent unpacked_;
 };

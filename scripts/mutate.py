@@ -230,8 +230,8 @@ class Worker:
                               self.run(["ninja", "-C", build, "-t", "targets", "all"]), re.M)
         return [program for program in programs if target == "all" or program in inputs.split("\n")]
 
-    def threads_miss_it(self):
-        """Whether ThreadSanitizer sees the fault that is planted; gives the program that it reports of, or nothing."""
+    def seen_with_threads(self):
+        """The program in which ThreadSanitizer sees the fault that is planted; empty when it sees nothing."""
         build = os.path.join(self.home, "thread")
         self.configure(build, "-DTAVOMEND_THREAD=ON")
         built = subprocess.run(["ninja", "-C", build, "-j", str(self.threads), "thread_tests"], capture_output=True,
@@ -321,7 +321,7 @@ class Worker:
             for program in self.order(fault):
                 if not self.passes(program, 30 + 5 * self.programs[program]):
                     return "killed", os.path.basename(program)
-            seen = self.threads_miss_it() if fault.kind == "drop a lock" else ""
+            seen = self.seen_with_threads() if fault.kind == "drop a lock" else ""
             return ("killed", "thread: " + seen) if seen else ("survived", "")
         finally:
             with open(path, "w", encoding="utf-8") as source:
