@@ -45,6 +45,7 @@ RunningProgram::RunningProgram(const std::vector<std::string>& command, int pend
         for (int i = 0; i < 3; ++i) {
             dup2(files[i], i);
         }
+        closefrom(3); // a lock that the test holds would be the program's too, which waits for it
         for (const int asked : {SIGINT, SIGTERM}) { // which are ignored where the tests run behind a shell's "&"
             signal(asked, SIG_DFL);
         }
