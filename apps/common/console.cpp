@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <sys/ioctl.h>
 #include <unistd.h>
 

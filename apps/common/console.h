@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <mutex>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 namespace ORVX::Cli {

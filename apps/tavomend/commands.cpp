@@ -1,5 +1,7 @@
 #include "apps/tavomend/commands.h"
 
+#include <nlohmann/json.hpp>
+
 #include "apps/common/printable.h"
 #include "apps/common/text_table.h"
 #include "apps/tavomend/reports.h"

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <future>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "apps/common/printable.h"

@@ -1,6 +1,7 @@
 #include "apps/tavomend/device_users.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace ORVX::TavomendCli {
 namespace {

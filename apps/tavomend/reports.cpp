@@ -1,5 +1,7 @@
 #include "apps/tavomend/reports.h"
 
+#include <nlohmann/json.hpp>
+
 #include "apps/common/printable.h"
 
 namespace ORVX::TavomendCli {

@@ -1,6 +1,7 @@
 #include "apps/tavomend/status_report.h"
 
 #include <array>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "apps/common/printable.h"

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "apps/common/printable.h"
 #include "apps/tavomend/made_paths.h"

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 #include "apps/common/printable.h"

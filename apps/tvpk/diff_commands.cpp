@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <unistd.h>
 
 #include "apps/common/progress.h"

@@ -1,5 +1,7 @@
 #include "apps/tvpk/package_inspector.h"
 
+#include <nlohmann/json.hpp>
+
 #include "apps/common/printable.h"
 #include "apps/common/text_table.h"
 #include "diff/difference_header.h"

@@ -2,7 +2,7 @@
 #ifndef TAVOMEND_APPS_TVPK_PACKAGE_INSPECTOR_H
 #define TAVOMEND_APPS_TVPK_PACKAGE_INSPECTOR_H
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <vector>

@@ -143,7 +143,7 @@ struct Options {
     std::string modes;     // names, with commas
     std::string operation; // the only one
     int at = 0;            // the only point
-    size_t sample = 0;     // so many points of each mode; all when 0
+    size_t sample = 0;     // so many points of each mode, a third of them where a disk is mounted twice; all when 0
     unsigned seed = std::random_device()();
     int jobs = 1;
     int job = -1; // of a job's process
@@ -196,7 +196,7 @@ std::vector<Point> ChoosePoints(const PowerCutWorld& world, const Options& optio
         }
         if (options.sample != 0) {
             std::shuffle(points.begin(), points.end(), random);
-            points.resize(std::min(points.size(), options.sample));
+            points.resize(std::min(points.size(), mode.IsOnDisk() ? (options.sample + 2) / 3 : options.sample));
         }
         chosen.insert(chosen.end(), points.begin(), points.end());
     }
