@@ -71,7 +71,7 @@ bool DifferenceOutput::Digest(Handles::Sha256Digest& digest) const
 
 uint8_t* DifferenceOutput::Map()
 {
-    if (memory_ == nullptr && size_ != 0) {
+    if (memory_ == nullptr) { // nothing to map of an empty file: nullptr again
         void* const memory = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, file_.Get(), 0);
         memory_ = memory == MAP_FAILED ? nullptr : memory;
     }

@@ -154,10 +154,17 @@ TEST(ProgramTest, ShowsABarOnATerminalAndThePlatformLogOnRequest)
         EXPECT_EQ(log.find(" I 02E03/TavomendEngineApp: ") != std::string::npos, most > 1) << log;
         EXPECT_EQ(log.find(" E 02E03/TavomendEngineApp: ") != std::string::npos, most > 0) << log;
     }
-    const std::string line = std::string(TAVOMEND_PROGRAM) + " --root " + world.At("dev") + " boot";
-    const std::string shown = RunProgram({"script", "-qec", line, "/dev/null"}).out;
+    const auto onTerminal = [&world](const std::string& arguments) {
+        const std::string line = std::string(TAVOMEND_PROGRAM) + " --root " + world.At("dev") + " " + arguments;
+        return RunProgram({"script", "-qec", line, "/dev/null"}).out;
+    };
     const std::string third(10, '#');
     const std::string rest(10, '.');
+    const std::string copied = onTerminal("deliver " + world.At("app.tvpk") + " " + world.At("sign.bin"));
+    EXPECT_NE(copied.find("\r[" + third + third + third + "] copying " + world.At("app.tvpk") + ", "),
+              std::string::npos)
+        << copied;
+    const std::string shown = onTerminal("boot");
     EXPECT_NE(shown.find("\r[" + third + rest + rest + "] installed 1 of 3\r[" + third + third + rest +
                          "] installed 2 of 3\r[" + third + third + third + "] installed 3 of 3\r\n"),
               std::string::npos)

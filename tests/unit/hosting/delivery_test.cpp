@@ -100,6 +100,7 @@ TEST_F(DeliveryTest, TellsHowFarTheCopyHasComeAndLeavesNoHalfOfIt)
     std::string error;
     EXPECT_TRUE(BringIn({"/tmp/package", "/tmp/signature"}, "/tmp/device", error, &observer)) << error;
     EXPECT_EQ(ReadFile(std::string("/tmp/device") + INCOMING_PACKAGE), ReadFile("/tmp/package"));
+    EXPECT_EQ(ModeOf((std::string("/tmp/device") + INCOMING_PACKAGE).c_str()), 0600U); // nobody else reads half of it
     EXPECT_EQ(ReadFile("/tmp/reports"), "copied /tmp/package 65536/100000\ncopied /tmp/package 100000/100000\n");
     EXPECT_FALSE(BringIn({"/tmp/package", "/tmp/none"}, "/tmp/device", error));
     EXPECT_EQ(error, "cannot read /tmp/none: No such file or directory");

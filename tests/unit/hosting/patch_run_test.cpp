@@ -168,6 +168,10 @@ TEST_F(PatchRunTest, AnApplyReportsFromLoadToOutcome)
         EXPECT_FALSE(Exists(Formats::LEGACY_PATCH_DIR)); // or each boot would take it again
         port.isBlind = false;
     }
+    MakeDevice();
+    WriteFile(std::string(Formats::LEGACY_PATCH_DIR) + "/note", "no package is taken from here, so it stays");
+    EXPECT_EQ(Apply(), "nothing: no package is delivered [idle patch00 ]\n");
+    EXPECT_TRUE(Exists(std::string(Formats::LEGACY_PATCH_DIR) + "/note"));
     MakeDevice(); // a load's failure is of its stage
     recipe.apps[0].patchType = "cold";
     Break();

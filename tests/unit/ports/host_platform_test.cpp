@@ -1,10 +1,13 @@
 // The platform's beginning and end, and what its clients see of it in between.
 #include <atomic>
+#include <future>
 #include <set>
 
 #include "platform/api/bundle_mgr.h"
+#include "platform/api/common_event.h"
 #include "platform/api/os_account_manager.h"
 #include "platform/api/system_ability_manager.h"
+#include "ports/host/common_event_hub.h"
 #include "ports/host/host_platform.h"
 #include "ports/host/host_port.h"
 #include "ports/host/install_result.h"
@@ -86,6 +89,48 @@ TEST_F(HostPlatformTest, MakesADeviceOnce)
     WriteFile("/etc/passwd", "the device's own");
     EXPECT_TRUE(HostPlatform::InitDevice(error_));
     EXPECT_EQ(ReadFile("/etc/passwd"), "the device's own");
+}
+
+class Listener : public CommonEventSubscriber {
+public:
+    void OnReceiveEvent(int32_t /*eventId*/) override { ++count; }
+    int count = 0;
+};
+
+TEST_F(HostPlatformTest, EventsAndTheirSubscribersAreOfOneBoot)
+{
+    const sptr<Listener> listener(new Listener);
+    ASSERT_TRUE(CommonEventManager::SubscribeCommonEvent(COMMON_EVENT_USER_ADDED, listener));
+    CommonEventManager::PublishCommonEvent(COMMON_EVENT_USER_ADDED);
+    EXPECT_EQ(listener->count, 1);
+    CommonEventHub::GetInstance().NewBoot();
+    CommonEventManager::PublishCommonEvent(COMMON_EVENT_USER_ADDED);
+    EXPECT_EQ(listener->count, 1);
+    CommonEventHub::GetInstance().NewBoot();
+    ASSERT_TRUE(CommonEventManager::SubscribeCommonEvent(COMMON_EVENT_USER_ADDED, listener));
+    EXPECT_EQ(listener->count, 1);
+}
+
+// Installs ask for them on threads of their own, while the platform comes and goes.
+TEST_F(HostPlatformTest, AccountsAreAskedForBesideItsBeginningAndEnd)
+{
+    ASSERT_TRUE(HostPlatform::InitDevice(error_)) << error_;
+    std::atomic<bool> isOver = false;
+    auto asking = std::async(std::launch::async, [&isOver] {
+        bool isAnswered = true;
+        while (!isOver) {
+            std::vector<OsAccountInfo> accounts;
+            isAnswered =
+                OsAccountManager::QueryAllCreatedOsAccounts(accounts) == 0 && accounts.size() == 1 && isAnswered;
+        }
+        return isAnswered;
+    });
+    for (int i = 0; i < 20; ++i) {
+        Start(ServiceStart::ATTACH);
+        platform_.reset();
+    }
+    isOver = true;
+    EXPECT_TRUE(asking.get());
 }
 
 // The power goes at every call of an init: there is no device then, or a whole one, and the next init goes on.
