@@ -85,8 +85,8 @@ std::optional<std::string> ParseZipTool::ReadMember(const std::string& name, siz
     }
     std::string fileName;
     unz_file_info member{};
-    for (int move = unzGoToFirstFile(unzHandle_); move == UNZ_OK; move = unzGoToNextFile(unzHandle_)) {
-        if (!GetCurrentMember(unzHandle_, fileName, member) || fileName != name || member.uncompressed_size > sizeMax ||
+    for (const size_t place : PlacesOf(name)) {
+        if (!MoveTo(place) || !GetCurrentMember(unzHandle_, fileName, member) || member.uncompressed_size > sizeMax ||
             unzOpenCurrentFile(unzHandle_) != UNZ_OK) {
             continue;
         }
@@ -109,6 +109,41 @@ bool ParseZipTool::OpenArchive()
     return unzHandle_ != nullptr;
 }
 
+// One walk finds all members: requests come in about the order of the archive, and a walk for each would take time with
+// the square of their number.
+const std::vector<size_t>& ParseZipTool::PlacesOf(const std::string& name)
+{
+    if (places_.empty()) {
+        size_t place = 0;
+        std::string fileName;
+        unz_file_info member{};
+        for (int move = unzGoToFirstFile(unzHandle_); move == UNZ_OK; move = unzGoToNextFile(unzHandle_)) {
+            if (GetCurrentMember(unzHandle_, fileName, member)) {
+                places_[fileName].push_back(place);
+            }
+            ++place;
+        }
+        place_.reset();
+    }
+    return places_[name];
+}
+
+bool ParseZipTool::MoveTo(size_t place)
+{
+    int move = UNZ_OK;
+    if (!place_ || *place_ > place) {
+        move = unzGoToFirstFile(unzHandle_);
+        place_ = 0;
+    }
+    for (; move == UNZ_OK && *place_ < place; ++*place_) {
+        move = unzGoToNextFile(unzHandle_);
+    }
+    if (move != UNZ_OK) {
+        place_.reset();
+    }
+    return move == UNZ_OK;
+}
+
 bool ParseZipTool::ReadPinned()
 {
     Handles::Sha256Digest digest{};
@@ -126,10 +161,10 @@ bool ParseZipTool::UnZipFile(const UnZipTargetInfo& info, void* handle)
 {
     TAVOMEND_LOG_I("decompressionPath: %{public}s", info.decompressionPath.c_str());
     std::string outPath = info.decompressionPath;
-    for (int move = unzGoToFirstFile(handle); move == UNZ_OK; move = unzGoToNextFile(handle)) {
+    for (const size_t place : PlacesOf(info.fileName)) {
         std::string fileName;
         unz_file_info member{};
-        if (!GetCurrentMember(handle, fileName, member) || fileName != info.fileName) {
+        if (!MoveTo(place) || !GetCurrentMember(handle, fileName, member)) {
             continue;
         }
         if (member.uncompressed_size > static_cast<uLong>(INT_MAX)) {
@@ -236,6 +271,8 @@ void ParseZipTool::Reset()
     if (unzHandle_ != nullptr) {
         unzClose(std::exchange(unzHandle_, nullptr));
     }
+    places_.clear();
+    place_.reset();
     if (!isContentKept_) {
         content_ = FileContent();
     }

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "handles/sha256.h"
@@ -41,6 +42,9 @@ public:
 
 private:
     bool OpenArchive();
+    // Where the members of that name stand, counted from the first one.
+    [[nodiscard]] const std::vector<size_t>& PlacesOf(const std::string& name);
+    bool MoveTo(size_t place);
     // Has the pinned archive's bytes in memory.
     bool ReadPinned();
     bool UnZipFile(const UnZipTargetInfo& info, void* handle);
@@ -51,6 +55,8 @@ private:
 
     std::string zipFilePath_;
     void* unzHandle_ = nullptr;
+    std::unordered_map<std::string, std::vector<size_t>> places_; // by name; of the open archive
+    std::optional<size_t> place_;                                 // of the current member
     std::optional<Handles::Sha256Digest> digest_;
     FileContent content_;
     bool isContentKept_ = false;
