@@ -61,8 +61,9 @@ void FreeInflater(libdeflate_decompressor* /*inflater*/) {}
 #endif
 } // namespace
 
-MemberChecker::MemberChecker(const std::string& path)
-    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), inflater_(NewInflater())
+MemberChecker::MemberChecker(const std::string& path, uint64_t largestPacked, uint64_t largest)
+    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), largestPacked_(largestPacked), largest_(largest),
+      inflater_(NewInflater())
 {
 }
 
@@ -81,7 +82,7 @@ bool MemberChecker::IsStoredWhole(const PackedMember& member)
     if (member.packedSize != member.size) {
         return false;
     }
-    char* const room = Room(packed_, PIECE);
+    char* const room = Room(packed_, PIECE, 0);
     uint32_t checksum = 0;
     for (uint64_t done = 0; done < member.size;) {
         const auto size = static_cast<size_t>(std::min<uint64_t>(PIECE, member.size - done));
@@ -99,17 +100,17 @@ bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
     if (inflater_ == nullptr || member.packedSize > MEMBER_SIZE_MAX || member.size > MEMBER_SIZE_MAX) {
         return false;
     }
-    char* const packed = Room(packed_, static_cast<size_t>(member.packedSize));
-    char* const unpacked = Room(unpacked_, static_cast<size_t>(member.size));
+    char* const packed = Room(packed_, static_cast<size_t>(member.packedSize), largestPacked_);
+    char* const unpacked = Room(unpacked_, static_cast<size_t>(member.size), largest_);
     return Read(member.offset, packed, static_cast<size_t>(member.packedSize)) &&
            Inflate(inflater_.get(), member, packed, unpacked) &&
            AddToChecksum(0, unpacked, static_cast<size_t>(member.size)) == member.checksum;
 }
 
-char* MemberChecker::Room(FileContent& room, size_t size)
+char* MemberChecker::Room(FileContent& room, size_t size, uint64_t largest)
 {
     if (room.View().size() < std::max(size, PIECE)) {
-        room = FileContent(std::max(size * 2, PIECE)); // members grow, and a new room costs more than the reading
+        room = FileContent(std::max({size, PIECE, static_cast<size_t>(std::min(largest, MEMBER_SIZE_MAX))}));
     }
     return room.Data();
 }
