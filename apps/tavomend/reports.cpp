@@ -155,7 +155,6 @@ void ConsoleObserver::OnRebuilt(const std::string& /*product*/, uint64_t done, u
 
 void ConsoleObserver::OnRebuildsDone(const std::string& bundleName, int32_t total)
 {
-    rebuilding_.reset();
     console_.Emit("progress", {{"step", "rebuilding " + Cli::Printable(bundleName)},
                                {"done", total},
                                {"total", total},

@@ -95,13 +95,13 @@ bool CopyAll(int source, OutputFile& target, const FileUtils::Copied& copied)
     return count == 0;
 }
 
-// Puts the regular file's content into the room that is made for it; an exception when there is no memory.
+// Puts a file's content into the room that is made for it; an exception when there is no memory. What is no regular
+// file has no content: its size is 0, or reading fails.
 bool ReadWhole(const std::string& path, size_t sizeMax, const std::function<char*(size_t size)>& makeRoom)
 {
     const LayerFile file(path, O_RDONLY | O_NONBLOCK); // not to wait at a pipe that nobody writes to
     struct stat status {};
-    if (!file.IsValid() || Layer().Fstat(file.Get(), status) != 0 || !S_ISREG(status.st_mode) ||
-        static_cast<size_t>(status.st_size) > sizeMax) {
+    if (!file.IsValid() || Layer().Fstat(file.Get(), status) != 0 || static_cast<size_t>(status.st_size) > sizeMax) {
         return false;
     }
     const auto size = static_cast<size_t>(status.st_size);

@@ -218,6 +218,8 @@ TEST_F(MalformedFileTest, Releases)
         {good.substr(1), "@/r.json is not JSON"},
         {"/* " + good, "@/r.json is not JSON"},
         {"null", "@/r.json: is not an object"},
+        {R"({"preVersion": 1, "action": 1})",
+         "@/r.json: \"version\" is missing"}, // the first one in the order of the page
         {std::string(100000, '['), "@/r.json is not JSON"},
         {Changed(good, "\"p\"", "\"\xff\""), "@/r.json is not JSON"},
         {Changed(good, "\"p\"", "\"p\\u0000\""), "\"version\" or \"preVersion\" has a control character in it"},

@@ -76,6 +76,8 @@ TEST(ProgramTest, SpeaksToPeople)
            "com.single  0        2        2.0   updated  singleton\n",
            ""}});
     EXPECT_EQ(ReadFile(world.At("dev/data/app/com.single/v2/entry.vab")), ReadFile(world.At("Single2.vab")));
+    WriteFile(world.At("dev/data/app/incoming"), "where the files are put first");
+    Play(world, {{"device install @/Hot.vab", 1, "", "cannot copy @/Hot.vab to the device: Not a directory"}});
     EXPECT_FALSE(Exists(world.At("dev/data/app/incoming")));
     EXPECT_TRUE(ListTree(world.At("dev/data/update/tavomend/package")).empty());
 }

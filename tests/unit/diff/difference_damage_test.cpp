@@ -103,6 +103,7 @@ TEST_F(DifferenceDamageTest, ForgedFieldsHaveTheirCodes)
     for (const auto& [name, offset, bit, code] : cases) {
         EXPECT_EQ(ApplyForged(offset, Turned(offset, bit)), code) << name;
     }
+    EXPECT_EQ(ApplyForged(BASE_SIZE, "\xFF\xFF\xFF\x7F"), DIFFERENCE_WRONG_BASE); // the limit, which no base here has
     EXPECT_EQ(ApplyForged(WINDOW_SIZE, std::string("\0\0\xC0\0", 4)), DIFFERENCE_OK); // 12 MiB
     EXPECT_EQ(ApplyForged(WINDOW_SIZE, std::string("\1\0\xC0\0", 4)), DIFFERENCE_DAMAGED);
 }

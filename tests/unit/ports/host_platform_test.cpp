@@ -8,6 +8,7 @@
 #include "platform/api/os_account_manager.h"
 #include "platform/api/system_ability_manager.h"
 #include "ports/host/common_event_hub.h"
+#include "ports/host/device_root.h"
 #include "ports/host/host_platform.h"
 #include "ports/host/host_port.h"
 #include "ports/host/install_result.h"
@@ -91,6 +92,21 @@ TEST_F(HostPlatformTest, MakesADeviceOnce)
     EXPECT_EQ(ReadFile("/etc/passwd"), "the device's own");
 }
 
+TEST_F(HostPlatformTest, ADeviceRootIsLeftToWhereOneCameFrom)
+{
+    std::filesystem::create_directories("/tmp/inner/here");
+    std::filesystem::current_path("/tmp");
+    {
+        const auto root = DeviceRoot::Enter("/tmp/inner", error_);
+        ASSERT_NE(root, nullptr) << error_;
+        EXPECT_TRUE(Exists("/here"));
+        EXPECT_EQ(std::filesystem::current_path(), "/");
+    }
+    EXPECT_EQ(std::filesystem::current_path(), "/tmp");
+    EXPECT_TRUE(Exists("/tmp/inner/here"));
+    std::filesystem::current_path("/");
+}
+
 class Listener : public CommonEventSubscriber {
 public:
     void OnReceiveEvent(int32_t /*eventId*/) override { ++count; }
@@ -108,6 +124,10 @@ TEST_F(HostPlatformTest, EventsAndTheirSubscribersAreOfOneBoot)
     EXPECT_EQ(listener->count, 1);
     CommonEventHub::GetInstance().NewBoot();
     ASSERT_TRUE(CommonEventManager::SubscribeCommonEvent(COMMON_EVENT_USER_ADDED, listener));
+    EXPECT_EQ(listener->count, 1);
+    EXPECT_TRUE(CommonEventManager::UnSubscribeCommonEvent(listener));
+    EXPECT_FALSE(CommonEventManager::UnSubscribeCommonEvent(listener));
+    CommonEventManager::PublishCommonEvent(COMMON_EVENT_USER_ADDED);
     EXPECT_EQ(listener->count, 1);
 }
 
