@@ -130,12 +130,12 @@ public:
     {
         const uint32_t near = history.changed & 0xFF;
         const FlagMixer::Opinions opinions = {
-            &flags_[0][Slot(near)],
-            &flags_[1][Slot(old | (near & 15) << 8)],
-            &flags_[2][Slot(old | history.old1 << 8, near & 1)],
-            &flags_[3][Slot(history.delta1 | history.delta2 << 8, std::min(history.same, 8U))],
-            &flags_[4][Slot(old | history.old1 << 8, history.old2 + 1U)],
-            &flags_[5][Slot(old | lastDelta1_ << 8, std::min(history.same, 3U))],
+            &At(FLAGS + 0, Slot(near)),
+            &At(FLAGS + 1, Slot(old | (near & 15) << 8)),
+            &At(FLAGS + 2, Slot(old | history.old1 << 8, near & 1)),
+            &At(FLAGS + 3, Slot(history.delta1 | history.delta2 << 8, std::min(history.same, 8U))),
+            &At(FLAGS + 4, Slot(old | history.old1 << 8, history.old2 + 1U)),
+            &At(FLAGS + 5, Slot(old | lastDelta1_ << 8, std::min(history.same, 3U))),
         };
         FlagMixer::Weights& weights = flagWeights_[std::min(history.same, RUN_AFTER - 1)];
         return FlagMixer::Code(coder, isChanged ? 1 : 0, opinions, weights, FLAG_MEMORY) == 1;
@@ -164,7 +164,7 @@ public:
         for (int i = 7; i >= 0; --i) {
             if (i % 4 == 3) {
                 for (size_t j = 0; j < DELTA_CONTEXTS; ++j) {
-                    lines[j] = &deltas_[j][Slot(contexts[j], node) & ~size_t{15}];
+                    lines[j] = &At(DELTAS + j, Slot(contexts[j], node) & ~(LINE_SIZE - 1));
                 }
             }
             const uint32_t inLine = i >= 4 ? node : (node & ((8U >> i) - 1)) | 8U >> i;
@@ -189,7 +189,22 @@ private:
     using FlagMixer = BitMixer<FLAG_CONTEXTS>;
     using GuessMixer = BitMixer<GUESS_CONTEXTS>;
     using DeltaMixer = BitMixer<DELTA_CONTEXTS>;
-    using Slots = std::vector<AdaptiveBit>;
+
+    // The tables lie one behind another in one allocation: the C library keeps one of that size for the next
+    // difference, but gives many smaller ones back, and pages that have to be cleared again cost more than the filling.
+    static constexpr size_t FLAGS = 0;
+    static constexpr size_t DELTAS = FLAGS + FLAG_CONTEXTS;
+    static constexpr size_t GUESSES = DELTAS + DELTA_CONTEXTS;
+    static constexpr size_t TABLES = GUESSES + GUESS_CONTEXTS;
+    static constexpr size_t LINE_SIZE = 16;
+    struct alignas(64) Line {
+        std::array<AdaptiveBit, LINE_SIZE> slots;
+    };
+
+    AdaptiveBit& At(size_t table, size_t slot)
+    {
+        return lines_[(table << SLOT_BITS | slot) / LINE_SIZE].slots[slot % LINE_SIZE];
+    }
 
     // Whether the difference is the one that came last in the same place: most are, and this saves coding eight bits.
     template <class Coder>
@@ -197,10 +212,10 @@ private:
     {
         const uint32_t agrees = guess == lastDelta1_ ? 1 : 0;
         const GuessMixer::Opinions opinions = {
-            &guessed_[0][Slot(guess | lastDelta1_ << 8, lastDelta2_)],
-            &guessed_[1][Slot(old | uint32_t{guess} << 8, agrees)],
-            &guessed_[2][Slot(old | uint32_t{history.old1} << 8, guess)],
-            &guessed_[3][Slot(history.delta1 | uint32_t{guess} << 8, std::min(history.same, 3U))],
+            &At(GUESSES + 0, Slot(guess | lastDelta1_ << 8, lastDelta2_)),
+            &At(GUESSES + 1, Slot(old | uint32_t{guess} << 8, agrees)),
+            &At(GUESSES + 2, Slot(old | uint32_t{history.old1} << 8, guess)),
+            &At(GUESSES + 3, Slot(history.delta1 | uint32_t{guess} << 8, std::min(history.same, 3U))),
         };
         return GuessMixer::Code(coder, isGuessed ? 1 : 0, opinions, guessWeights_[agrees], FLAG_MEMORY) == 1;
     }
@@ -221,9 +236,7 @@ private:
     }
     static size_t Slot(uint32_t a, uint32_t b = 0) { return Hash(a, b) >> (32 - SLOT_BITS); }
 
-    std::array<Slots, FLAG_CONTEXTS> flags_;
-    std::array<Slots, DELTA_CONTEXTS> deltas_;
-    std::array<Slots, GUESS_CONTEXTS> guessed_;
+    std::vector<Line> lines_;
     std::vector<uint8_t> guesses_; // the last difference for each two old bytes
     std::vector<FlagMixer::Weights> flagWeights_;
     std::array<GuessMixer::Weights, 2> guessWeights_;
