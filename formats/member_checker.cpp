@@ -4,72 +4,42 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
-#ifdef TAVOMEND_HAS_LIBDEFLATE
-#include <libdeflate.h>
+#ifdef TAVOMEND_HAS_ISAL
+#include <isa-l/crc.h>
+#include <isa-l/igzip_lib.h>
 #else
 #include <zlib.h>
 #endif
 
 namespace ORVX::Formats {
-using TavomendEngine::FileContent;
-
 namespace {
-constexpr size_t PIECE = 64 * 1024;
-
-#ifdef TAVOMEND_HAS_LIBDEFLATE
-uint32_t AddToChecksum(uint32_t checksum, const char* bytes, size_t size)
+#ifdef TAVOMEND_HAS_ISAL
+uint32_t AddToChecksum(uint32_t checksum, const uint8_t* bytes, size_t size)
 {
-    return libdeflate_crc32(checksum, bytes, size);
+    return crc32_gzip_refl(checksum, bytes, size);
 }
 
-bool Inflate(libdeflate_decompressor* inflater, const PackedMember& member, const char* packed, char* unpacked)
+inflate_state* NewInflater()
 {
-    size_t taken = 0;
-    size_t given = 0;
-    return libdeflate_deflate_decompress_ex(inflater, packed, member.packedSize, unpacked, member.size, &taken,
-                                            &given) == LIBDEFLATE_SUCCESS &&
-           taken == member.packedSize && given == member.size;
-}
-
-libdeflate_decompressor* NewInflater()
-{
-    return libdeflate_alloc_decompressor();
-}
-
-void FreeInflater(libdeflate_decompressor* inflater)
-{
-    libdeflate_free_decompressor(inflater);
+    return new inflate_state;
 }
 #else
-uint32_t AddToChecksum(uint32_t checksum, const char* bytes, size_t size)
+uint32_t AddToChecksum(uint32_t checksum, const uint8_t* bytes, size_t size)
 {
-    return static_cast<uint32_t>(crc32(checksum, reinterpret_cast<const Bytef*>(bytes), static_cast<uInt>(size)));
+    return static_cast<uint32_t>(crc32(checksum, bytes, static_cast<uInt>(size)));
 }
 
-bool Inflate(libdeflate_decompressor* /*inflater*/, const PackedMember& /*member*/, const char* /*packed*/,
-             char* /*unpacked*/)
-{
-    return false;
-}
-
-libdeflate_decompressor* NewInflater()
+inflate_state* NewInflater()
 {
     return nullptr;
 }
-
-void FreeInflater(libdeflate_decompressor* /*inflater*/) {}
 #endif
 } // namespace
 
-MemberChecker::MemberChecker(const std::string& path, uint64_t largestPacked, uint64_t largest)
-    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), largestPacked_(largestPacked), largest_(largest),
-      inflater_(NewInflater())
+MemberChecker::MemberChecker(const std::string& path)
+    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), inflater_(NewInflater()),
+      packed_(std::make_unique<Piece>()), unpacked_(std::make_unique<Piece>())
 {
-}
-
-void MemberChecker::InflaterDeleter::operator()(libdeflate_decompressor* inflater) const
-{
-    FreeInflater(inflater);
 }
 
 bool MemberChecker::IsWhole(const PackedMember& member)
@@ -79,51 +49,74 @@ bool MemberChecker::IsWhole(const PackedMember& member)
 
 bool MemberChecker::IsStoredWhole(const PackedMember& member)
 {
-    if (member.packedSize != member.size) {
-        return false;
-    }
-    char* const room = Room(packed_, PIECE, 0);
     uint32_t checksum = 0;
-    for (uint64_t done = 0; done < member.size;) {
-        const auto size = static_cast<size_t>(std::min<uint64_t>(PIECE, member.size - done));
-        if (!Read(member.offset + done, room, size)) {
+    uint64_t done = 0;
+    while (done < member.packedSize) {
+        const size_t count = ReadPacked(member, done);
+        if (count == 0) {
             return false;
         }
-        checksum = AddToChecksum(checksum, room, size);
-        done += size;
+        checksum = AddToChecksum(checksum, packed_->data(), count);
+        done += count;
     }
-    return checksum == member.checksum;
+    return done == member.size && checksum == member.checksum;
+}
+
+#ifdef TAVOMEND_HAS_ISAL
+void MemberChecker::InflaterDeleter::operator()(inflate_state* inflater) const
+{
+    delete inflater;
 }
 
 bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
 {
-    if (inflater_ == nullptr || member.packedSize > MEMBER_SIZE_MAX || member.size > MEMBER_SIZE_MAX) {
-        return false;
-    }
-    char* const packed = Room(packed_, static_cast<size_t>(member.packedSize), largestPacked_);
-    char* const unpacked = Room(unpacked_, static_cast<size_t>(member.size), largest_);
-    return Read(member.offset, packed, static_cast<size_t>(member.packedSize)) &&
-           Inflate(inflater_.get(), member, packed, unpacked) &&
-           AddToChecksum(0, unpacked, static_cast<size_t>(member.size)) == member.checksum;
-}
-
-char* MemberChecker::Room(FileContent& room, size_t size, uint64_t largest)
-{
-    if (room.View().size() < std::max(size, PIECE)) {
-        room = FileContent(std::max({size, PIECE, static_cast<size_t>(std::min(largest, MEMBER_SIZE_MAX))}));
-    }
-    return room.Data();
-}
-
-bool MemberChecker::Read(uint64_t offset, char* bytes, size_t size) const
-{
-    for (size_t done = 0; done < size;) {
-        const ssize_t count = pread(file_.Get(), bytes + done, size - done, static_cast<off_t>(offset + done));
-        if (count == 0 || (count < 0 && errno != EINTR)) {
+    isal_inflate_init(inflater_.get());
+    inflater_->crc_flag = ISAL_DEFLATE; // the bare stream
+    uint32_t checksum = 0;
+    uint64_t given = 0;
+    uint64_t taken = 0;
+    do {
+        if (inflater_->avail_in == 0 && taken < member.packedSize) {
+            const size_t count = ReadPacked(member, taken);
+            if (count == 0) {
+                return false;
+            }
+            inflater_->next_in = packed_->data();
+            inflater_->avail_in = static_cast<uint32_t>(count);
+            taken += count;
+        }
+        const bool isFed = inflater_->avail_in != 0;
+        inflater_->next_out = unpacked_->data();
+        inflater_->avail_out = static_cast<uint32_t>(unpacked_->size());
+        if (isal_inflate(inflater_.get()) != ISAL_DECOMP_OK) {
             return false;
         }
-        done += count > 0 ? static_cast<size_t>(count) : 0;
-    }
-    return true;
+        const size_t count = unpacked_->size() - inflater_->avail_out;
+        checksum = AddToChecksum(checksum, unpacked_->data(), count);
+        given += count;
+        if (given > member.size || (count == 0 && !isFed)) {
+            return false; // more than it says, or its end is missing
+        }
+    } while (inflater_->block_state != ISAL_BLOCK_FINISH);
+    return taken == member.packedSize && inflater_->avail_in == 0 && given == member.size &&
+           checksum == member.checksum;
+}
+#else
+void MemberChecker::InflaterDeleter::operator()(inflate_state* /*inflater*/) const {}
+
+bool MemberChecker::IsDeflatedWhole(const PackedMember& /*member*/)
+{
+    return false;
+}
+#endif
+
+size_t MemberChecker::ReadPacked(const PackedMember& member, uint64_t done)
+{
+    const auto size = static_cast<size_t>(std::min<uint64_t>(packed_->size(), member.packedSize - done));
+    ssize_t count = 0;
+    do {
+        count = pread(file_.Get(), packed_->data(), size, static_cast<off_t>(member.offset + done));
+    } while (count < 0 && errno == EINTR);
+    return count < 0 ? 0 : static_cast<size_t>(count);
 }
 } // namespace ORVX::Formats

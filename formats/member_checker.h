@@ -1,17 +1,18 @@
-// Reads packed members of an archive through, to tell whether they are whole.
+// Whether the members of an archive are whole, in a fraction of the time that zlib takes.
 #ifndef TAVOMEND_FORMATS_MEMBER_CHECKER_H
 #define TAVOMEND_FORMATS_MEMBER_CHECKER_H
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
 
 #include "handles/unique_descriptor.h"
-#include "platform/utility/file_content.h"
 
-struct libdeflate_decompressor;
+struct inflate_state;
 
 namespace ORVX::Formats {
+// Where a member lies, and what its directory entry says of it.
 struct PackedMember {
     uint64_t offset = 0; // of its packed bytes in the file
     uint64_t packedSize = 0;
@@ -20,37 +21,30 @@ struct PackedMember {
     bool isDeflated = false;
 };
 
-// Unpacks a member at once, in memory, which takes a fraction of the time of unpacking it piece by piece; so members
-// are limited in size, and there is none of it in a build without libdeflate. For one archive and one thread.
+// Used by ZipArchive. For one archive and one thread; in a build without ISA-L it finds no deflated member whole.
 class MemberChecker {
 public:
-    // The largest sizes that will be asked for, as far as they are known: room that grows from member to member costs
-    // more than the reading.
-    MemberChecker(const std::string& path, uint64_t largestPacked, uint64_t largest);
+    explicit MemberChecker(const std::string& path);
 
-    // True for a member that unpacks to its size and checksum. False says nothing: it may be damaged, larger than
-    // MEMBER_SIZE_MAX, or impossible to read now, and whoever reads it piece by piece finds out.
+    // True for a member that unpacks to its size and checksum. False says nothing: it may be damaged or impossible to
+    // read now, and whoever reads it with zlib finds out.
     [[nodiscard]] bool IsWhole(const PackedMember& member);
 
-    static constexpr uint64_t MEMBER_SIZE_MAX = uint64_t{32} << 20U; // packed or unpacked; stored ones have no limit
-
 private:
+    using Piece = std::array<uint8_t, size_t{256} << 10U>; // smaller ones make ISA-L copy what it gives
     struct InflaterDeleter {
-        void operator()(libdeflate_decompressor* inflater) const;
+        void operator()(inflate_state* inflater) const;
     };
 
     [[nodiscard]] bool IsStoredWhole(const PackedMember& member);
     [[nodiscard]] bool IsDeflatedWhole(const PackedMember& member);
-    // Room of so many bytes at least, and of the largest when it is made, whose content does not matter.
-    [[nodiscard]] static char* Room(TavomendEngine::FileContent& room, size_t size, uint64_t largest);
-    [[nodiscard]] bool Read(uint64_t offset, char* bytes, size_t size) const;
+    // Reads the next piece of a member, of which so much has been read; its size, 0 when that fails.
+    [[nodiscard]] size_t ReadPacked(const PackedMember& member, uint64_t done);
 
     Handles::UniqueDescriptor file_;
-    uint64_t largestPacked_;
-    uint64_t largest_;
-    std::unique_ptr<libdeflate_decompressor, InflaterDeleter> inflater_; // null without libdeflate
-    TavomendEngine::FileContent packed_;
-    TavomendEngine::FileContent unpacked_;
+    std::unique_ptr<inflate_state, InflaterDeleter> inflater_; // null without ISA-L
+    std::unique_ptr<Piece> packed_;
+    std::unique_ptr<Piece> unpacked_;
 };
 } // namespace ORVX::Formats
 

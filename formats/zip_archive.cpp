@@ -191,15 +191,7 @@ bool ZipArchive::Locate(const ArchiveMember& member, PackedMember& packed) const
 bool ZipArchive::CheckWhole(std::string& error) const
 {
     const auto drop = [](const char*, size_t) { return true; };
-    uint64_t largestPacked = 0;
-    uint64_t largest = 0;
-    for (const auto& member : members_) {
-        if (member.size != member.packedSize && member.size <= MemberChecker::MEMBER_SIZE_MAX) {
-            largestPacked = std::max(largestPacked, member.packedSize);
-            largest = std::max(largest, member.size);
-        }
-    }
-    MemberChecker checker(path_, largestPacked, largest);
+    MemberChecker checker(path_);
     PackedMember packed;
     return std::all_of(members_.begin(), members_.end(), [&](const auto& member) {
         return (Locate(member, packed) && checker.IsWhole(packed)) || ReadThrough(member, drop, error);

@@ -8,12 +8,14 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config
     zlib1g-dev libminizip-dev libssl-dev libcjson-dev      # the engine
-    libdeflate-dev                                         # quicker installs
     libzstd-dev libdivsufsort-dev liblzma-dev              # differences
     libsqlite3-dev libspdlog-dev                           # the host platform
     libcli11-dev nlohmann-json3-dev                        # the programs
     openssl                                                # the demo's sample data
 )
+case "$(dpkg --print-architecture)" in
+    amd64 | arm64) packages+=(libisal-dev) ;; # quicker installs; there is none for others
+esac
 case "${1:-}" in
     "") ;;
     --packages) packages+=(debhelper dpkg-dev lintian scdoc) ;;
