@@ -158,6 +158,10 @@ TEST_F(ArchiveDifferenceTest, AnyTwoFiles)
         scratch_.Write("new", fresh);
         EXPECT_EQ(RoundTrip(name, ceiling).kind, kind) << name;
     }
+    options_.version = 1; // which knows no stored content
+    scratch_.Write("old", dense);
+    scratch_.Write("new", content + noise);
+    EXPECT_EQ(RoundTrip("for a device of the first version", 50986).version, 1U);
 }
 
 // More old content than the device may hold at a time: it sees a window of it that moves on. An old entry that was
