@@ -19,7 +19,8 @@ endfunction()
 # order by a random seed that the output names: no case may leave anything behind that another one sees.
 # DEVICE: its main puts the process on an empty device root of its own before the first case.
 # THREADS: the cases have threads, and run under ThreadSanitizer as well (preset thread).
-# SLOW: the cases take more than ten seconds together and are not run a second time.
+# SLOW: the cases take more than ten seconds together; they are started early, so that none is left alone at the end, and
+# are not run a second time.
 add_custom_target(thread_tests)
 function(tavomend_add_test name)
     cmake_parse_arguments(ARG "DEVICE;SLOW;THREADS" "" "SOURCES;LIBS;DEFINITIONS" ${ARGN})
@@ -38,7 +39,11 @@ function(tavomend_add_test name)
         add_dependencies(thread_tests ${name})
         set(labels LABELS threads)
     endif()
-    gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ${labels})
+    set(cost)
+    if(ARG_SLOW)
+        set(cost COST 10)
+    endif()
+    gtest_discover_tests(${name} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ${labels} ${cost})
     if(NOT ARG_SLOW)
         add_test(NAME ${name}.shuffled COMMAND ${name} --gtest_shuffle)
         set_tests_properties(${name}.shuffled PROPERTIES TIMEOUT 300 ${labels})
