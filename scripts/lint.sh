@@ -8,7 +8,7 @@ done
 scripts/install_dependencies.sh --tests
 
 git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
-cmake --preset default -G Ninja >/dev/null
-cmake --build --preset default >/dev/null # generated files and a build that is known to work
-git ls-files '*.cpp' | xargs -P "$(nproc)" -n 4 clang-tidy -p build/default --quiet 2>/dev/null
+# A tree of its own: clang reads no headers that another compiler has precompiled.
+cmake --preset default -B build/lint -G Ninja -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null
+git ls-files '*.cpp' | xargs -P "$(nproc)" -n 4 clang-tidy -p build/lint --quiet 2>/dev/null
 echo "clean: clang-format and clang-tidy over $(git ls-files '*.h' '*.cpp' | wc -l) files"
