@@ -72,6 +72,7 @@ bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
 {
     isal_inflate_init(inflater_.get());
     inflater_->crc_flag = ISAL_DEFLATE; // the bare stream
+    inflater_->avail_in = 0;
     uint32_t checksum = 0;
     uint64_t given = 0;
     uint64_t taken = 0;
@@ -85,7 +86,7 @@ bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
             inflater_->avail_in = static_cast<uint32_t>(count);
             taken += count;
         }
-        const bool isFed = inflater_->avail_in != 0;
+        const uint32_t fed = inflater_->avail_in;
         inflater_->next_out = unpacked_->data();
         inflater_->avail_out = static_cast<uint32_t>(unpacked_->size());
         if (isal_inflate(inflater_.get()) != ISAL_DECOMP_OK) {
@@ -94,8 +95,8 @@ bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
         const size_t count = unpacked_->size() - inflater_->avail_out;
         checksum = AddToChecksum(checksum, unpacked_->data(), count);
         given += count;
-        if (given > member.size || (count == 0 && !isFed)) {
-            return false; // more than it says, or its end is missing
+        if (given > member.size || (count == 0 && inflater_->avail_in == fed)) {
+            return false; // more than it says, or it does not go on
         }
     } while (inflater_->block_state != ISAL_BLOCK_FINISH);
     return taken == member.packedSize && inflater_->avail_in == 0 && given == member.size &&
