@@ -42,5 +42,15 @@ TEST(ExportedNamesTest, TheLibrariesExportWhatOthersTakeFromThemAlone)
         }
     }
 }
+
+// Whatever zlib the machine has: another one would write other bytes.
+TEST(ExportedNamesTest, DeflateIsLinkedIn)
+{
+    for (const char* const file : {PLATFORM_LIBRARY, TVPK_PROGRAM}) {
+        const CliResult symbols = RunProgram({"nm", "-D", file});
+        ASSERT_EQ(symbols.exitCode, 0) << symbols.err;
+        EXPECT_FALSE(std::regex_search(symbols.out, std::regex(" (z_)?deflate(@|\n|Init)"))) << symbols.out;
+    }
+}
 } // namespace
 } // namespace ORVX::TavomendTest
