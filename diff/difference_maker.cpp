@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "diff/difference_applier.h"
+#include "diff/difference_cache.h"
 #include "diff/difference_header.h"
 #include "diff/difference_result.h"
 #include "diff/mapped_file.h"
@@ -84,10 +85,15 @@ bool WriteVerified(const std::string& difference, const DifferencePaths& paths, 
     return true;
 }
 
+ByteView ViewOf(const std::string& bytes)
+{
+    return {reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()};
+}
+
 void DescribeOwn(const OwnDifference& own, DifferenceReport& report)
 {
     DifferenceHeader header;
-    ReadDifferenceFields({reinterpret_cast<const uint8_t*>(own.bytes.data()), own.bytes.size()}, header);
+    ReadDifferenceFields(ViewOf(own.bytes), header);
     report.kind = own.entries != 0 ? DifferenceKind::ARCHIVE : DifferenceKind::BYTES;
     report.differenceSize = own.bytes.size();
     report.entries = own.entries;
@@ -95,49 +101,144 @@ void DescribeOwn(const OwnDifference& own, DifferenceReport& report)
     report.window = header.windowSize;
 }
 
-struct Made {
-    std::optional<OwnDifference> own;
-    std::optional<std::string> plain; // the smaller one of two
-    bool isOwnMissing = false;        // it could not be made
+// Not what was put among the kept ones for another kind of device.
+bool SuitsDevice(ByteView difference, const DifferenceOptions& options)
+{
+    DifferenceHeader header;
+    if (!IsArchiveDifference(difference)) {
+        return true;
+    }
+    return !options.isPlainOnly && ParseDifferenceHeader(difference, header) == DIFFERENCE_OK &&
+           header.version <= options.version &&
+           header.windowSize <= std::min<size_t>(options.window, DifferenceWindowMax(options.version));
+}
+
+// One difference on its way.
+class Maker {
+public:
+    Maker(const DifferencePaths& paths, const DifferenceOptions& options, ByteView old, ByteView fresh)
+        : paths_(paths), options_(options), old_(old), fresh_(fresh), cache_(options.cacheFolder, options.cacheMax),
+          progress_(options.progress)
+    {
+        report_.oldSize = old.size;
+        report_.newSize = fresh.size;
+    }
+
+    // False with one line for people in error.
+    bool Make(DifferenceReport& report, std::string& error)
+    {
+        if (cache_.IsOn() && !cache_.Choose(old_, fresh_, options_)) {
+            error = "the hash library failed";
+            return false;
+        }
+        if (!(cache_.IsOn() && TakeKept()) && !MakeAnew(error)) {
+            return false;
+        }
+        progress_.Tell("verify", fresh_.size, fresh_.size);
+        report = report_;
+        return true;
+    }
+
+private:
+    struct Kinds {
+        std::optional<OwnDifference> own;
+        std::optional<std::string> plain; // the smaller one of two
+        bool isOwnMissing = false;        // it could not be made
+    };
+
+    // One that does not stand the proof is made anew.
+    bool TakeKept()
+    {
+        const std::optional<DifferenceCache::Entry> kept = cache_.Find();
+        std::string ignored;
+        if (!kept.has_value() || !SuitsDevice(ViewOf(kept->bytes), options_) || !WriteVerified(kept->bytes, ignored)) {
+            return false;
+        }
+        if (IsArchiveDifference(ViewOf(kept->bytes))) {
+            DescribeOwn({kept->bytes, kept->entries}, report_);
+        } else {
+            DescribePlain(kept->bytes);
+        }
+        report_.plainSize = kept->plainSize;
+        report_.isCached = true;
+        return true;
+    }
+
+    bool MakeAnew(std::string& error)
+    {
+        const Kinds kinds = MakeKinds();
+        if (!kinds.plain.has_value()) {
+            error = "zstd could not make a difference";
+            return false;
+        }
+        report_.plainSize = kinds.plain->size();
+        progress_.Tell("verify", 0, fresh_.size);
+        if (!HandOut(kinds, error)) {
+            return false;
+        }
+        const std::string& bytes = report_.kind == DifferenceKind::PLAIN ? *kinds.plain : kinds.own->bytes;
+        if (cache_.IsOn() && report_.failure.empty() && !cache_.Keep({bytes, report_.plainSize, report_.entries})) {
+            report_.unkept = Handles::CannotWrite(options_.cacheFolder, errno);
+        }
+        return true;
+    }
+
+    Kinds MakeKinds()
+    {
+        auto direct =
+            std::async(std::launch::async, [this] { return MakePlainDifference(old_, fresh_, PlainWay::DIRECT); });
+        Kinds kinds;
+        if (!options_.isPlainOnly) {
+            kinds.own = MakeOwnDifference({old_, fresh_, options_.version, options_.window}, progress_);
+            kinds.isOwnMissing = !kinds.own.has_value();
+        }
+        progress_.Tell("compress", 0, fresh_.size);
+        kinds.plain = direct.get();
+        // The two are nearly alike: where ours is far ahead, the second one would not change that.
+        if (!kinds.own.has_value() || !kinds.plain.has_value() || kinds.own->bytes.size() > kinds.plain->size() / 2) {
+            std::optional<std::string> byWorker = MakePlainDifference(old_, fresh_, PlainWay::WORKER);
+            if (byWorker.has_value() && (!kinds.plain.has_value() || byWorker->size() < kinds.plain->size())) {
+                kinds.plain = std::move(byWorker);
+            }
+        }
+        progress_.Tell("compress", fresh_.size, fresh_.size);
+        return kinds;
+    }
+
+    // The smaller kind; the plain one also when ours failed or did not stand the proof, which the report tells then.
+    bool HandOut(const Kinds& kinds, std::string& error)
+    {
+        report_.failure = kinds.isOwnMissing ? "a library failed" : "";
+        if (kinds.own.has_value() && kinds.own->bytes.size() < kinds.plain->size()) {
+            if (WriteVerified(kinds.own->bytes, error)) {
+                DescribeOwn(*kinds.own, report_);
+                return true;
+            }
+            report_.failure = error;
+        }
+        DescribePlain(*kinds.plain);
+        return WriteVerified(*kinds.plain, error);
+    }
+
+    void DescribePlain(const std::string& bytes)
+    {
+        report_.kind = DifferenceKind::PLAIN;
+        report_.differenceSize = bytes.size();
+    }
+
+    bool WriteVerified(const std::string& difference, std::string& error) const
+    {
+        return Difference::WriteVerified(difference, paths_, fresh_, options_.beforeMove, error);
+    }
+
+    const DifferencePaths& paths_;
+    const DifferenceOptions& options_;
+    const ByteView old_;
+    const ByteView fresh_;
+    DifferenceCache cache_;
+    StepProgress progress_;
+    DifferenceReport report_;
 };
-
-Made MakeKinds(ByteView old, ByteView fresh, const DifferenceOptions& options, StepProgress& progress)
-{
-    auto direct = std::async(std::launch::async, [&] { return MakePlainDifference(old, fresh, PlainWay::DIRECT); });
-    Made made;
-    if (!options.isPlainOnly) {
-        made.own = MakeOwnDifference({old, fresh, options.version, options.window}, progress);
-        made.isOwnMissing = !made.own.has_value();
-    }
-    progress.Tell("compress", 0, fresh.size);
-    made.plain = direct.get();
-    // The two are nearly alike: where ours is far ahead, the second one would not change that.
-    if (!made.own.has_value() || !made.plain.has_value() || made.own->bytes.size() > made.plain->size() / 2) {
-        std::optional<std::string> byWorker = MakePlainDifference(old, fresh, PlainWay::WORKER);
-        if (byWorker.has_value() && (!made.plain.has_value() || byWorker->size() < made.plain->size())) {
-            made.plain = std::move(byWorker);
-        }
-    }
-    progress.Tell("compress", fresh.size, fresh.size);
-    return made;
-}
-
-// The smaller kind; the plain one also when ours failed or did not stand the proof, which the report tells then.
-bool HandOut(const Made& made, const DifferencePaths& paths, ByteView fresh, const DifferenceOptions& options,
-             DifferenceReport& report, std::string& error)
-{
-    report.failure = made.isOwnMissing ? "a library failed" : "";
-    if (made.own.has_value() && made.own->bytes.size() < made.plain->size()) {
-        if (WriteVerified(made.own->bytes, paths, fresh, options.beforeMove, error)) {
-            DescribeOwn(*made.own, report);
-            return true;
-        }
-        report.failure = error;
-    }
-    report.kind = DifferenceKind::PLAIN;
-    report.differenceSize = made.plain->size();
-    return WriteVerified(*made.plain, paths, fresh, options.beforeMove, error);
-}
 } // namespace
 
 const char* DifferenceKindName(DifferenceKind kind)
@@ -167,21 +268,6 @@ bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& optio
     if (!MayReplace(paths.difference, error)) {
         return false;
     }
-    StepProgress progress(options.progress);
-    const Made made = MakeKinds(old->View(), fresh->View(), options, progress);
-    if (!made.plain.has_value()) {
-        error = "zstd could not make a difference";
-        return false;
-    }
-    const uint64_t size = fresh->View().size;
-    report.oldSize = old->View().size;
-    report.newSize = size;
-    report.plainSize = made.plain->size();
-    progress.Tell("verify", 0, size);
-    if (!HandOut(made, paths, fresh->View(), options, report, error)) {
-        return false;
-    }
-    progress.Tell("verify", size, size);
-    return true;
+    return Maker(paths, options, old->View(), fresh->View()).Make(report, error);
 }
 } // namespace ORVX::Difference

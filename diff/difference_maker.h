@@ -25,6 +25,8 @@ struct DifferenceReport {
     uint8_t version = 0;    // of the format that a device must read; 0: plain
     std::string failure;    // why there is no other kind than the plain one, for people; empty where all went well
     uint64_t window = 0;    // bytes of inflated old content that it holds at a time
+    bool isCached = false;  // it was made before
+    std::string unkept;     // why it will not be found again, for people; empty where it will, or need not
 };
 
 // "archive", "bytes" or "plain".
@@ -39,6 +41,8 @@ struct DifferenceOptions {
     // Most inflated old content that the device shall hold at a time, in bytes; at least 4. No more than the version
     // allows is taken.
     size_t window = DIFFERENCE_WINDOW_USUAL;
+    std::string cacheFolder; // where differences are kept, so that the same one need not be made again; empty: nowhere
+    uint64_t cacheMax = uint64_t{1} << 30; // bytes that those may take; the ones used last stay
 };
 
 struct DifferencePaths {

@@ -84,6 +84,7 @@ private:
             ->required()
             ->type_name("DIR");
         make->add_flag("--plain", make_.isPlainOnly, "Plain zstd differences only");
+        AddCache(*make);
         CLI::App* inspect = Add("inspect", "Show what is inside a patch package",
                                 [this](const Console& console) { return RunInspect(console, verify_.package); });
         inspect->add_option("PACKAGE", verify_.package, "The package (app.tvpk)")->required();
@@ -97,7 +98,7 @@ private:
     void AddDiffCommands()
     {
         CLI::App* diff = Add("diff", "Make the difference between two files",
-                             [this](const Console& console) { return RunDiff(console, diff_, limits_); });
+                             [this](const Console& console) { return RunDiff(console, diff_, limits_, make_.cache); });
         diff->add_option("OLD", diff_.old, "The old file")->required();
         diff->add_option("NEW", diff_.fresh, "The new file")->required();
         diff->add_option("OUT", diff_.difference, "The difference to write")->required();
@@ -109,11 +110,22 @@ private:
             ->check(CLI::Range(1, WINDOW_MAX))
             ->type_name("MIB")
             ->capture_default_str();
+        AddCache(*diff);
         CLI::App* patch = Add("patch", "Make the new file from a difference and the old file",
                               [this](const Console& console) { return RunPatch(console, diff_); });
         patch->add_option("DIFF", diff_.difference, "The difference")->required();
         patch->add_option("OLD", diff_.old, "The old file")->required();
         patch->add_option("OUT", diff_.fresh, "The new file to write")->required();
+    }
+
+    void AddCache(CLI::App& command)
+    {
+        command.add_option("--cache", make_.cache.folder, "Keep differences here, and make none that is kept")
+            ->type_name("DIR");
+        command.add_option("--cache-size", make_.cache.sizeMax, "Most that they take; those used last stay")
+            ->check(CLI::Range(1, 1 << 20))
+            ->type_name("MIB")
+            ->capture_default_str();
     }
 
     CLI::App program_{"Makes, signs and checks patch packages.", PROGRAM_NAME};

@@ -48,8 +48,9 @@ void PrintMade(const Console& console, const MadePackage& made, const std::strin
     uint64_t newSize = 0;
     Cli::TextTable table({"BUNDLE", "FILE", "SHIPPED AS", "NEW BYTES", "SHIPPED", "SHARE"});
     for (const auto& file : made.files) {
-        table.Add({file.bundleName, file.member, file.kind, std::to_string(file.newSize),
-                   std::to_string(file.shippedSize), Percent(file.shippedSize, file.newSize)});
+        table.Add({file.bundleName, file.member, file.kind + (file.isCached.value_or(false) ? ", made before" : ""),
+                   std::to_string(file.newSize), std::to_string(file.shippedSize),
+                   Percent(file.shippedSize, file.newSize)});
         newSize += file.newSize;
     }
     if (!made.files.empty()) {
@@ -71,6 +72,9 @@ Json MadeAsJson(const MadePackage& made, const std::string& outDir)
                            {"kind", file.kind},
                            {"newSize", file.newSize},
                            {"shippedSize", file.shippedSize}});
+        if (file.isCached.has_value()) {
+            members.back()["cached"] = *file.isCached;
+        }
     }
     return {{"package", outDir + "/" + PACKAGE_NAME},
             {"signature", outDir + "/" + SIGNATURE_NAME},
@@ -144,6 +148,7 @@ int RunMake(const Console& console, const MakeRequest& request)
     Cli::Progress progress(console);
     MakerOptions options;
     options.isPlainOnly = request.isPlainOnly;
+    options.cache = request.cache;
     options.note = [&console](const std::string& note) { console.Note(note); };
     options.progress = [&progress](const std::string& step, uint64_t done, uint64_t total) {
         progress.Report(step, done, total);

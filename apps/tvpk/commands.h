@@ -5,6 +5,7 @@
 #include <string>
 
 #include "apps/common/console.h"
+#include "apps/tvpk/cache_choice.h"
 
 namespace ORVX::Tvpk {
 struct MakeRequest {
@@ -12,6 +13,7 @@ struct MakeRequest {
     std::string privateKey;
     std::string outDir;
     bool isPlainOnly = false;
+    CacheChoice cache;
 };
 
 struct VerifyRequest {

@@ -43,17 +43,21 @@ std::string NeedText(const Difference::DifferenceReport& report)
                      std::to_string(Difference::InMib(report.window)) + " MiB";
 }
 
-void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& report)
+void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& report, bool isCacheAsked)
 {
     const char* kind = Difference::DifferenceKindName(report.kind);
-    console.Emit("diff", {{"kind", kind},
-                          {"oldSize", report.oldSize},
-                          {"newSize", report.newSize},
-                          {"diffSize", report.differenceSize},
-                          {"plainSize", report.plainSize},
-                          {"entries", report.entries},
-                          {"formatVersion", report.version},
-                          {"window", report.window}});
+    nlohmann::ordered_json fields = {{"kind", kind},
+                                     {"oldSize", report.oldSize},
+                                     {"newSize", report.newSize},
+                                     {"diffSize", report.differenceSize},
+                                     {"plainSize", report.plainSize},
+                                     {"entries", report.entries},
+                                     {"formatVersion", report.version},
+                                     {"window", report.window}};
+    if (isCacheAsked) {
+        fields["cached"] = report.isCached;
+    }
+    console.Emit("diff", fields);
     if (console.IsJson()) {
         return;
     }
@@ -63,8 +67,8 @@ void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& r
     char percent[16];
     snprintf(percent, sizeof(percent), "%.1f", share);
     console.Say(std::string(kind) + ": " + std::to_string(report.differenceSize) + " bytes for a file of " +
-                std::to_string(report.newSize) + " (" + percent +
-                " %); plain zstd: " + std::to_string(report.plainSize) + NeedText(report));
+                std::to_string(report.newSize) + " (" + percent + " %); plain zstd: " +
+                std::to_string(report.plainSize) + NeedText(report) + (report.isCached ? "; made before" : ""));
 }
 
 // A regular file, which gives way to the new one, or a link, which does so itself.
@@ -123,7 +127,7 @@ int ApplyBeside(const DiffPaths& paths, Interruption& interruption, int& error)
 }
 } // namespace
 
-int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimits& limits)
+int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimits& limits, const CacheChoice& cache)
 {
     const Difference::DifferencePaths files{paths.old, paths.fresh, paths.difference};
     if (IsSameFile(paths.difference, paths.old) || IsSameFile(paths.difference, paths.fresh)) {
@@ -144,6 +148,7 @@ int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimit
     Difference::DifferenceOptions options;
     options.version = static_cast<uint8_t>(limits.format);
     options.window = static_cast<size_t>(limits.window) << 20;
+    cache.ApplyTo(options);
     options.progress = [&progress](const std::string& step, uint64_t done, uint64_t total) {
         progress.Report(step, done, total);
     };
@@ -158,7 +163,10 @@ int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimit
     if (!report.failure.empty()) {
         console.Note("only the plain kind could be made: " + report.failure);
     }
-    ShowDiff(console, report);
+    if (!report.unkept.empty()) {
+        console.Note("the difference is not kept: " + report.unkept);
+    }
+    ShowDiff(console, report, !cache.folder.empty());
     return Cli::EXIT_DONE;
 }
 

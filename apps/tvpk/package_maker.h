@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "apps/tvpk/cache_choice.h"
 #include "apps/tvpk/interruption.h"
 #include "apps/tvpk/release_file.h"
 #include "formats/patch_config.h"
@@ -18,11 +20,12 @@ constexpr const char* SIGNATURE_NAME = "tavomend_sign.bin";
 // One file of the package, for people.
 struct MadeFile {
     std::string bundleName;
-    std::string member;       // in the archive
-    std::string hash;         // SHA-256 of the new file
-    std::string kind;         // how it is shipped: a kind of difference, or "whole"
-    uint64_t newSize = 0;     // bytes
-    uint64_t shippedSize = 0; // bytes in the archive
+    std::string member;           // in the archive
+    std::string hash;             // SHA-256 of the new file
+    std::string kind;             // how it is shipped: a kind of difference, or "whole"
+    std::optional<bool> isCached; // whether the difference was made before, where such are kept
+    uint64_t newSize = 0;         // bytes
+    uint64_t shippedSize = 0;     // bytes in the archive
 };
 
 struct MadePackage {
@@ -33,6 +36,7 @@ struct MadePackage {
 
 struct MakerOptions {
     bool isPlainOnly = false; // differences are plain zstd frames
+    CacheChoice cache;
     // Gets what is being done, for people, and how far that is in bytes; from any thread, one at a time.
     std::function<void(const std::string& step, uint64_t done, uint64_t total)> progress;
     std::function<void(const std::string& note)> note; // gets what whoever makes the package should know

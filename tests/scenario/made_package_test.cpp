@@ -64,6 +64,25 @@ protected:
     std::string out_ = world_.At("out");
 };
 
+TEST_F(MadePackageTest, MakesADifferenceOnceForAllReleases)
+{
+    const auto known = [this] {
+        const CliResult made = Make(RELEASE, {"--cache", world_.At("cache"), "--json"});
+        EXPECT_EQ(made.exitCode, 0) << made.err;
+        std::vector<bool> cached;
+        const auto last = nlohmann::json::parse(made.out.substr(made.out.rfind('\n', made.out.size() - 2) + 1));
+        for (const auto& member : last["members"]) {
+            cached.push_back(member.value("cached", false));
+        }
+        return cached;
+    };
+    EXPECT_EQ(known(), (std::vector<bool>{false, false, false}));
+    const std::string package = ReadFile(out_ + "/app.tvpk");
+    WriteFile(world_.At("ColdFeature2.vab"), Vab{"com.cold", 2, "feature", "", "another one"}.Bytes());
+    EXPECT_EQ(known(), (std::vector<bool>{true, false, false})); // the second one is shipped whole
+    EXPECT_NE(ReadFile(out_ + "/app.tvpk"), package);
+}
+
 TEST_F(MadePackageTest, PatchesADevice)
 {
     const CliResult made = Make(RELEASE);
