@@ -34,6 +34,14 @@ public:
         return {coder_.Finish(), std::move(extra_), windowSize_};
     }
 
+    CodedParts EncodeOnly(const std::vector<CutContent>& content)
+    {
+        for (const CutContent& each : content) {
+            PutRaw(each.fresh, each.stretches);
+        }
+        return {coder_.Finish(), std::move(extra_), 0};
+    }
+
 private:
     // One of the two streams: where it stands in the stretches that it goes through.
     struct Cursor {
@@ -165,5 +173,12 @@ private:
 CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches, uint8_t version)
 {
     return Encoder(old, plan, matches, version).Encode();
+}
+
+CodedParts EncodeStretches(ByteView old, const std::vector<CutContent>& content)
+{
+    const DifferencePlan noPlan;
+    const Matches noMatches;
+    return Encoder(old, noPlan, noMatches, 1).EncodeOnly(content);
 }
 } // namespace ORVX::Difference

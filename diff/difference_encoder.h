@@ -26,6 +26,14 @@ struct CodedParts {
 // old: the whole old file. A plan that is filtered needs version 2.
 [[nodiscard]] CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches,
                                           uint8_t version);
+
+// New content, and how it is cut.
+struct CutContent {
+    ByteView fresh;
+    const Stretches& stretches;
+};
+// What pieces of new content take by themselves, one behind another: to compare ways to cut them. Nothing reads it.
+[[nodiscard]] CodedParts EncodeStretches(ByteView old, const std::vector<CutContent>& content);
 } // namespace ORVX::Difference
 
 #endif

@@ -189,7 +189,8 @@ private:
             std::async(std::launch::async, [this] { return MakePlainDifference(old_, fresh_, PlainWay::DIRECT); });
         Kinds kinds;
         if (!options_.isPlainOnly) {
-            kinds.own = MakeOwnDifference({old_, fresh_, options_.version, options_.window}, progress_);
+            kinds.own =
+                MakeOwnDifference({old_, fresh_, options_.version, options_.window, options_.sampledFrom}, progress_);
             kinds.isOwnMissing = !kinds.own.has_value();
         }
         progress_.Tell("compress", 0, fresh_.size);

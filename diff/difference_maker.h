@@ -41,6 +41,9 @@ struct DifferenceOptions {
     // Most inflated old content that the device shall hold at a time, in bytes; at least 4. No more than the version
     // allows is taken.
     size_t window = DIFFERENCE_WINDOW_USUAL;
+    // New content of that many bytes and more is cut only in those ways that do best on a sample of it: what the others
+    // gain is not worth the time.
+    size_t sampledFrom = size_t{16} << 20;
     std::string cacheFolder; // where differences are kept, so that the same one need not be made again; empty: nowhere
     uint64_t cacheMax = uint64_t{1} << 30; // bytes that those may take; the ones used last stay
 };

@@ -26,10 +26,26 @@ struct Remembered {
     uint32_t isKnown : 1;
 };
 
+// In large steps for as long as all is the same, then eight bytes at a time.
 size_t CommonLength(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize)
 {
+    constexpr size_t BLOCK = 256;
     const size_t size = std::min(aSize, bSize);
-    return static_cast<size_t>(std::mismatch(a, a + size, b).first - a);
+    size_t length = 0;
+    const auto isWordEqual = [&] {
+        uint64_t x = 0;
+        uint64_t y = 0;
+        std::memcpy(&x, a + length, sizeof(x));
+        std::memcpy(&y, b + length, sizeof(y));
+        return x == y;
+    };
+    while (length + sizeof(uint64_t) <= size && isWordEqual()) {
+        length += sizeof(uint64_t);
+        while (length + BLOCK <= size && std::memcmp(a + length, b + length, BLOCK) == 0) {
+            length += BLOCK;
+        }
+    }
+    return static_cast<size_t>(std::mismatch(a + length, a + size, b + length).first - a);
 }
 
 // The length at which twice the number of equal bytes exceeds the length by most: how far an alignment reaches.
@@ -276,11 +292,18 @@ Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
         low = prefixes_[prefix] - std::min(prefixes_[prefix], 1U);
         high = std::min<size_t>(high, prefixes_[prefix + 1]);
     }
+    // Both bounds, and so all between them, begin like the text for as long as the shorter of these.
+    size_t lowLength = 0;
+    size_t highLength = 0;
     while (high - low > 1) {
         const size_t middle = low + (high - low) / 2;
         const auto start = static_cast<size_t>(suffixes_[middle]);
-        const size_t length = std::min({size, old_.size - start, COMPARED_MAX});
-        (std::memcmp(old_.data + start, text, length) < 0 ? low : high) = middle;
+        const size_t limit = std::min({size, old_.size - start, COMPARED_MAX});
+        size_t length = std::min({lowLength, highLength, limit});
+        length += CommonLength(old_.data + start + length, limit - length, text + length, limit - length);
+        const bool isBelow = length < limit && old_.data[start + length] < text[length];
+        (isBelow ? low : high) = middle;
+        (isBelow ? lowLength : highLength) = length;
     }
     Found best;
     for (const size_t i : {low, high}) {

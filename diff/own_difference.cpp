@@ -5,14 +5,21 @@
 #include "diff/difference_encoder.h"
 #include "diff/difference_header.h"
 #include "diff/extra_writer.h"
+#include "diff/matched_content.h"
 #include "diff/parallel.h"
 #include "diff/raw_deflate.h"
 
 namespace ORVX::Difference {
 namespace {
-// Segments are matched in parallel, and the next one begins a stretch of its own.
-constexpr size_t SEGMENT_MIN = size_t{256} << 10;
-constexpr size_t SEGMENT_MAX = size_t{1} << 20;
+// Parts are matched in parallel, and the next one begins a stretch of its own.
+constexpr size_t PART_MIN = size_t{256} << 10;
+constexpr size_t PART_MAX = size_t{1} << 20;
+// How many bytes more another alignment must explain to be worth its numbers depends on what bytes of their own cost,
+// and on how the changes lie. Small content is cut by each rule; of large one a sample is, out of the two largest
+// contents, and all of it by those rules only that do best there.
+const std::vector<MatchRule> RULES = {{8, false}, {8, true}, {12, true}, {16, true}, {32, false}};
+constexpr size_t SAMPLED_CONTENTS = 2;
+constexpr size_t LIKELY_RULES = 2;
 // Not every device reads version 2: it must make a difference smaller by such a part.
 constexpr size_t GAIN_SHARE_MIN = 256;
 
@@ -20,7 +27,8 @@ constexpr size_t GAIN_SHARE_MIN = 256;
 class OwnMaker {
 public:
     OwnMaker(const OwnRequest& request, bool isFiltered, StepProgress& progress)
-        : old_(request.old), fresh_(request.fresh), maxVersion_(request.version), progress_(progress)
+        : old_(request.old), fresh_(request.fresh), maxVersion_(request.version), sampledFrom_(request.sampledFrom),
+          progress_(progress)
     {
         const size_t window = std::min<size_t>(request.window, DifferenceWindowMax(request.version));
         plan_ = MakeDifferencePlan(old_, fresh_, {window, isFiltered}, [&progress](size_t bytes, size_t total) {
@@ -43,30 +51,21 @@ public:
     }
 
 private:
-    // A part of the new content that is matched by itself, and the ways to do so.
-    struct Segment {
-        size_t group;
-        size_t newStart;
-        size_t newEnd;
-        size_t oldStart; // where it is likely to go on from
-        std::vector<Stretches> ways;
-    };
-
     // Entries together that are small, and parts of those that are large.
-    void MakeSegments()
+    [[nodiscard]] std::vector<MatchedPart> PartsOf(const Group& group) const
     {
-        for (size_t i = 0; i < plan_.groups.size(); ++i) {
-            const Group& group = plan_.groups[i];
-            size_t start = group.newStart;
-            for (const Group& span : plan_.spans) {
-                const size_t end = std::min(span.newEnd, group.newEnd);
-                while (end > start && (end - start >= SEGMENT_MIN || end == group.newEnd)) {
-                    const size_t next = end - start > 2 * SEGMENT_MAX ? start + SEGMENT_MAX : end;
-                    segments_.push_back({i, start, next, OldPosition(start, group), {}});
-                    start = next;
-                }
+        std::vector<MatchedPart> parts;
+        size_t start = group.newStart;
+        for (const Group& span : plan_.spans) {
+            const size_t end = std::min(span.newEnd, group.newEnd);
+            while (end > start && (end - start >= PART_MIN || end == group.newEnd)) {
+                const size_t next = end - start > 2 * PART_MAX ? start + PART_MAX : end;
+                const ByteView fresh = {plan_.newPlain.data() + start, next - start};
+                parts.push_back({fresh, OldPosition(start, group) - group.oldStart, {}});
+                start = next;
             }
         }
+        return parts;
     }
 
     // Where in a group's old content the counterpart of a position in the new content lies, as far as can be told.
@@ -85,63 +84,61 @@ private:
 
     void MatchAll()
     {
-        MakeSegments();
-        rawWays_.resize(plan_.regions.size());
-        total_ = BytesToMatch();
-        progress_.Tell("match", 0, total_); // sorting the old content may take long
-        InParallel(plan_.groups.size() + 1, [&](size_t i) {
-            // The groups first: they take longest.
-            if (i < plan_.groups.size()) {
-                MatchGroup(i);
-            } else {
-                MatchRaw();
-            }
+        MakeContents();
+        std::vector<MatchedContent*> largestFirst;
+        size_t newSize = 0;
+        for (MatchedContent& content : contents_) {
+            largestFirst.push_back(&content);
+            newSize += content.NewSize();
+            total_ += content.OldSize(); // is gone through when it is sorted
+        }
+        std::sort(largestFirst.begin(), largestFirst.end(),
+                  [](const auto* a, const auto* b) { return a->NewSize() > b->NewSize(); });
+        ways_ = newSize < sampledFrom_ ? RULES.size() : LIKELY_RULES;
+        total_ += ways_ * newSize;
+        progress_.Tell("match", 0, total_); // sorting may take long
+        const std::vector<MatchRule> rules = ways_ == RULES.size() ? RULES : LikelyRules(largestFirst);
+        InParallel(largestFirst.size(), [&](size_t i) {
+            largestFirst[i]->Match(rules, [this](size_t bytes) { Advance(bytes); });
+            Advance(largestFirst[i]->OldSize());
         });
     }
 
-    // Old content is gone through when it is sorted, new content each time when it is matched.
-    [[nodiscard]] uint64_t BytesToMatch() const
+    // The raw bytes last.
+    void MakeContents()
     {
-        uint64_t total = old_.size;
         for (const Group& group : plan_.groups) {
-            total += group.oldEnd - group.oldStart + rules_.size() * (group.newEnd - group.newStart);
+            contents_.emplace_back(ByteView{plan_.oldPlain.data() + group.oldStart, group.oldEnd - group.oldStart},
+                                   PartsOf(group));
         }
+        std::vector<MatchedPart> raw;
         for (const Region& region : plan_.regions) {
-            total += rules_.size() * region.raw.size;
+            raw.push_back({region.raw, 0, {}});
         }
-        return total;
+        contents_.emplace_back(old_, std::move(raw));
     }
 
-    void MatchGroup(size_t index)
+    static std::vector<MatchRule> LikelyRules(const std::vector<MatchedContent*>& largestFirst)
     {
-        const Group& group = plan_.groups[index];
-        const Matcher matcher({plan_.oldPlain.data() + group.oldStart, group.oldEnd - group.oldStart});
-        Advance(group.oldEnd - group.oldStart);
-        const auto isBefore = [](const Segment& each, size_t number) { return each.group < number; };
-        const auto first = std::lower_bound(segments_.begin(), segments_.end(), index, isBefore);
-        const auto last = std::lower_bound(first, segments_.end(), index + 1, isBefore);
-        InParallel(static_cast<size_t>(last - first), [&](size_t i) {
-            Segment& segment = first[static_cast<ptrdiff_t>(i)];
-            segment.ways = matcher.Match(NewContent(segment), segment.oldStart - group.oldStart, rules_, advance_);
-            for (Stretches& way : segment.ways) {
-                for (Stretch& stretch : way) {
-                    stretch.oldPosition += group.oldStart;
-                }
-            }
+        std::vector<std::vector<size_t>> sizes(std::min(SAMPLED_CONTENTS, largestFirst.size()));
+        InParallel(sizes.size(), [&](size_t i) {
+            largestFirst[i]->Sort();
+            sizes[i] = largestFirst[i]->TrySample(RULES);
         });
-    }
-
-    [[nodiscard]] ByteView NewContent(const Segment& segment) const
-    {
-        return {plan_.newPlain.data() + segment.newStart, segment.newEnd - segment.newStart};
-    }
-
-    void MatchRaw()
-    {
-        const Matcher matcher(old_);
-        Advance(old_.size);
-        InParallel(plan_.regions.size(),
-                   [&](size_t i) { rawWays_[i] = matcher.Match(plan_.regions[i].raw, 0, rules_, advance_); });
+        std::vector<std::pair<size_t, size_t>> ranks; // size and number
+        for (size_t i = 0; i < RULES.size(); ++i) {
+            ranks.emplace_back(0, i);
+            for (const std::vector<size_t>& each : sizes) {
+                ranks.back().first =
+                    std::max(ranks.back().first, each[i] == SIZE_MAX ? SIZE_MAX : ranks.back().first + each[i]);
+            }
+        }
+        std::sort(ranks.begin(), ranks.end());
+        std::vector<MatchRule> rules;
+        for (size_t i = 0; i < LIKELY_RULES; ++i) {
+            rules.push_back(RULES[ranks[i].second]);
+        }
+        return rules;
     }
 
     void Advance(size_t bytes) { progress_.Advance("match", bytes, total_); }
@@ -149,13 +146,16 @@ private:
     [[nodiscard]] Matches MatchesOf(size_t way) const
     {
         Matches matches;
-        for (const auto& ways : rawWays_) {
-            matches.raw.push_back(ways[way]);
+        for (const MatchedPart& part : contents_.back().Parts()) {
+            matches.raw.push_back(part.ways[way]);
         }
-        matches.plain.resize(plan_.groups.size());
-        for (const Segment& segment : segments_) {
-            for (const Stretch& stretch : segment.ways[way]) {
-                Append(matches.plain[segment.group], stretch);
+        for (size_t i = 0; i < plan_.groups.size(); ++i) {
+            matches.plain.emplace_back();
+            for (const MatchedPart& part : contents_[i].Parts()) {
+                for (Stretch stretch : part.ways[way]) {
+                    stretch.oldPosition += plan_.groups[i].oldStart;
+                    Append(matches.plain.back(), stretch);
+                }
             }
         }
         return matches;
@@ -182,7 +182,7 @@ private:
 
     [[nodiscard]] Attempt Try(const Matches& matches) const
     {
-        Attempt attempt{EncodeDifference(old_, plan_, matches, plan_.isFiltered ? 2 : 1)};
+        Attempt attempt{EncodeDifference(old_, plan_, matches, NeededVersion())};
         const size_t extra = EstimateExtra(attempt.parts.extra);
         attempt.size = extra == SIZE_MAX ? SIZE_MAX : attempt.parts.model.size() + extra;
         return attempt;
@@ -190,7 +190,7 @@ private:
 
     [[nodiscard]] std::optional<std::string> EncodeBest() const
     {
-        std::vector<Attempt> attempts(rules_.size());
+        std::vector<Attempt> attempts(ways_);
         InParallel(attempts.size(), [&](size_t i) { attempts[i] = Try(MatchesOf(i)); });
         const auto best = std::min_element(attempts.begin(), attempts.end(),
                                            [](const Attempt& a, const Attempt& b) { return a.size < b.size; });
@@ -199,14 +199,19 @@ private:
             return std::nullopt;
         }
         const size_t window = best->parts.windowSize;
-        if (plan_.isFiltered) {
-            return Assemble(2, window, best->parts.model, *extra);
-        }
-        if (extra->isChunked || window > DifferenceWindowMax(DIFFERENCE_VERSION_MIN)) {
+        if (extra->isChunked && NeededVersion() < 2) {
             const Matches matches = MatchesOf(static_cast<size_t>(best - attempts.begin()));
             return Assemble(2, window, EncodeDifference(old_, plan_, matches, 2).model, *extra);
         }
-        return Assemble(1, window, best->parts.model, *extra);
+        return Assemble(NeededVersion(), window, best->parts.model, *extra);
+    }
+
+    [[nodiscard]] uint8_t NeededVersion() const
+    {
+        const bool isWide = std::any_of(plan_.groups.begin(), plan_.groups.end(), [](const Group& group) {
+            return group.oldEnd - group.oldStart > DifferenceWindowMax(DIFFERENCE_VERSION_MIN);
+        });
+        return plan_.isFiltered || isWide ? 2 : 1;
     }
 
     [[nodiscard]] std::optional<std::string> Assemble(uint8_t version, size_t window, const std::string& model,
@@ -229,15 +234,12 @@ private:
     const ByteView old_;
     const ByteView fresh_;
     const uint8_t maxVersion_;
+    const size_t sampledFrom_;
     StepProgress& progress_;
     DifferencePlan plan_;
     uint64_t total_ = 0; // bytes to match
-    std::vector<Segment> segments_;
-    std::vector<std::vector<Stretches>> rawWays_; // of each region
-    // How many bytes more a new alignment must explain to be worth its numbers depends on what the extra bytes cost,
-    // and on how the changes lie: each rule is tried.
-    const std::vector<MatchRule> rules_ = {{8, false}, {8, true}, {12, true}, {16, true}, {32, false}};
-    const Matcher::Progress advance_ = [this](size_t bytes) { Advance(bytes); };
+    size_t ways_ = 0;
+    std::vector<MatchedContent> contents_; // one for each group, and one for the raw bytes
 };
 } // namespace
 

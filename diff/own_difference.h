@@ -12,8 +12,9 @@ namespace ORVX::Difference {
 struct OwnRequest {
     ByteView old;
     ByteView fresh;
-    uint8_t version; // the highest that may be used
-    size_t window;   // most inflated old content at a time, in bytes
+    uint8_t version;    // the highest that may be used
+    size_t window;      // most inflated old content at a time, in bytes
+    size_t sampledFrom; // see DifferenceOptions
 };
 
 struct OwnDifference {

@@ -189,6 +189,9 @@ TEST_F(ArchiveDifferenceTest, EntriesLargerThanTheWindow)
         scratch_.Write("new", ArchiveOf(isMoving ? fresh : fewer));
         options_.window = window;
         EXPECT_EQ(RoundTrip(std::to_string(window), ceiling).entries, isMoving ? 3U : 1U) << window;
+        options_.sampledFrom = 0; // by which the same ways turn out best
+        RoundTrip(std::to_string(window) + ", sampled", ceiling);
+        options_.sampledFrom = SIZE_MAX;
         DifferenceHeader header;
         const std::string made = scratch_.Read("difference");
         ReadDifferenceFields({reinterpret_cast<const uint8_t*>(made.data()), made.size()}, header);

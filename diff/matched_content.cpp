@@ -1,0 +1,64 @@
+#include "diff/matched_content.h"
+
+#include <algorithm>
+
+#include "diff/extra_writer.h"
+#include "diff/parallel.h"
+
+namespace ORVX::Difference {
+namespace {
+// One part in so many.
+constexpr size_t SAMPLE_STEP = 8;
+
+void MatchBy(const std::vector<MatchRule>& rules, const Matcher& matcher, std::vector<MatchedPart>& parts,
+             const Matcher::Progress& progress)
+{
+    InParallel(parts.size(),
+               [&](size_t i) { parts[i].ways = matcher.Match(parts[i].fresh, parts[i].start, rules, progress); });
+}
+
+size_t SizeOfWay(ByteView old, const std::vector<MatchedPart>& parts, size_t way)
+{
+    std::vector<CutContent> cut;
+    for (const MatchedPart& part : parts) {
+        cut.push_back({part.fresh, part.ways[way]});
+    }
+    const CodedParts coded = EncodeStretches(old, cut);
+    const size_t extra = EstimateExtra(coded.extra);
+    return extra == SIZE_MAX ? SIZE_MAX : coded.model.size() + extra;
+}
+} // namespace
+
+MatchedContent::MatchedContent(ByteView old, std::vector<MatchedPart> parts) : old_(old), parts_(std::move(parts))
+{
+    for (const MatchedPart& part : parts_) {
+        newSize_ += part.fresh.size;
+    }
+}
+
+void MatchedContent::Sort()
+{
+    if (matcher_ == nullptr) {
+        matcher_ = std::make_unique<Matcher>(old_);
+    }
+}
+
+std::vector<size_t> MatchedContent::TrySample(const std::vector<MatchRule>& rules) const
+{
+    std::vector<MatchedPart> sample;
+    for (size_t i = 0; i < parts_.size(); i += SAMPLE_STEP) {
+        sample.push_back({parts_[i].fresh, parts_[i].start, {}});
+    }
+    MatchBy(rules, *matcher_, sample, [](size_t) {});
+    std::vector<size_t> sizes(rules.size());
+    InParallel(rules.size(), [&](size_t i) { sizes[i] = SizeOfWay(old_, sample, i); });
+    return sizes;
+}
+
+void MatchedContent::Match(const std::vector<MatchRule>& rules, const Matcher::Progress& progress)
+{
+    Sort();
+    MatchBy(rules, *matcher_, parts_, progress);
+    matcher_ = nullptr;
+}
+} // namespace ORVX::Difference
