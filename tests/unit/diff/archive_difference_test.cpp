@@ -189,13 +189,32 @@ TEST_F(ArchiveDifferenceTest, EntriesLargerThanTheWindow)
         scratch_.Write("new", ArchiveOf(isMoving ? fresh : fewer));
         options_.window = window;
         EXPECT_EQ(RoundTrip(std::to_string(window), ceiling).entries, isMoving ? 3U : 1U) << window;
-        options_.sampledFrom = 0; // by which the same ways turn out best
-        RoundTrip(std::to_string(window) + ", sampled", ceiling);
-        options_.sampledFrom = SIZE_MAX;
         DifferenceHeader header;
         const std::string made = scratch_.Read("difference");
         ReadDifferenceFields({reinterpret_cast<const uint8_t*>(made.data()), made.size()}, header);
         EXPECT_LE(header.windowSize, window);
+    }
+}
+
+// Where changes lie close together, the rules by which content is cut give sizes far apart.
+TEST_F(ArchiveDifferenceTest, ASampleTellsWhichWaysDoBest)
+{
+    for (const size_t distance : {20, 60}) {
+        std::mt19937 source(7);
+        std::string old;
+        std::string fresh;
+        while (old.size() < 60000) {
+            const std::string word = std::to_string(source());
+            old += word;
+            fresh += source() % distance < word.size() ? word.substr(1) : word;
+        }
+        scratch_.Write("old", ArchiveOf({{"a", old, 6}, {"b", old.substr(30000), 6}}));
+        scratch_.Write("new", ArchiveOf({{"a", fresh, 6}, {"b", fresh.substr(30000), 6}}));
+        options_.window = 70000; // two groups
+        options_.sampledFrom = SIZE_MAX;
+        const uint64_t best = RoundTrip("each way", SIZE_MAX).differenceSize;
+        options_.sampledFrom = 0;
+        RoundTrip("likely ways", best);
     }
 }
 
