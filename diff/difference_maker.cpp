@@ -101,6 +101,14 @@ void DescribeOwn(const OwnDifference& own, DifferenceReport& report)
     report.window = header.windowSize;
 }
 
+// What zstd's tables take at its level, beside what grows with the files.
+constexpr uint64_t PLAIN_ROOM = uint64_t{128} << 20;
+
+uint64_t MemoryOfTheMachine()
+{
+    return static_cast<uint64_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+}
+
 // Not what was put among the kept ones for another kind of device.
 bool SuitsDevice(ByteView difference, const DifferenceOptions& options)
 {
@@ -117,8 +125,9 @@ bool SuitsDevice(ByteView difference, const DifferenceOptions& options)
 class Maker {
 public:
     Maker(const DifferencePaths& paths, const DifferenceOptions& options, ByteView old, ByteView fresh)
-        : paths_(paths), options_(options), old_(old), fresh_(fresh), cache_(options.cacheFolder, options.cacheMax),
-          progress_(options.progress)
+        : paths_(paths), options_(options), old_(old), fresh_(fresh),
+          memory_(options.memory != 0 ? options.memory : MemoryOfTheMachine() / 4),
+          cache_(options.cacheFolder, options.cacheMax), progress_(options.progress)
     {
         report_.oldSize = old.size;
         report_.newSize = fresh.size;
@@ -185,12 +194,16 @@ private:
 
     Kinds MakeKinds()
     {
-        auto direct =
-            std::async(std::launch::async, [this] { return MakePlainDifference(old_, fresh_, PlainWay::DIRECT); });
+        // Beside the other work where there is room for both.
+        const uint64_t plainRoom = PLAIN_ROOM + 4 * (old_.size + fresh_.size);
+        const bool isBeside = plainRoom <= memory_ / 2;
+        auto direct = std::async(isBeside ? std::launch::async : std::launch::deferred,
+                                 [this] { return MakePlainDifference(old_, fresh_, PlainWay::DIRECT); });
         Kinds kinds;
         if (!options_.isPlainOnly) {
-            kinds.own =
-                MakeOwnDifference({old_, fresh_, options_.version, options_.window, options_.sampledFrom}, progress_);
+            const uint64_t memory = memory_ - (isBeside ? plainRoom : 0);
+            kinds.own = MakeOwnDifference(
+                {old_, fresh_, options_.version, options_.window, options_.sampledFrom, memory}, progress_);
             kinds.isOwnMissing = !kinds.own.has_value();
         }
         progress_.Tell("compress", 0, fresh_.size);
@@ -236,6 +249,7 @@ private:
     const DifferenceOptions& options_;
     const ByteView old_;
     const ByteView fresh_;
+    const uint64_t memory_;
     DifferenceCache cache_;
     StepProgress progress_;
     DifferenceReport report_;

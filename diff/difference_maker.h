@@ -44,6 +44,9 @@ struct DifferenceOptions {
     // New content of that many bytes and more is cut only in those ways that do best on a sample of it: what the others
     // gain is not worth the time.
     size_t sampledFrom = size_t{16} << 20;
+    // Bytes that the work shall take at most; 0: a quarter of what the machine has. It takes what it needs at least,
+    // several times the content of both files, and the outcome is the same.
+    uint64_t memory = 0;
     std::string cacheFolder; // where differences are kept, so that the same one need not be made again; empty: nowhere
     uint64_t cacheMax = uint64_t{1} << 30; // bytes that those may take; the ones used last stay
 };

@@ -7,8 +7,21 @@
 
 namespace ORVX::Difference {
 namespace {
-// One part in so many.
+// One part in so many, and of a long one a piece of that size in so many.
 constexpr size_t SAMPLE_STEP = 8;
+constexpr size_t SAMPLE_PIECE = size_t{1} << 20;
+
+std::vector<MatchedPart> SampleOf(const std::vector<MatchedPart>& parts)
+{
+    std::vector<MatchedPart> sample;
+    for (size_t i = 0; i < parts.size(); i += SAMPLE_STEP) {
+        const ByteView& fresh = parts[i].fresh;
+        for (size_t at = 0; at < fresh.size; at += SAMPLE_STEP * SAMPLE_PIECE) {
+            sample.push_back({{fresh.data + at, std::min(SAMPLE_PIECE, fresh.size - at)}, parts[i].start + at, {}});
+        }
+    }
+    return sample;
+}
 
 void MatchBy(const std::vector<MatchRule>& rules, const Matcher& matcher, std::vector<MatchedPart>& parts,
              const Matcher::Progress& progress)
@@ -45,10 +58,7 @@ void MatchedContent::Sort()
 
 std::vector<size_t> MatchedContent::TrySample(const std::vector<MatchRule>& rules) const
 {
-    std::vector<MatchedPart> sample;
-    for (size_t i = 0; i < parts_.size(); i += SAMPLE_STEP) {
-        sample.push_back({parts_[i].fresh, parts_[i].start, {}});
-    }
+    std::vector<MatchedPart> sample = SampleOf(parts_);
     MatchBy(rules, *matcher_, sample, [](size_t) {});
     std::vector<size_t> sizes(rules.size());
     InParallel(rules.size(), [&](size_t i) { sizes[i] = SizeOfWay(old_, sample, i); });
@@ -59,6 +69,6 @@ void MatchedContent::Match(const std::vector<MatchRule>& rules, const Matcher::P
 {
     Sort();
     MatchBy(rules, *matcher_, parts_, progress);
-    matcher_ = nullptr;
+    Forget();
 }
 } // namespace ORVX::Difference

@@ -26,8 +26,9 @@ public:
     [[nodiscard]] size_t NewSize() const { return newSize_; }
     [[nodiscard]] const std::vector<MatchedPart>& Parts() const { return parts_; }
 
-    // Sorts the old content, unless that was done: the matcher takes four times its room, and goes when it has matched.
+    // Sorts the old content, unless that was done. What that takes (Matcher::RoomFor) is given back by Match or Forget.
     void Sort();
+    void Forget() { matcher_ = nullptr; }
     // About how many bytes a sample of the parts takes, for each rule; SIZE_MAX where that cannot be told. Needs Sort.
     [[nodiscard]] std::vector<size_t> TrySample(const std::vector<MatchRule>& rules) const;
     // Fills the ways of all parts, on all cores; progress hears of every byte once for each rule.

@@ -26,6 +26,11 @@ struct Remembered {
     uint32_t isKnown : 1;
 };
 
+size_t PrefixSize(size_t oldSize)
+{
+    return oldSize < THREE_BYTES_FROM ? 2 : 3;
+}
+
 // In large steps for as long as all is the same, then eight bytes at a time.
 size_t CommonLength(const uint8_t* a, size_t aSize, const uint8_t* b, size_t bSize)
 {
@@ -212,9 +217,14 @@ Matcher::Matcher(ByteView old) : old_(old)
     IndexPrefixes();
 }
 
+size_t Matcher::RoomFor(size_t oldSize)
+{
+    return oldSize * sizeof(int32_t) + (size_t{1} << 8 * PrefixSize(oldSize)) * sizeof(uint32_t);
+}
+
 void Matcher::IndexPrefixes()
 {
-    prefixSize_ = old_.size < THREE_BYTES_FROM ? 2 : 3;
+    prefixSize_ = PrefixSize(old_.size);
     prefixes_.resize((size_t{1} << 8 * prefixSize_) + 1);
     for (size_t i = 0; i < old_.size; ++i) {
         ++prefixes_[PrefixOf(old_.data + i, old_.size - i) + 1];

@@ -29,6 +29,8 @@ struct MatchRule {
 class Matcher {
 public:
     explicit Matcher(ByteView old);
+    // About what the matcher of old content of that size takes, in bytes.
+    [[nodiscard]] static size_t RoomFor(size_t oldSize);
 
     // Ways to cut new content into stretches, one for each rule. No stretch is empty. start: where in the old content
     // the new one is likely to begin. No old content at all, or too much of it to be sorted, gives a single stretch of

@@ -28,7 +28,7 @@ class OwnMaker {
 public:
     OwnMaker(const OwnRequest& request, bool isFiltered, StepProgress& progress)
         : old_(request.old), fresh_(request.fresh), maxVersion_(request.version), sampledFrom_(request.sampledFrom),
-          progress_(progress)
+          memory_(request.memory), progress_(progress)
     {
         const size_t window = std::min<size_t>(request.window, DifferenceWindowMax(request.version));
         plan_ = MakeDifferencePlan(old_, fresh_, {window, isFiltered}, [&progress](size_t bytes, size_t total) {
@@ -98,10 +98,29 @@ private:
         total_ += ways_ * newSize;
         progress_.Tell("match", 0, total_); // sorting may take long
         const std::vector<MatchRule> rules = ways_ == RULES.size() ? RULES : LikelyRules(largestFirst);
-        InParallel(largestFirst.size(), [&](size_t i) {
-            largestFirst[i]->Match(rules, [this](size_t bytes) { Advance(bytes); });
-            Advance(largestFirst[i]->OldSize());
-        });
+        InParallel(
+            largestFirst.size(),
+            [&](size_t i) {
+                largestFirst[i]->Match(rules, [this](size_t bytes) { Advance(bytes); });
+                Advance(largestFirst[i]->OldSize());
+            },
+            MatchersAtATime());
+    }
+
+    // All cores match as well where there is but one matcher: only sorting is left to one of them.
+    [[nodiscard]] size_t MatchersAtATime() const
+    {
+        size_t room = old_.size + 2 * fresh_.size + plan_.oldPlain.size() + plan_.newPlain.size();
+        std::vector<size_t> needs;
+        for (const MatchedContent& content : contents_) {
+            needs.push_back(Matcher::RoomFor(content.OldSize()));
+        }
+        std::sort(needs.rbegin(), needs.rend());
+        size_t count = 0;
+        while (count < needs.size() && room + needs[count] <= memory_) {
+            room += needs[count++];
+        }
+        return std::max<size_t>(1, count);
     }
 
     // The raw bytes last.
@@ -118,13 +137,21 @@ private:
         contents_.emplace_back(old_, std::move(raw));
     }
 
-    static std::vector<MatchRule> LikelyRules(const std::vector<MatchedContent*>& largestFirst)
+    // The same ones on all machines.
+    [[nodiscard]] std::vector<MatchRule> LikelyRules(const std::vector<MatchedContent*>& largestFirst) const
     {
         std::vector<std::vector<size_t>> sizes(std::min(SAMPLED_CONTENTS, largestFirst.size()));
-        InParallel(sizes.size(), [&](size_t i) {
-            largestFirst[i]->Sort();
-            sizes[i] = largestFirst[i]->TrySample(RULES);
-        });
+        const size_t atATime = MatchersAtATime();
+        InParallel(
+            sizes.size(),
+            [&](size_t i) {
+                largestFirst[i]->Sort();
+                sizes[i] = largestFirst[i]->TrySample(RULES);
+                if (atATime < sizes.size()) {
+                    largestFirst[i]->Forget();
+                }
+            },
+            atATime);
         std::vector<std::pair<size_t, size_t>> ranks; // size and number
         for (size_t i = 0; i < RULES.size(); ++i) {
             ranks.emplace_back(0, i);
@@ -235,6 +262,7 @@ private:
     const ByteView fresh_;
     const uint8_t maxVersion_;
     const size_t sampledFrom_;
+    const uint64_t memory_;
     StepProgress& progress_;
     DifferencePlan plan_;
     uint64_t total_ = 0; // bytes to match

@@ -15,6 +15,7 @@ struct OwnRequest {
     uint8_t version;    // the highest that may be used
     size_t window;      // most inflated old content at a time, in bytes
     size_t sampledFrom; // see DifferenceOptions
+    uint64_t memory;    // that all the work shall take, in bytes
 };
 
 struct OwnDifference {

@@ -4,16 +4,17 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <system_error>
 #include <thread>
 #include <vector>
 
 namespace ORVX::Difference {
 // For the maker: calls job(i) for each i below count, each once, in no particular order, on the caller's thread and as
-// many others as there are cores for; returns when all are done. The job must be safe from several threads and may call
-// this again; it must not throw.
+// many others as there are cores for, on `most` at a time; returns when all are done. The job must be safe from several
+// threads and may call this again; it must not throw.
 template <class Job>
-void InParallel(size_t count, const Job& job)
+void InParallel(size_t count, const Job& job, size_t most = SIZE_MAX)
 {
     std::atomic<size_t> next{0};
     const auto work = [&next, count, &job]() {
@@ -21,7 +22,7 @@ void InParallel(size_t count, const Job& job)
             job(i);
         }
     };
-    const size_t cores = std::max<size_t>(1, std::thread::hardware_concurrency());
+    const size_t cores = std::max<size_t>(1, std::min<size_t>(most, std::thread::hardware_concurrency()));
     std::vector<std::thread> threads;
     try {
         for (size_t i = 1; i < std::min(cores, count); ++i) {

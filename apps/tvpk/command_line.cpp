@@ -84,7 +84,7 @@ private:
             ->required()
             ->type_name("DIR");
         make->add_flag("--plain", make_.isPlainOnly, "Plain zstd differences only");
-        AddCache(*make);
+        AddWork(*make);
         CLI::App* inspect = Add("inspect", "Show what is inside a patch package",
                                 [this](const Console& console) { return RunInspect(console, verify_.package); });
         inspect->add_option("PACKAGE", verify_.package, "The package (app.tvpk)")->required();
@@ -98,7 +98,7 @@ private:
     void AddDiffCommands()
     {
         CLI::App* diff = Add("diff", "Make the difference between two files",
-                             [this](const Console& console) { return RunDiff(console, diff_, limits_, make_.cache); });
+                             [this](const Console& console) { return RunDiff(console, diff_, limits_, make_.work); });
         diff->add_option("OLD", diff_.old, "The old file")->required();
         diff->add_option("NEW", diff_.fresh, "The new file")->required();
         diff->add_option("OUT", diff_.difference, "The difference to write")->required();
@@ -110,7 +110,7 @@ private:
             ->check(CLI::Range(1, WINDOW_MAX))
             ->type_name("MIB")
             ->capture_default_str();
-        AddCache(*diff);
+        AddWork(*diff);
         CLI::App* patch = Add("patch", "Make the new file from a difference and the old file",
                               [this](const Console& console) { return RunPatch(console, diff_); });
         patch->add_option("DIFF", diff_.difference, "The difference")->required();
@@ -118,11 +118,15 @@ private:
         patch->add_option("OUT", diff_.fresh, "The new file to write")->required();
     }
 
-    void AddCache(CLI::App& command)
+    void AddWork(CLI::App& command)
     {
-        command.add_option("--cache", make_.cache.folder, "Keep differences here, and make none that is kept")
+        command
+            .add_option("--memory", make_.work.memory, "Most that the work takes: a quarter of the machine's without")
+            ->check(CLI::Range(1, 1 << 20))
+            ->type_name("MIB");
+        command.add_option("--cache", make_.work.cacheFolder, "Keep differences here, and make none that is kept")
             ->type_name("DIR");
-        command.add_option("--cache-size", make_.cache.sizeMax, "Most that they take; those used last stay")
+        command.add_option("--cache-size", make_.work.cacheMax, "Most that they take; those used last stay")
             ->check(CLI::Range(1, 1 << 20))
             ->type_name("MIB")
             ->capture_default_str();

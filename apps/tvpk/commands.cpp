@@ -148,7 +148,7 @@ int RunMake(const Console& console, const MakeRequest& request)
     Cli::Progress progress(console);
     MakerOptions options;
     options.isPlainOnly = request.isPlainOnly;
-    options.cache = request.cache;
+    options.work = request.work;
     options.note = [&console](const std::string& note) { console.Note(note); };
     options.progress = [&progress](const std::string& step, uint64_t done, uint64_t total) {
         progress.Report(step, done, total);

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "apps/common/console.h"
-#include "apps/tvpk/cache_choice.h"
+#include "apps/tvpk/work_choice.h"
 
 namespace ORVX::Tvpk {
 struct MakeRequest {
@@ -13,7 +13,7 @@ struct MakeRequest {
     std::string privateKey;
     std::string outDir;
     bool isPlainOnly = false;
-    CacheChoice cache;
+    WorkChoice work;
 };
 
 struct VerifyRequest {

@@ -127,7 +127,7 @@ int ApplyBeside(const DiffPaths& paths, Interruption& interruption, int& error)
 }
 } // namespace
 
-int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimits& limits, const CacheChoice& cache)
+int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimits& limits, const WorkChoice& work)
 {
     const Difference::DifferencePaths files{paths.old, paths.fresh, paths.difference};
     if (IsSameFile(paths.difference, paths.old) || IsSameFile(paths.difference, paths.fresh)) {
@@ -148,7 +148,7 @@ int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimit
     Difference::DifferenceOptions options;
     options.version = static_cast<uint8_t>(limits.format);
     options.window = static_cast<size_t>(limits.window) << 20;
-    cache.ApplyTo(options);
+    work.ApplyTo(options);
     options.progress = [&progress](const std::string& step, uint64_t done, uint64_t total) {
         progress.Report(step, done, total);
     };
@@ -166,7 +166,7 @@ int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimit
     if (!report.unkept.empty()) {
         console.Note("the difference is not kept: " + report.unkept);
     }
-    ShowDiff(console, report, !cache.folder.empty());
+    ShowDiff(console, report, !work.cacheFolder.empty());
     return Cli::EXIT_DONE;
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "apps/common/console.h"
-#include "apps/tvpk/cache_choice.h"
+#include "apps/tvpk/work_choice.h"
 #include "diff/difference_limits.h"
 
 namespace ORVX::Tvpk {
@@ -24,7 +24,7 @@ struct DiffLimits {
 // Each carries its command out, shows what came of it, and gives the exit code. What is under the path of the file to
 // be written stays as it is when that cannot be made, or when the command is interrupted.
 [[nodiscard]] int RunDiff(const Cli::Console& console, const DiffPaths& paths, const DiffLimits& limits,
-                          const CacheChoice& cache);
+                          const WorkChoice& work);
 [[nodiscard]] int RunPatch(const Cli::Console& console, const DiffPaths& paths);
 } // namespace ORVX::Tvpk
 

@@ -221,7 +221,7 @@ bool PackageMaker::MakeDifference(const ReleaseFile& source, const std::string& 
     Difference::DifferenceReport report;
     Difference::DifferenceOptions options;
     options.isPlainOnly = options_.isPlainOnly;
-    options_.cache.ApplyTo(options);
+    options_.work.ApplyTo(options);
     options.version = static_cast<uint8_t>(release_.format);
     options.window = static_cast<size_t>(release_.window) << 20;
     const std::string what = FileNameOf(source.base) + " of " + made.bundleName + ": ";
@@ -240,7 +240,7 @@ bool PackageMaker::MakeDifference(const ReleaseFile& source, const std::string& 
         options_.note(what + "the difference is not kept: " + report.unkept);
     }
     made.kind = Difference::DifferenceKindName(report.kind);
-    made.isCached = options_.cache.folder.empty() ? std::nullopt : std::optional(report.isCached);
+    made.isCached = options_.work.cacheFolder.empty() ? std::nullopt : std::optional(report.isCached);
     made.shippedSize = report.differenceSize;
     return isMade;
 }

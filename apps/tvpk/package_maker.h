@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "apps/tvpk/cache_choice.h"
 #include "apps/tvpk/interruption.h"
 #include "apps/tvpk/release_file.h"
+#include "apps/tvpk/work_choice.h"
 #include "formats/patch_config.h"
 
 namespace ORVX::Tvpk {
@@ -36,7 +36,7 @@ struct MadePackage {
 
 struct MakerOptions {
     bool isPlainOnly = false; // differences are plain zstd frames
-    CacheChoice cache;
+    WorkChoice work;
     // Gets what is being done, for people, and how far that is in bytes; from any thread, one at a time.
     std::function<void(const std::string& step, uint64_t done, uint64_t total)> progress;
     std::function<void(const std::string& note)> note; // gets what whoever makes the package should know

@@ -304,6 +304,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"verify a1.vab none --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/none: No such file or directory"},
         {"verify pipe no.json --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/pipe: it is no regular file"},
         {"diff a1.vab a2.vab d --window 257", 2, "--window: Value 257 not in range 1 to 256; --help tells more"},
+        {"diff a1.vab a2.vab d --memory 0", 2, "--memory: Value 0 not in range 1 to 1048576; --help tells more"},
         {"diff a1.vab a2.vab d --format 3", 2, "--format: Value 3 not in range 1 to 2; --help tells more"},
         {"diff none a2.vab d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab none d", 1, "cannot read @/none: No such file or directory"},

@@ -215,6 +215,11 @@ TEST_F(ArchiveDifferenceTest, ASampleTellsWhichWaysDoBest)
         const uint64_t best = RoundTrip("each way", SIZE_MAX).differenceSize;
         options_.sampledFrom = 0;
         RoundTrip("likely ways", best);
+        const std::string made = scratch_.Read("difference");
+        options_.memory = 1; // one thing after another, and no other outcome
+        RoundTrip("little memory", best);
+        EXPECT_TRUE(scratch_.Read("difference") == made);
+        options_.memory = 0;
     }
 }
 
