@@ -278,12 +278,13 @@ bool FactoryMemory::Confirm(const std::string& path, std::string& error)
 
 void FactoryMemory::Save() const
 {
+    const std::string beside = path_ + ".new";
     if (system_.empty() || (!isChanged_ && formerListings_.empty() && formerFiles_.empty())) {
+        FileUtils::Remove(beside); // of a boot whose power was cut
         return;
     }
     const std::string text = Print();
     const std::string whole = HashOf(text) + text;
-    const std::string beside = path_ + ".new";
     TavomendEngine::OutputFile file(beside, MEMORY_MODE);
     const bool isWritten = file.IsValid() && file.Write(whole.data(), whole.size());
     if (!file.Close() || !isWritten || !FileUtils::MoveFile(beside, path_)) {

@@ -311,7 +311,10 @@ TEST_F(FactoryMemoryTest, AFactoryFileIsReadOnceAndAgainWhenItMayHaveChanged)
         EXPECT_EQ(opened, entry.opened);
         const bool isDamaged = entry.name == std::string("a damaged file");
         const std::string stamp = Exists(FACTORY_MEMORY_PATH) ? StampOf(FACTORY_MEMORY_PATH) : "";
+        const std::string beside = std::string(FACTORY_MEMORY_PATH) + ".new"; // a boot's whose power was cut
+        WriteFile(beside, "");
         EXPECT_EQ(ScanLater(opened), isDamaged ? entry.scan : "");
+        EXPECT_FALSE(Exists(beside));
         EXPECT_EQ(opened, isDamaged ? entry.opened : "");
         EXPECT_EQ(StampOf(FACTORY_MEMORY_PATH), stamp); // nothing to write
         platform_.reset();
