@@ -84,6 +84,10 @@ std::optional<DifferenceCache::Entry> DifferenceCache::Find() const
 
 bool DifferenceCache::Keep(const Entry& entry) const
 {
+    if (entry.bytes.size() > sizeMax_) {
+        errno = EFBIG;
+        return false;
+    }
     std::error_code error;
     fs::create_directories(folder_, error);
     if (error) {

@@ -10,8 +10,8 @@
 
 namespace ORVX::Difference {
 // A folder with one file for each difference: a line that describes it, then its bytes. The maker proves what it takes
-// from here like what it has just made, so that a file that rots or was put there by somebody else does no harm. Safe
-// from any thread, and beside other processes with the same folder.
+// from here like what it has just made, so that a file that rots or was put there by somebody else does no harm. The
+// maker has one for each difference, for one thread; any number of them may share a folder, in other processes too.
 class DifferenceCache {
 public:
     struct Entry {
@@ -29,7 +29,8 @@ public:
     // The difference that was kept, which counts as used now; nothing when there is none or its description is damaged.
     [[nodiscard]] std::optional<Entry> Find() const;
     // Keeps a difference, in one step, and removes those that were not used for longest until all take sizeMax bytes at
-    // most. False, with the reason in errno, when it cannot be written; what was kept before stays.
+    // most. False, with the reason in errno, when it cannot be written, or is larger than that (EFBIG); what was kept
+    // before stays.
     [[nodiscard]] bool Keep(const Entry& entry) const;
 
 private:

@@ -26,7 +26,7 @@ struct DifferenceReport {
     std::string failure;    // why there is no other kind than the plain one, for people; empty where all went well
     uint64_t window = 0;    // bytes of inflated old content that it holds at a time
     bool isCached = false;  // it was made before
-    std::string unkept;     // why it will not be found again, for people; empty where it will, or need not
+    std::string unkept;     // why the cache did not take it, for people; empty where it did, or was not asked
 };
 
 // "archive", "bytes" or "plain".

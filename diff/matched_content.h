@@ -15,10 +15,11 @@ struct MatchedPart {
     std::vector<Stretches> ways; // one for each rule that it was matched by; positions are those of the old content
 };
 
-// New content that goes on from the same old content, for the maker of differences.
+// New content that goes on from the same old content. The maker of differences has one for each group and one for the
+// raw bytes; each is for one thread at a time, and uses all cores itself.
 class MatchedContent {
 public:
-    // Both must outlive this object.
+    // What old and the parts refer to must outlive this object.
     MatchedContent(ByteView old, std::vector<MatchedPart> parts);
     MatchedContent(MatchedContent&&) = default;
 

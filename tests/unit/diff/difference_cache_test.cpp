@@ -138,6 +138,10 @@ TEST_F(DifferenceCacheTest, WhatCannotBeKeptIsTold)
     EXPECT_FALSE(IsKnown(options_));
     EXPECT_EQ(report_.unkept, "cannot write " + options_.cacheFolder + ": Not a directory");
     fs::remove(scratch_.Path("a"));
+    options_.cacheMax = 1;
+    EXPECT_FALSE(IsKnown(options_));
+    EXPECT_EQ(report_.unkept, "cannot write " + options_.cacheFolder + ": File too large");
+    options_.cacheMax = 1000000;
     EXPECT_FALSE(IsKnown(options_));
     EXPECT_EQ(report_.unkept, "");
 }
