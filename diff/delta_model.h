@@ -32,6 +32,13 @@ enum class NumberKind : uint8_t {
     IS_FILTERED, // from version 2 on, as what follows
     CONTENT_FILTER,
     PIECE_FILTER,
+    PRIMING_SOURCE, // from version 3 on, as what follows
+    PRIMING_START,
+    PRIMING_LENGTH,
+    PREDICTS_HEADERS,
+    HAS_OLD_ENTRY,
+    OLD_ENTRY,
+    PACKED_LENGTH,
     COUNT,
 };
 

@@ -18,6 +18,7 @@ DifferenceResult DeltaStream::Read(ByteView old, uint64_t oldStart, uint8_t* roo
         }
         room += length;
         size -= length;
+        outputPosition_ += length;
     }
     return result;
 }
@@ -38,7 +39,9 @@ DifferenceResult DeltaStream::ReadDelta(ByteView old, uint64_t oldStart, uint8_t
     if (offset > old.size || size > old.size - offset) {
         return DIFFERENCE_DAMAGED;
     }
-    coder_.Code(source_.decoder, source_.model, DeltaCoder::Part<uint8_t>{old.data + offset, room, size, delta_});
+    const uint8_t* const from =
+        headers_ != nullptr ? headers_->Follow(position_, size, outputPosition_) : old.data + offset;
+    coder_.Code(source_.decoder, source_.model, DeltaCoder::Part<uint8_t>{from, room, size, delta_});
     position_ += size;
     delta_ -= size;
     return DIFFERENCE_OK;

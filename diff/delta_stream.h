@@ -4,6 +4,7 @@
 
 #include "diff/delta_coder.h"
 #include "diff/extra_reader.h"
+#include "diff/header_prediction.h"
 #include "diff/range_coder.h"
 
 namespace ORVX::Difference {
@@ -31,6 +32,13 @@ public:
 
     DeltaStream(DeltaSource& source, const Kinds& kinds) : source_(source), kinds_(kinds) {}
 
+    // From now on old bytes are the base's as foretold. outputPosition: of the bytes that the next Read gives.
+    void FollowHeaders(HeaderPrediction* headers, uint64_t outputPosition)
+    {
+        headers_ = headers;
+        outputPosition_ = outputPosition;
+    }
+
     // Gives the next bytes. old: the old content that can be reached now, oldStart: the position of its first byte.
     // DIFFERENCE_DAMAGED when a stretch is empty, leads out of the old content or ends early; room is undefined then.
     [[nodiscard]] DifferenceResult Read(ByteView old, uint64_t oldStart, uint8_t* room, size_t size);
@@ -45,6 +53,8 @@ private:
     uint64_t position_ = 0;
     uint64_t delta_ = 0;
     uint64_t extra_ = 0;
+    HeaderPrediction* headers_ = nullptr; // none: old bytes are as they are
+    uint64_t outputPosition_ = 0;
 };
 } // namespace ORVX::Difference
 

@@ -2,6 +2,7 @@
 
 #include "diff/delta_coder.h"
 #include "diff/delta_stream.h"
+#include "diff/header_prediction.h"
 #include "diff/old_window.h"
 #include "diff/range_encoder.h"
 
@@ -9,27 +10,20 @@ namespace ORVX::Difference {
 namespace {
 class Encoder {
 public:
-    Encoder(ByteView old, const DifferencePlan& plan, const Matches& matches, uint8_t version)
-        : old_(old), plan_(plan), matches_(matches), version_(version)
+    Encoder(ByteView old, const DifferencePlan& plan, const Matches& matches, const Layout& layout)
+        : old_(old), plan_(plan), matches_(matches), layout_(layout)
     {
+        if (layout.isHeadersForetold) {
+            headers_ = HeaderPrediction::Of(old);
+        }
     }
 
     CodedParts Encode()
     {
-        if (version_ >= 2) {
-            Put(NumberKind::IS_FILTERED, plan_.isFiltered ? 1 : 0);
-        }
+        PutLayout();
         Put(NumberKind::REGION_COUNT, plan_.regions.size());
         for (size_t i = 0; i < plan_.regions.size(); ++i) {
-            const Region& region = plan_.regions[i];
-            Put(NumberKind::RAW_LENGTH, region.raw.size);
-            Put(NumberKind::LEVEL, static_cast<uint64_t>(region.level));
-            if (region.level != 0) {
-                Put(NumberKind::PLAIN_LENGTH, region.plainSize);
-                PutFilter(NumberKind::CONTENT_FILTER, region.filter);
-            }
-            PutRaw(region.raw, matches_.raw[i]);
-            PutPlain(region.plainSize);
+            PutRegion(plan_.regions[i], matches_.raw[i]);
         }
         return {coder_.Finish(), std::move(extra_), windowSize_};
     }
@@ -51,6 +45,73 @@ private:
         size_t delta = 0;
         size_t extra = 0;
     };
+
+    void PutLayout()
+    {
+        if (layout_.version >= 2) {
+            Put(NumberKind::IS_FILTERED, plan_.isFiltered ? 1 : 0);
+        }
+        if (layout_.version < 3) {
+            return;
+        }
+        Put(NumberKind::PRIMING_SOURCE, layout_.priming.source);
+        if (layout_.priming.source != Priming::NONE) {
+            Put(NumberKind::PRIMING_START, layout_.priming.start);
+            Put(NumberKind::PRIMING_LENGTH, layout_.priming.size);
+        }
+        Put(NumberKind::PREDICTS_HEADERS, headers_.has_value() ? 1 : 0);
+        if (layout_.priming.source == Priming::WINDOW) {
+            BeginGroup();
+        }
+    }
+
+    void PutRegion(const Region& region, const Stretches& raw)
+    {
+        Put(NumberKind::RAW_LENGTH, region.raw.size);
+        Put(NumberKind::LEVEL, static_cast<uint64_t>(region.level));
+        if (region.level != 0) {
+            Put(NumberKind::PLAIN_LENGTH, region.plainSize);
+            PutFilter(NumberKind::CONTENT_FILTER, region.filter);
+        }
+        const std::optional<size_t> entry = headers_.has_value() ? PutEntry(region) : std::nullopt;
+        const bool isContentFirst = headers_.has_value() && region.plainSize <= FILTERED_PART;
+        if (isContentFirst) {
+            PutPlain(region.plainSize);
+            TellHeaders(entry, region);
+        }
+        PutRaw(region.raw, raw);
+        if (!isContentFirst) {
+            PutPlain(region.plainSize);
+            TellHeaders(entry, region);
+        }
+        outputPosition_ += region.packedSize;
+    }
+
+    // The old entry that it goes on from, mostly the one behind the last one, and its size in the archive.
+    std::optional<size_t> PutEntry(const Region& region)
+    {
+        if (region.level == 0) {
+            return std::nullopt;
+        }
+        const auto entry = region.oldHeader.has_value() ? headers_->Find(*region.oldHeader) : std::nullopt;
+        Put(NumberKind::HAS_OLD_ENTRY, entry.has_value() ? 1 : 0);
+        if (entry.has_value()) {
+            model_.numbers.CodeSigned(coder_, NumberKind::OLD_ENTRY, static_cast<int64_t>(*entry - nextEntry_));
+            nextEntry_ = *entry + 1;
+        }
+        const size_t expected = entry.has_value() ? headers_->OldPackedSize(*entry) : region.plainSize;
+        model_.numbers.CodeSigned(coder_, NumberKind::PACKED_LENGTH,
+                                  static_cast<int64_t>(region.packedSize - expected));
+        return entry;
+    }
+
+    void TellHeaders(const std::optional<size_t>& entry, const Region& region)
+    {
+        if (entry.has_value()) {
+            headers_->Tell(*entry, {region.crc, static_cast<uint32_t>(region.packedSize),
+                                    static_cast<uint32_t>(region.plainSize)});
+        }
+    }
 
     void Put(NumberKind kind, uint64_t number) { model_.numbers.Code(coder_, kind, number); }
 
@@ -74,13 +135,12 @@ private:
         cursor.extra = stretch.extra;
     }
 
-    // Codes up to size bytes of the current stretch; gives how many.
+    // Codes up to size bytes of the current stretch; gives how many. old: what the next of them follow.
     size_t Continue(Cursor& cursor, const uint8_t* old, const uint8_t* fresh, size_t size)
     {
         const size_t length = std::min(size, cursor.delta != 0 ? cursor.delta : cursor.extra);
         if (cursor.delta != 0) {
-            cursor.coder.Code(coder_, model_,
-                              DeltaCoder::Part<const uint8_t>{old + cursor.position, fresh, length, cursor.delta});
+            cursor.coder.Code(coder_, model_, DeltaCoder::Part<const uint8_t>{old, fresh, length, cursor.delta});
             cursor.position += length;
             cursor.delta -= length;
         } else {
@@ -95,9 +155,13 @@ private:
         const uint8_t* fresh = raw.data;
         for (const Stretch& stretch : stretches) {
             Begin(raw_, stretch);
+            const uint8_t* const old = headers_.has_value() && stretch.delta != 0
+                                           ? headers_->Follow(stretch.oldPosition, stretch.delta, outputPosition_)
+                                           : old_.data + raw_.position;
             while (raw_.delta + raw_.extra != 0) {
-                fresh += Continue(raw_, old_.data, fresh, SIZE_MAX);
+                fresh += Continue(raw_, old, fresh, SIZE_MAX);
             }
+            outputPosition_ += stretch.delta + stretch.extra;
         }
     }
 
@@ -111,8 +175,8 @@ private:
             if (plain_.delta + plain_.extra == 0) {
                 Begin(plain_, matches_.plain[group_][stretch_++]);
             }
-            plainPosition_ +=
-                Continue(plain_, plan_.oldPlain.data(), plan_.newPlain.data() + plainPosition_, end - plainPosition_);
+            plainPosition_ += Continue(plain_, plan_.oldPlain.data() + plain_.position,
+                                       plan_.newPlain.data() + plainPosition_, end - plainPosition_);
         }
     }
 
@@ -150,7 +214,8 @@ private:
     ByteView old_;
     const DifferencePlan& plan_;
     const Matches& matches_;
-    const uint8_t version_;
+    const Layout layout_;
+    std::optional<HeaderPrediction> headers_;
     RangeEncoder coder_;
     DeltaModel model_;
     std::string extra_;
@@ -167,18 +232,20 @@ private:
     size_t piece_ = 0;
     size_t pieceEnd_ = 0;
     size_t lastPieceEnd_ = 0;
+    size_t nextEntry_ = 0; // of the old file
+    uint64_t outputPosition_ = 0;
 };
 } // namespace
 
-CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches, uint8_t version)
+CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches, const Layout& layout)
 {
-    return Encoder(old, plan, matches, version).Encode();
+    return Encoder(old, plan, matches, layout).Encode();
 }
 
 CodedParts EncodeStretches(ByteView old, const std::vector<CutContent>& content)
 {
     const DifferencePlan noPlan;
     const Matches noMatches;
-    return Encoder(old, noPlan, noMatches, 1).EncodeOnly(content);
+    return Encoder(old, noPlan, noMatches, {}).EncodeOnly(content);
 }
 } // namespace ORVX::Difference

@@ -6,6 +6,7 @@
 
 #include "diff/difference_plan.h"
 #include "diff/matcher.h"
+#include "diff/priming.h"
 
 namespace ORVX::Difference {
 // The stretches of one region's raw bytes, or of one group's content; positions are those of the whole old file, and of
@@ -23,9 +24,16 @@ struct CodedParts {
     size_t windowSize = 0; // most old content at a time
 };
 
-// old: the whole old file. A plan that is filtered needs version 2.
+// How it is written down.
+struct Layout {
+    uint8_t version = 1;            // a plan that is filtered needs 2, what follows here 3
+    Priming priming = {};           // of the extra bytes' dictionary
+    bool isHeadersForetold = false; // the old file must be an archive that HeaderPrediction takes
+};
+
+// old: the whole old file.
 [[nodiscard]] CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches,
-                                          uint8_t version);
+                                          const Layout& layout);
 
 // New content, and how it is cut.
 struct CutContent {

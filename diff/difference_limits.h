@@ -10,7 +10,7 @@ constexpr uint64_t DIFFERENCE_OUTPUT_SIZE_MAX = (uint64_t{1} << 31) - 1;
 
 // Versions of the archive-aware format that the applier reads; each maker writes the lowest one that will do.
 constexpr uint8_t DIFFERENCE_VERSION_MIN = 1;
-constexpr uint8_t DIFFERENCE_VERSION_MAX = 2;
+constexpr uint8_t DIFFERENCE_VERSION_MAX = 3;
 
 // Largest window of a version, in bytes.
 constexpr uint32_t DifferenceWindowMax(uint8_t version)

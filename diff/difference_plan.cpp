@@ -187,8 +187,13 @@ private:
             const size_t data = changed.entry->dataOffset;
             const CodeFilter filter = CodeFilterFor({changed.content.data(), changed.content.size()});
             plan_.hasCode = plan_.hasCode || filter != CodeFilter::NONE;
-            plan_.regions.push_back(
-                {{fresh_.data + position, data - position}, *changed.level, changed.content.size(), filter});
+            Region region{{fresh_.data + position, data - position}, *changed.level, changed.content.size(), filter};
+            region.crc = changed.entry->crc;
+            region.packedSize = changed.entry->compressedSize;
+            if (changed.counterpart != nullptr) {
+                region.oldHeader = changed.counterpart->headerOffset;
+            }
+            plan_.regions.push_back(region);
             position = data + changed.entry->compressedSize;
             const size_t newStart = plan_.newPlain.size();
             const size_t oldStart = plan_.oldPlain.size();
@@ -200,7 +205,9 @@ private:
             changed.content = Bytes{};
             changed.oldContent = Bytes{};
         }
-        plan_.regions.push_back({{fresh_.data + position, fresh_.size - position}, 0, 0, CodeFilter::NONE});
+        Region rest;
+        rest.raw = {fresh_.data + position, fresh_.size - position};
+        plan_.regions.push_back(rest);
     }
 
     void AddPiece(const ZipEntry& entry, const Bytes& content)

@@ -3,6 +3,7 @@
 #define TAVOMEND_DIFF_DIFFERENCE_PLAN_H
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "diff/code_filter.h"
@@ -18,6 +19,10 @@ struct Region {
     int level = 0;
     size_t plainSize = 0;
     CodeFilter filter = CodeFilter::NONE;
+    uint32_t crc = 0;      // of the content
+    size_t packedSize = 0; // in the new file
+    std::optional<size_t> oldHeader =
+        std::nullopt; // where the old file has the header of the entry that this one goes on from
 };
 
 // Old content that new content may follow: an entry of the old file.

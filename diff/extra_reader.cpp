@@ -4,7 +4,7 @@
 
 namespace ORVX::Difference {
 DifferenceResult ExtraReader::Open(ByteView stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties,
-                                   bool mayBeChunked)
+                                   bool mayBeChunked, ByteView priming)
 {
     const bool isChunked = mayBeChunked && properties[0] == EXTRA_IS_CHUNKED;
     const lzma_vli kind = isChunked ? LZMA_FILTER_LZMA2 : LZMA_FILTER_LZMA1;
@@ -13,7 +13,10 @@ DifferenceResult ExtraReader::Open(ByteView stream, const std::array<uint8_t, EX
     if (lzma_properties_decode(filters.data(), nullptr, own, isChunked ? 1 : properties.size()) != LZMA_OK) {
         return DIFFERENCE_DAMAGED;
     }
-    const bool isBounded = static_cast<const lzma_options_lzma*>(filters[0].options)->dict_size <= EXTRA_DICTIONARY_MAX;
+    auto* const options = static_cast<lzma_options_lzma*>(filters[0].options);
+    options->preset_dict = priming.data;
+    options->preset_dict_size = static_cast<uint32_t>(priming.size);
+    const bool isBounded = options->dict_size <= EXTRA_DICTIONARY_MAX;
     const lzma_ret opened = isBounded ? lzma_raw_decoder(&stream_, filters.data()) : LZMA_OPTIONS_ERROR;
     free(filters[0].options); // NOLINT: the library's own allocation
     stream_.next_in = stream.data;

@@ -9,6 +9,8 @@ namespace {
 constexpr size_t ROOM = 1024;
 constexpr uint32_t BEST_PRESET = LZMA_PRESET_EXTREME | 9U;
 constexpr uint32_t ESTIMATE_PRESET = 4;
+// A search that is not exhaustive: the priming is gone through for each estimate.
+constexpr uint32_t PRIMED_ESTIMATE_PRESET = 3;
 constexpr uint32_t RANKING_PRESET = 1;
 // Beyond this, only the settings that look best are carried out in full.
 constexpr size_t RANKED_FROM = size_t{1} << 20;
@@ -18,10 +20,7 @@ constexpr size_t CHUNKED_GAIN_SHARE_MIN = 256;
 constexpr size_t CHUNKED_GAIN_MIN = 64;
 
 // Data of different kinds wants different contexts.
-struct Setting {
-    uint32_t literals;
-    uint32_t positions;
-};
+using Setting = CompressedExtra::Setting;
 constexpr Setting SETTINGS[] = {{3, 0}, {0, 0}, {0, 2}, {3, 2}, {4, 0}};
 
 struct Lzma {
@@ -29,13 +28,16 @@ struct Lzma {
     uint32_t preset;
 };
 
-std::optional<CompressedExtra> Compress(const std::string& extra, const Setting& setting, const Lzma& lzma)
+std::optional<CompressedExtra> Compress(const std::string& extra, const Setting& setting, const Lzma& lzma,
+                                        ByteView priming = {})
 {
     lzma_options_lzma options{};
     lzma_lzma_preset(&options, lzma.preset);
     options.dict_size = EXTRA_DICTIONARY_MAX;
     options.lc = setting.literals;
     options.pb = setting.positions;
+    options.preset_dict = priming.data;
+    options.preset_dict_size = static_cast<uint32_t>(priming.size);
     const lzma_filter filters[] = {{lzma.kind, &options}, {LZMA_VLI_UNKNOWN, nullptr}};
     // A raw stream has no chunks that are stored: what does not compress grows, as the library's bound for its
     // containers does not foresee.
@@ -52,6 +54,7 @@ std::optional<CompressedExtra> Compress(const std::string& extra, const Setting&
         return std::nullopt;
     }
     made.bytes.resize(size);
+    made.setting = setting;
     return made;
 }
 
@@ -100,10 +103,18 @@ std::optional<CompressedExtra> CompressExtra(const std::string& extra, bool mayB
     return std::move(*best);
 }
 
-size_t EstimateExtra(const std::string& extra)
+std::optional<CompressedExtra> CompressPrimedExtra(const std::string& extra, const CompressedExtra& unprimed,
+                                                   ByteView priming)
 {
+    return Compress(extra, unprimed.setting, {unprimed.isChunked ? LZMA_FILTER_LZMA2 : LZMA_FILTER_LZMA1, BEST_PRESET},
+                    priming);
+}
+
+size_t EstimateExtra(const std::string& extra, ByteView priming)
+{
+    const uint32_t preset = priming.size == 0 ? ESTIMATE_PRESET : PRIMED_ESTIMATE_PRESET;
     const std::optional<CompressedExtra> made =
-        extra.empty() ? CompressedExtra{} : Compress(extra, SETTINGS[0], {LZMA_FILTER_LZMA1, ESTIMATE_PRESET});
+        extra.empty() ? CompressedExtra{} : Compress(extra, SETTINGS[0], {LZMA_FILTER_LZMA1, preset}, priming);
     return made.has_value() ? made->bytes.size() : SIZE_MAX;
 }
 } // namespace ORVX::Difference

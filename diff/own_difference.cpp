@@ -7,6 +7,7 @@
 #include "diff/extra_writer.h"
 #include "diff/matched_content.h"
 #include "diff/parallel.h"
+#include "diff/priming_choice.h"
 #include "diff/raw_deflate.h"
 
 namespace ORVX::Difference {
@@ -22,6 +23,7 @@ constexpr size_t SAMPLED_CONTENTS = 2;
 constexpr size_t LIKELY_RULES = 2;
 // Not every device reads version 2: it must make a difference smaller by such a part.
 constexpr size_t GAIN_SHARE_MIN = 256;
+constexpr size_t PRIMED_EXTRA_MAX = size_t{8} << 20;
 
 // One plan carried out.
 class OwnMaker {
@@ -209,11 +211,20 @@ private:
 
     [[nodiscard]] Attempt Try(const Matches& matches) const
     {
-        Attempt attempt{EncodeDifference(old_, plan_, matches, NeededVersion())};
-        const size_t extra = EstimateExtra(attempt.parts.extra);
+        Attempt attempt{EncodeDifference(old_, plan_, matches, {NeededVersion()})};
+        const size_t extra = EstimateExtra(attempt.parts.extra, BytesOf(PrimingFor(attempt.parts.extra, matches)));
         attempt.size = extra == SIZE_MAX ? SIZE_MAX : attempt.parts.model.size() + extra;
         return attempt;
     }
+
+    // Before much extra data the dictionary is soon full of that.
+    [[nodiscard]] Priming PrimingFor(const std::string& extra, const Matches& matches) const
+    {
+        const bool isPrimed = maxVersion_ >= 3 && !extra.empty() && extra.size() <= PRIMED_EXTRA_MAX;
+        return isPrimed ? ChoosePriming(old_, plan_, matches) : Priming{};
+    }
+
+    [[nodiscard]] ByteView BytesOf(const Priming& priming) const { return PrimingBytes(old_, plan_, priming); }
 
     [[nodiscard]] std::optional<std::string> EncodeBest() const
     {
@@ -221,16 +232,44 @@ private:
         InParallel(attempts.size(), [&](size_t i) { attempts[i] = Try(MatchesOf(i)); });
         const auto best = std::min_element(attempts.begin(), attempts.end(),
                                            [](const Attempt& a, const Attempt& b) { return a.size < b.size; });
+        const Matches matches = MatchesOf(static_cast<size_t>(best - attempts.begin()));
         const std::optional<CompressedExtra> extra = CompressExtra(best->parts.extra, maxVersion_ >= 2);
         if (!extra.has_value()) {
             return std::nullopt;
         }
-        const size_t window = best->parts.windowSize;
-        if (extra->isChunked && NeededVersion() < 2) {
-            const Matches matches = MatchesOf(static_cast<size_t>(best - attempts.begin()));
-            return Assemble(2, window, EncodeDifference(old_, plan_, matches, 2).model, *extra);
+        const std::optional<std::string> usual = WriteDown(best->parts, *extra, matches);
+        if (maxVersion_ < 3 || !usual.has_value()) {
+            return usual;
         }
-        return Assemble(NeededVersion(), window, best->parts.model, *extra);
+        std::optional<std::string> foretold = Foretell(best->parts, *extra, matches);
+        const bool isWorthIt =
+            foretold.has_value() && foretold->size() < usual->size() - usual->size() / GAIN_SHARE_MIN;
+        return isWorthIt ? foretold : usual;
+    }
+
+    // In version 1 or 2.
+    [[nodiscard]] std::optional<std::string> WriteDown(const CodedParts& parts, const CompressedExtra& extra,
+                                                       const Matches& matches) const
+    {
+        if (extra.isChunked && NeededVersion() < 2) {
+            return Assemble(2, parts.windowSize, EncodeDifference(old_, plan_, matches, {2}).model, extra);
+        }
+        return Assemble(NeededVersion(), parts.windowSize, parts.model, extra);
+    }
+
+    // In version 3, with all that it has.
+    [[nodiscard]] std::optional<std::string> Foretell(const CodedParts& usual, const CompressedExtra& usualExtra,
+                                                      const Matches& matches) const
+    {
+        const Priming priming = PrimingFor(usual.extra, matches);
+        const CodedParts parts = EncodeDifference(old_, plan_, matches, {3, priming, true});
+        const size_t gainMin = (usual.model.size() + usualExtra.bytes.size()) / GAIN_SHARE_MIN;
+        if (priming.source == Priming::NONE && parts.model.size() + gainMin >= usual.model.size()) {
+            return std::nullopt; // nothing that would be worth compressing the extra bytes once more
+        }
+        const std::optional<CompressedExtra> extra =
+            parts.extra.empty() ? CompressedExtra{} : CompressPrimedExtra(parts.extra, usualExtra, BytesOf(priming));
+        return extra.has_value() ? Assemble(3, parts.windowSize, parts.model, *extra) : std::nullopt;
     }
 
     [[nodiscard]] uint8_t NeededVersion() const

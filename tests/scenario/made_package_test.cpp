@@ -163,7 +163,7 @@ TEST_F(MadePackageTest, WhatADeviceWouldRefuseIsNotMade)
         {R"("needReboot")", R"("reboot")", "@: the key \"reboot\" is unknown"},
         {R"("needReboot": false)", R"("window": 257)", "@: \"window\" is no whole number from 1 to 256"},
         {R"("needReboot": false)", R"("window": 1.5)", "@: \"window\" is no whole number from 1 to 256"},
-        {R"("needReboot": false)", R"("format": 0)", "@: \"format\" is no whole number from 1 to 2"},
+        {R"("needReboot": false)", R"("format": 0)", "@: \"format\" is no whole number from 1 to 3"},
         {R"("products")", R"("product")", "@: \"products\" is missing"},
         {R"([{"model": "demo", "baseVersion": "1.0.0"}, {"model": "m2", "baseVersion": "1.0.1"}])", "[]",
          "\"products\" names no device"},

@@ -194,7 +194,7 @@ TEST_F(MalformedFileTest, Differences)
         {"archive, header of zeros", magic + std::string(96, '\0'), DAMAGED},
         {"archive, cut", ReadFile(world_.At("d")).substr(0, 100), DAMAGED},
         {"archive, one byte more", ReadFile(world_.At("d")) + "x", DAMAGED},
-        {"archive, another version", Changed(ReadFile(world_.At("d")), magic + "\x01", magic + "\x02"), DAMAGED},
+        {"archive, another version", Changed(ReadFile(world_.At("d")), magic + "\x03", magic + "\x02"), DAMAGED},
         {"archive, of another base", ReadFile(world_.At("d")),
          "the old file is not the one that the difference was made for (code 14)"},
     };

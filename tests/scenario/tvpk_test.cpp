@@ -130,7 +130,7 @@ TEST_F(TvpkTest, TellsWhatItMakes)
     };
     const Json differed = Told("diff a1.vab a2.vab d");
     const std::string kind = differed["kind"];
-    const Json need = {{"formatVersion", 1}, {"window", differed["window"]}};
+    const Json need = {{"formatVersion", 3}, {"window", differed["window"]}};
     EXPECT_EQ(
         words(Plain(made.out)),
         words("BUNDLE FILE SHIPPED AS NEW BYTES SHIPPED SHARE com.a com.a/A.vab.diff " + kind + " " + Size("a2.vab") +
@@ -154,7 +154,7 @@ TEST_F(TvpkTest, TellsWhatItMakes)
     EXPECT_EQ(words(Run("inspect out/app.tvpk").out),
               words("patch patch01 over patch00, action enable, needs " + space +
                     " KiB for one at 1.0.0, two at 1.0.1 BUNDLE VERSION PATCH TYPE SHIPPED AS BYTES BASE FILE "
-                    "com.a 1 -> 2 hot internal difference " +
+                    "com.a 1 -> 2 hot internal difference, format 3, 1 MiB " +
                     shipped + " /system/app/A/A.vab com.b 1 -> 2 cold internal whole " + Size("b2.vab") +
                     " /system/app/B/B.vab"));
     const auto hashOf = [this](const std::string& name) {
@@ -220,13 +220,14 @@ TEST_F(TvpkTest, MakesADifferenceAndTheFileFromIt)
     EXPECT_EQ(made["newSize"], fs::file_size(At("a2.vab")));
     EXPECT_EQ(made["diffSize"], fs::file_size(At("d")));
     EXPECT_EQ(made["entries"], 2);
-    EXPECT_EQ(made["formatVersion"], 1);
+    EXPECT_EQ(made["formatVersion"], 3);
     // Both entries' old content: the lines of code and the manifest.
     EXPECT_EQ(made["window"], fs::file_size(At("a1/code/lines.txt")) + fs::file_size(At("a1/manifest.json")));
     char share[16];
     snprintf(share, sizeof(share), "%.1f", 100 * made["diffSize"].get<double>() / made["newSize"].get<double>());
     const std::string told = "archive: " + Size("d") + " bytes for a file of " + Size("a2.vab") + " (" + share +
-                             " %); plain zstd: " + std::to_string(made["plainSize"].get<int>());
+                             " %); plain zstd: " + std::to_string(made["plainSize"].get<int>()) +
+                             "; needs format 3 and a window of 1 MiB";
     const CliResult again = Run("diff a1.vab a2.vab d");
     EXPECT_EQ(again.out, told + "\n");
     EXPECT_EQ(again.err, ""); // steps are shown on a terminal only
@@ -305,7 +306,7 @@ TEST_F(TvpkTest, RefusesInOneLine)
         {"verify pipe no.json --public-key keys/zkkey_tvpk_v1.pem", 1, "cannot read @/pipe: it is no regular file"},
         {"diff a1.vab a2.vab d --window 257", 2, "--window: Value 257 not in range 1 to 256; --help tells more"},
         {"diff a1.vab a2.vab d --memory 0", 2, "--memory: Value 0 not in range 1 to 1048576; --help tells more"},
-        {"diff a1.vab a2.vab d --format 3", 2, "--format: Value 3 not in range 1 to 2; --help tells more"},
+        {"diff a1.vab a2.vab d --format 4", 2, "--format: Value 4 not in range 1 to 3; --help tells more"},
         {"diff none a2.vab d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab none d", 1, "cannot read @/none: No such file or directory"},
         {"diff a1.vab a2.vab none/d", 1, "cannot write @/none/d: No such file or directory"},

@@ -85,7 +85,7 @@ TEST_F(DifferenceDamageTest, ForgedFieldsHaveTheirCodes)
         int code;
     } cases[] = {
         {"magic", 0, 0, DIFFERENCE_FORMAT_UNKNOWN},
-        {"version", VERSION, 1, DIFFERENCE_FORMAT_UNKNOWN},
+        {"version", VERSION, 2, DIFFERENCE_FORMAT_UNKNOWN},
         {"base size", BASE_SIZE, 0, DIFFERENCE_WRONG_BASE},
         {"base digest", BASE_DIGEST + 31, 7, DIFFERENCE_WRONG_BASE},
         {"an output beyond the limit", OUTPUT_SIZE + 3, 7, DIFFERENCE_TOO_LARGE},

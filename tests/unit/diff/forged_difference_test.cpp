@@ -8,6 +8,7 @@
 #include "diff/difference_header.h"
 #include "diff/old_window.h"
 #include "diff/range_encoder.h"
+#include "tests/support/zip_builder.h"
 #include "tests/unit/diff/scratch_directory.h"
 
 namespace ORVX::TavomendTest {
@@ -250,6 +251,67 @@ TEST_F(ForgedDifferenceTest, StoredAndFilteredContent)
     forger.Put(Kind::IS_FILTERED, 0).Put(Kind::REGION_COUNT, 0);
     EXPECT_EQ(Apply(forger.Finish(), large, "", DifferenceWindowMax(2), 2), DIFFERENCE_OK);
     EXPECT_EQ(Apply(forger.Finish(), large, "", DifferenceWindowMax(2) + 1, 2), DIFFERENCE_DAMAGED);
+}
+
+// What version 3 has more: what the dictionary holds at the start, and headers that are foretold.
+TEST_F(ForgedDifferenceTest, PrimingAndHeaders)
+{
+    ZipBuilder builder;
+    builder.Add("one", "old content", 6);
+    const std::string base = builder.Build();
+    // The entry's content anew, as it was, and the bytes around it, of which none has to be told otherwise.
+    const std::string content = "old content";
+    const size_t data = 30 + 3;
+    const size_t packed = base.find("PK\1\2") - data;
+    const auto begin = [](std::vector<uint64_t> priming, uint64_t headers) {
+        Forger forger;
+        forger.Put(Kind::IS_FILTERED, 0).Put(Kind::PRIMING_SOURCE, priming[0]);
+        if (priming.size() > 1) {
+            forger.Put(Kind::PRIMING_START, priming[1]).Put(Kind::PRIMING_LENGTH, priming[2]);
+        }
+        return forger.Put(Kind::PREDICTS_HEADERS, headers);
+    };
+    const auto entry = [&](Forger forger, int64_t old, bool isBegun = false) {
+        forger.Put(Kind::REGION_COUNT, 2).Region(data, 6).Put(Kind::PLAIN_LENGTH, content.size());
+        forger.Put(Kind::HAS_OLD_ENTRY, 1).PutSigned(Kind::OLD_ENTRY, old).PutSigned(Kind::PACKED_LENGTH, 0);
+        if (!isBegun) {
+            forger.Group(11, 0, 11).Deflated(data);
+        }
+        forger.Content(0, content).Raw(0, base.substr(0, data));
+        const std::string rest = base.substr(data + packed);
+        return forger.Region(rest.size(), 0).Raw(static_cast<int64_t>(packed), rest).Finish();
+    };
+    const auto raw = [&](Forger forger) {
+        return forger.Put(Kind::REGION_COUNT, 1).Region(base.size(), 0).Raw(0, base).Finish();
+    };
+    const auto window = [&](uint64_t start, uint64_t size) {
+        return entry(begin({2, start, size}, 1).Group(11, 0, 11).Deflated(data), 0, true);
+    };
+    const Case cases[] = {
+        {"neither", raw(begin({0}, 0)), DIFFERENCE_OK},
+        {"all of the base", raw(begin({1, 0, base.size()}, 0)), DIFFERENCE_OK},
+        {"more than the base", raw(begin({1, 1, base.size()}, 0))},
+        {"from behind the base", raw(begin({1, base.size() + 1, 0}, 0))},
+        {"a source that there is not", raw(begin({3, 0, 0}, 0))},
+        {"the first window", window(3, 8), DIFFERENCE_OK},
+        {"more than the first window", window(3, 9)},
+        {"a window without its group", raw(begin({2, 0, 1}, 0))},
+        {"headers", entry(begin({0}, 1), 0), DIFFERENCE_OK},
+        {"an answer that is none", entry(begin({0}, 2), 0)},
+        {"an entry behind the last one", entry(begin({0}, 1), 1)},
+        {"an entry before the first one", entry(begin({0}, 1), -1)},
+    };
+    for (const auto& [name, code, result] : cases) {
+        EXPECT_EQ(Apply(code, base, base, 11, 3), result) << name;
+        EXPECT_NE(Apply(code, base, base, 11, 2), DIFFERENCE_OK) << name;
+    }
+    EXPECT_EQ(Apply(raw(begin({0}, 1)), "no archive" + base.substr(10, base.size() - 11), base, 11, 3),
+              DIFFERENCE_DAMAGED);
+    const std::string large(size_t{5} << 20, 'b');
+    for (const uint64_t size : {4U << 20, (4U << 20) + 1}) { // as much as a dictionary may have
+        EXPECT_EQ(Apply(begin({1, 0, size}, 0).Put(Kind::REGION_COUNT, 0).Finish(), large, "", 0, 3),
+                  size == 4U << 20 ? DIFFERENCE_OK : DIFFERENCE_DAMAGED);
+    }
 }
 
 TEST_F(ForgedDifferenceTest, ContentAndLoadsAreBounded)

@@ -27,6 +27,10 @@ constexpr Kept KEPT[] = {
     {"windows", DifferenceKind::ARCHIVE, 3, 16000, 9351},                // many groups
     {"long", DifferenceKind::ARCHIVE, 2, DIFFERENCE_WINDOW_USUAL, 8281}, // content of several chunks
     {"filtered", DifferenceKind::ARCHIVE, 1, DIFFERENCE_WINDOW_USUAL, 4285}, // version 2: arm64, deflated and stored
+    // Version 3: entries in another order, a large, a new and a missing one; data descriptors; bytes that share words.
+    {"headers", DifferenceKind::ARCHIVE, 9, DIFFERENCE_WINDOW_USUAL, 12165},
+    {"descriptors", DifferenceKind::ARCHIVE, 8, DIFFERENCE_WINDOW_USUAL, 1007},
+    {"primed", DifferenceKind::ARCHIVE, 1, DIFFERENCE_WINDOW_USUAL, 2760},
 };
 
 TEST(KeptDifferenceTest, EachStillGivesItsFileAndTheMakerMakesNoneLarger)
