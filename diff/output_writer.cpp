@@ -8,7 +8,7 @@ namespace {
 constexpr size_t THREADS = 2;
 // Entries differ in what they cost to decode and to deflate, and a long one leaves the other thread nothing but what is
 // decoded behind it.
-constexpr size_t WAITING_MAX = size_t{2} << 20;
+constexpr size_t WAITING_MAX = size_t{1} << 20;
 constexpr size_t PARTS_MAX = 1024;
 } // namespace
 

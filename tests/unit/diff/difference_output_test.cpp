@@ -131,13 +131,13 @@ TEST_F(DifferenceOutputTest, StepsArriveInOrderAndTheQueueIsBounded)
     const auto output = Create(STEPS * SIZE);
     OutputWriter writer(*output);
     ASSERT_TRUE(writer.Start());
-    // The first write waits until the queue is full: two mebibytes.
+    // The first write waits until the queue is full: one mebibyte.
     g_put = g_written = 0;
     g_system.beforeWrite = [] {
-        while (g_put < 32) {
+        while (g_put < 16) {
             std::this_thread::yield();
         }
-        EXPECT_LE(g_put, ++g_written + 31);
+        EXPECT_LE(g_put, ++g_written + 15);
     };
     std::string expected;
     for (int i = 0; i < STEPS; ++i) {
