@@ -14,11 +14,11 @@ constexpr size_t CHUNK = FILTERED_PART;
 
 class ArchiveApplier {
 public:
-    ArchiveApplier(ByteView difference, ByteView base, const DifferenceHeader& header, DifferenceOutput& output,
+    ArchiveApplier(DifferenceFile& difference, ByteView base, const DifferenceHeader& header, DifferenceOutput& output,
                    const ApplyProgress& progress)
         : header_(header), base_(base), output_(output), progress_(progress),
-          source_(ByteView{difference.data + DIFFERENCE_HEADER_SIZE, header.modelSize}),
-          extra_{difference.data + DIFFERENCE_HEADER_SIZE + header.modelSize, header.extraSize},
+          model_(difference, DIFFERENCE_HEADER_SIZE, header.modelSize), source_(model_),
+          extra_(difference, DIFFERENCE_HEADER_SIZE + uint64_t{header.modelSize}, header.extraSize),
           raw_(source_, DeltaStream::RAW), plain_(source_, DeltaStream::PLAIN), window_(base, header.windowSize),
           writer_(output), rawLeft_(header.outputSize),
           plainLeft_(DEFLATE_RATIO_MAX * (uint64_t{header.outputSize} + 1))
@@ -48,7 +48,7 @@ private:
         if (result == DIFFERENCE_OK && header_.version >= 3) {
             result = ReadPredictions(priming);
         }
-        const bool hasExtra = result == DIFFERENCE_OK && extra_.size != 0;
+        const bool hasExtra = result == DIFFERENCE_OK && header_.extraSize != 0;
         return hasExtra ? source_.extra.Open(extra_, header_.extraProperties, header_.version >= 2, priming) : result;
     }
 
@@ -264,8 +264,9 @@ private:
     ByteView base_;
     DifferenceOutput& output_;
     const ApplyProgress& progress_;
+    DifferenceFile::Part model_;
     DeltaSource source_;
-    ByteView extra_;
+    DifferenceFile::Part extra_;
     DeltaStream raw_;
     DeltaStream plain_;
     OldWindow window_;
@@ -293,7 +294,7 @@ DifferenceResult CheckBase(ByteView base, const DifferenceHeader& header)
 }
 } // namespace
 
-DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, const std::string& outputPath,
+DifferenceResult ApplyArchiveDifference(DifferenceFile& difference, ByteView base, const std::string& outputPath,
                                         const ApplyProgress& progress)
 {
     DifferenceHeader header;
@@ -308,7 +309,7 @@ DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, cons
     }
     result = std::make_unique<ArchiveApplier>(difference, base, header, *output, progress)->Write();
     if (result != DIFFERENCE_OK) {
-        return result;
+        return difference.HasFailed() ? DIFFERENCE_UNREADABLE : result;
     }
     return output->Keep() ? DIFFERENCE_OK : DIFFERENCE_OUTPUT_UNWRITABLE;
 }

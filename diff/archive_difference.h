@@ -6,14 +6,14 @@
 #include <string>
 
 #include "diff/apply_progress.h"
-#include "diff/byte_view.h"
+#include "diff/difference_file.h"
 #include "diff/difference_result.h"
 
 namespace ORVX::Difference {
-// Needs the window that the header names and less than 20 MiB more besides the two files, whatever else the difference
+// Needs the window that the header names and less than 20 MiB more besides the base, whatever else the difference
 // says. The base's hash is checked before the output is created, and the output's before it is kept.
-[[nodiscard]] DifferenceResult ApplyArchiveDifference(ByteView difference, ByteView base, const std::string& outputPath,
-                                                      const ApplyProgress& progress);
+[[nodiscard]] DifferenceResult ApplyArchiveDifference(DifferenceFile& difference, ByteView base,
+                                                      const std::string& outputPath, const ApplyProgress& progress);
 } // namespace ORVX::Difference
 
 #endif

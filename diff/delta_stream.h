@@ -10,7 +10,7 @@
 namespace ORVX::Difference {
 // What all streams of one difference read from.
 struct DeltaSource {
-    explicit DeltaSource(ByteView coded) : decoder(coded) {}
+    explicit DeltaSource(ByteSource& coded) : decoder(coded) {}
 
     RangeDecoder decoder;
     DeltaModel model;

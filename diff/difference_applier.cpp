@@ -46,17 +46,20 @@ DifferenceResult Apply(const std::string& differencePath, const std::string& old
     if (!base.has_value()) {
         return DIFFERENCE_BASE_UNREADABLE;
     }
-    const std::optional<LoadedFile> difference = LoadedFile::Read(differencePath);
+    std::optional<DifferenceFile> difference = DifferenceFile::Open(differencePath);
     if (!difference.has_value()) {
         return DIFFERENCE_UNREADABLE;
     }
-    if (IsPlainDifference(difference->View())) {
-        return ApplyPlainDifference(difference->View(), base->View(), newPath, progress);
+    const std::vector<uint8_t> head = difference->Read(0, DIFFERENCE_HEADER_SIZE);
+    if (IsArchiveDifference({head.data(), head.size()})) {
+        return ApplyArchiveDifference(*difference, base->View(), newPath, progress);
     }
-    if (IsArchiveDifference(difference->View())) {
-        return ApplyArchiveDifference(difference->View(), base->View(), newPath, progress);
+    const std::optional<LoadedFile> frame = LoadedFile::Read(differencePath);
+    if (!frame.has_value() || difference->HasFailed()) {
+        return DIFFERENCE_UNREADABLE;
     }
-    return DIFFERENCE_FORMAT_UNKNOWN;
+    return IsPlainDifference(frame->View()) ? ApplyPlainDifference(frame->View(), base->View(), newPath, progress)
+                                            : DIFFERENCE_FORMAT_UNKNOWN;
 }
 } // namespace
 

@@ -61,6 +61,28 @@ bool IsWindowSound(const DifferenceHeader& header)
     return header.windowSize <= DifferenceWindowMax(header.version) &&
            (header.version == DIFFERENCE_VERSION_MIN || header.windowSize <= DEFLATE_RATIO_MAX * header.baseSize);
 }
+
+uint32_t ChecksumAt(const uint8_t* bytes)
+{
+    uint32_t checksum = 0;
+    FieldReader(bytes).Take(checksum);
+    return checksum;
+}
+
+// What can be told from the header and the size of all before the checksum.
+DifferenceResult CheckFields(const DifferenceHeader& header, uint64_t checkedSize)
+{
+    if (header.version < DIFFERENCE_VERSION_MIN || header.version > DIFFERENCE_VERSION_MAX) {
+        return DIFFERENCE_FORMAT_UNKNOWN;
+    }
+    if (uint64_t{header.modelSize} + header.extraSize != checkedSize - DIFFERENCE_HEADER_SIZE ||
+        !IsWindowSound(header)) {
+        return DIFFERENCE_DAMAGED;
+    }
+    return header.outputSize > DIFFERENCE_OUTPUT_SIZE_MAX || header.baseSize > DIFFERENCE_OUTPUT_SIZE_MAX
+               ? DIFFERENCE_TOO_LARGE
+               : DIFFERENCE_OK;
+}
 } // namespace
 
 bool IsArchiveDifference(ByteView difference)
@@ -89,24 +111,35 @@ DifferenceResult ParseDifferenceHeader(ByteView difference, DifferenceHeader& he
         return DIFFERENCE_DAMAGED;
     }
     const size_t checkedSize = difference.size - DIFFERENCE_CHECKSUM_SIZE;
-    uint32_t checksum = 0;
-    FieldReader(difference.data + checkedSize).Take(checksum);
-    if (checksum != DeflateLibraryChecksum(ByteView{difference.data, checkedSize})) {
+    if (ChecksumAt(difference.data + checkedSize) != DeflateLibraryChecksum({difference.data, checkedSize}, 0)) {
         return DIFFERENCE_DAMAGED;
     }
     ReadDifferenceFields(difference, header);
-    if (header.version < DIFFERENCE_VERSION_MIN || header.version > DIFFERENCE_VERSION_MAX) {
-        return DIFFERENCE_FORMAT_UNKNOWN;
-    }
-    if (uint64_t{header.modelSize} + header.extraSize != checkedSize - DIFFERENCE_HEADER_SIZE ||
-        !IsWindowSound(header)) {
-        return DIFFERENCE_DAMAGED;
-    }
-    return header.outputSize > DIFFERENCE_OUTPUT_SIZE_MAX || header.baseSize > DIFFERENCE_OUTPUT_SIZE_MAX
-               ? DIFFERENCE_TOO_LARGE
-               : DIFFERENCE_OK;
+    return CheckFields(header, checkedSize);
 }
 
+DifferenceResult ParseDifferenceHeader(DifferenceFile& file, DifferenceHeader& header)
+{
+    if (file.Size() < DIFFERENCE_HEADER_SIZE + DIFFERENCE_CHECKSUM_SIZE) {
+        return DIFFERENCE_DAMAGED;
+    }
+    const uint64_t checkedSize = file.Size() - DIFFERENCE_CHECKSUM_SIZE;
+    DifferenceFile::Part checked(file, 0, checkedSize);
+    uint32_t checksum = 0;
+    for (ByteView piece = checked.Next(); piece.size != 0; piece = checked.Next()) {
+        checksum = DeflateLibraryChecksum(piece, checksum);
+    }
+    const std::vector<uint8_t> fields = file.Read(0, DIFFERENCE_HEADER_SIZE);
+    const std::vector<uint8_t> stated = file.Read(checkedSize, DIFFERENCE_CHECKSUM_SIZE);
+    if (file.HasFailed()) {
+        return DIFFERENCE_UNREADABLE;
+    }
+    if (ChecksumAt(stated.data()) != checksum) {
+        return DIFFERENCE_DAMAGED;
+    }
+    ReadDifferenceFields({fields.data(), fields.size()}, header);
+    return CheckFields(header, checkedSize);
+}
 std::string AssembleDifference(DifferenceHeader header, const std::string& model, const std::string& extra)
 {
     header.modelSize = static_cast<uint32_t>(model.size());
@@ -126,7 +159,7 @@ std::string AssembleDifference(DifferenceHeader header, const std::string& model
     fields.Put(model);
     fields.Put(extra);
     const std::string& text = fields.Text();
-    fields.Put(DeflateLibraryChecksum(ByteView{reinterpret_cast<const uint8_t*>(text.data()), text.size()}));
+    fields.Put(DeflateLibraryChecksum({reinterpret_cast<const uint8_t*>(text.data()), text.size()}, 0));
     return fields.Text();
 }
 } // namespace ORVX::Difference

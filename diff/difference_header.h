@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "diff/difference_file.h"
 #include "diff/difference_limits.h"
 #include "diff/difference_result.h"
 #include "diff/extra_reader.h"
@@ -32,6 +33,8 @@ void ReadDifferenceFields(ByteView difference, DifferenceHeader& header);
 // Checks everything that can be told from the difference alone: its checksum, its version, and each size against what
 // is there or allowed.
 [[nodiscard]] DifferenceResult ParseDifferenceHeader(ByteView difference, DifferenceHeader& header);
+// The same; DIFFERENCE_UNREADABLE when the file cannot be read to its end.
+[[nodiscard]] DifferenceResult ParseDifferenceHeader(DifferenceFile& file, DifferenceHeader& header);
 // The whole difference: header, the two parts, and the checksum over them. The parts' sizes are filled in.
 [[nodiscard]] std::string AssembleDifference(DifferenceHeader header, const std::string& model,
                                              const std::string& extra);

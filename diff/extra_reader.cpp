@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 namespace ORVX::Difference {
-DifferenceResult ExtraReader::Open(ByteView stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties,
+DifferenceResult ExtraReader::Open(ByteSource& stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties,
                                    bool mayBeChunked, ByteView priming)
 {
     const bool isChunked = mayBeChunked && properties[0] == EXTRA_IS_CHUNKED;
@@ -19,8 +19,7 @@ DifferenceResult ExtraReader::Open(ByteView stream, const std::array<uint8_t, EX
     const bool isBounded = options->dict_size <= EXTRA_DICTIONARY_MAX;
     const lzma_ret opened = isBounded ? lzma_raw_decoder(&stream_, filters.data()) : LZMA_OPTIONS_ERROR;
     free(filters[0].options); // NOLINT: the library's own allocation
-    stream_.next_in = stream.data;
-    stream_.avail_in = stream.size;
+    source_ = &stream;
     return opened == LZMA_OK ? DIFFERENCE_OK : opened == LZMA_MEM_ERROR ? DIFFERENCE_NO_MEMORY : DIFFERENCE_DAMAGED;
 }
 
@@ -29,6 +28,11 @@ DifferenceResult ExtraReader::Read(uint8_t* room, size_t size)
     stream_.next_out = room;
     stream_.avail_out = size;
     while (stream_.avail_out != 0) {
+        if (stream_.avail_in == 0 && source_ != nullptr) {
+            const ByteView piece = source_->Next();
+            stream_.next_in = piece.data;
+            stream_.avail_in = piece.size;
+        }
         if (lzma_code(&stream_, LZMA_RUN) != LZMA_OK) {
             return stream_.avail_out == 0 ? DIFFERENCE_OK : DIFFERENCE_DAMAGED;
         }

@@ -5,7 +5,7 @@
 #include <array>
 #include <lzma.h>
 
-#include "diff/byte_view.h"
+#include "diff/byte_source.h"
 #include "diff/difference_result.h"
 
 namespace ORVX::Difference {
@@ -25,12 +25,14 @@ public:
     // properties: the LZMA properties as in the header of a difference. A dictionary beyond EXTRA_DICTIONARY_MAX is
     // refused: it would be allocated on the difference's word. mayBeChunked: from version 2 on. The stream must outlive
     // this. priming: what the dictionary holds at the start; it is copied.
-    [[nodiscard]] DifferenceResult Open(ByteView stream, const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties,
-                                        bool mayBeChunked, ByteView priming);
+    [[nodiscard]] DifferenceResult Open(ByteSource& stream,
+                                        const std::array<uint8_t, EXTRA_PROPERTIES_SIZE>& properties, bool mayBeChunked,
+                                        ByteView priming);
     // The next bytes; DIFFERENCE_DAMAGED when there are not so many.
     [[nodiscard]] DifferenceResult Read(uint8_t* room, size_t size);
 
 private:
+    ByteSource* source_ = nullptr;
     lzma_stream stream_ = LZMA_STREAM_INIT;
 };
 } // namespace ORVX::Difference

@@ -6,8 +6,10 @@
 #include "diff/byte_view.h"
 
 namespace ORVX::Difference {
-// What the maker takes at most: with it a device keeps to the memory that it needs besides the window.
+// What the maker takes at most, so that a device keeps to the memory that it needs besides the window: deflating takes
+// some of it.
 constexpr uint64_t PRIMING_MAX = uint64_t{2} << 20;
+constexpr uint64_t PRIMING_MAX_BESIDE_DEFLATE = uint64_t{1} << 20;
 
 struct Priming {
     // The order is part of the format. WINDOW: as the first group has it, filtered where that is.

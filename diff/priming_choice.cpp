@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <numeric>
 
+#include "diff/raw_deflate.h"
+
 namespace ORVX::Difference {
 namespace {
 constexpr size_t BLOCK = size_t{256} << 10;
-constexpr size_t BLOCKS = PRIMING_MAX / BLOCK;
 
 // How many extra bytes stand behind the blocks of the old content.
 void CountExtra(const Stretches& stretches, std::vector<uint64_t>& extra)
@@ -18,21 +19,27 @@ void CountExtra(const Stretches& stretches, std::vector<uint64_t>& extra)
     }
 }
 
-// Where the run of as many blocks as the dictionary holds begins that has most of them; the first such.
-size_t BestStart(const std::vector<uint64_t>& extra)
+// Where the run of so many blocks begins that has most of them; the first such.
+size_t BestStart(const std::vector<uint64_t>& extra, size_t blocks)
 {
-    uint64_t sum = std::accumulate(extra.begin(), extra.begin() + BLOCKS, uint64_t{0});
+    uint64_t sum = std::accumulate(extra.begin(), extra.begin() + static_cast<ptrdiff_t>(blocks), uint64_t{0});
     uint64_t best = sum;
     size_t start = 0;
-    for (size_t i = BLOCKS; i < extra.size(); ++i) {
+    for (size_t i = blocks; i < extra.size(); ++i) {
         sum += extra[i];
-        sum -= extra[i - BLOCKS];
+        sum -= extra[i - blocks];
         if (sum > best) {
             best = sum;
-            start = i + 1 - BLOCKS;
+            start = i + 1 - blocks;
         }
     }
     return start * BLOCK;
+}
+
+bool IsDeflating(const DifferencePlan& plan)
+{
+    return std::any_of(plan.regions.begin(), plan.regions.end(),
+                       [](const Region& each) { return each.level != 0 && each.level != STORED_LEVEL; });
 }
 } // namespace
 
@@ -44,7 +51,8 @@ Priming ChoosePriming(ByteView old, const DifferencePlan& plan, const Matches& m
         return {};
     }
     const Priming::Source source = hasContent ? Priming::WINDOW : Priming::BASE;
-    if (size <= PRIMING_MAX) {
+    const uint64_t sizeMax = IsDeflating(plan) ? PRIMING_MAX_BESIDE_DEFLATE : PRIMING_MAX;
+    if (size <= sizeMax) {
         return {source, 0, size};
     }
     std::vector<uint64_t> extra((size + BLOCK - 1) / BLOCK);
@@ -55,8 +63,8 @@ Priming ChoosePriming(ByteView old, const DifferencePlan& plan, const Matches& m
             CountExtra(stretches, extra);
         }
     }
-    const size_t start = BestStart(extra);
-    return {source, start, std::min<uint64_t>(PRIMING_MAX, size - start)};
+    const size_t start = BestStart(extra, sizeMax / BLOCK);
+    return {source, start, std::min<uint64_t>(sizeMax, size - start)};
 }
 
 ByteView PrimingBytes(ByteView old, const DifferencePlan& plan, const Priming& priming)

@@ -4,17 +4,17 @@
 
 #include <cstdint>
 
-#include "diff/byte_view.h"
+#include "diff/byte_source.h"
 
 namespace ORVX::Difference {
 // Probabilities that a bit is 1 have this many bits; 0 and the full scale do not occur.
 constexpr int PROBABILITY_BITS = 16;
 
 // Reads the bits that the encoder of the same model wrote. Beyond the end of its input it reads zeros and says so: who
-// reads numbers asks IsIntact before trusting them, so that damage ends the reading. The input must outlive it.
+// reads numbers asks IsIntact before trusting them, so that damage ends the reading. The source must outlive it.
 class RangeDecoder {
 public:
-    explicit RangeDecoder(ByteView input) : input_(input)
+    explicit RangeDecoder(ByteSource& source) : source_(source)
     {
         for (int i = 0; i < 4; ++i) {
             code_ = code_ << 8 | NextByte();
@@ -42,14 +42,22 @@ public:
 private:
     uint32_t NextByte()
     {
-        if (position_ < input_.size) {
-            return input_.data[position_++];
+        if (position_ < piece_.size || Refill()) {
+            return piece_.data[position_++];
         }
         ++missing_;
         return 0;
     }
 
-    ByteView input_;
+    bool Refill()
+    {
+        position_ = 0;
+        piece_ = missing_ == 0 ? source_.Next() : ByteView{};
+        return piece_.size != 0;
+    }
+
+    ByteSource& source_;
+    ByteView piece_;
     size_t position_ = 0;
     size_t missing_ = 0;
     uint32_t low_ = 0;

@@ -15,9 +15,9 @@ uint16_t DeflateLibraryVersion()
     return ZLIB_VERNUM;
 }
 
-uint32_t DeflateLibraryChecksum(ByteView bytes)
+uint32_t DeflateLibraryChecksum(ByteView bytes, uint32_t before)
 {
-    return static_cast<uint32_t>(crc32_z(0, bytes.data, bytes.size));
+    return static_cast<uint32_t>(crc32_z(before, bytes.data, bytes.size));
 }
 
 RawDeflater::RawDeflater() : stream_(std::make_unique<z_stream>()) {}

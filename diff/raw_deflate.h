@@ -18,8 +18,8 @@ constexpr int STORED_LEVEL = 10;
 
 // The linked zlib's own number, such as 0x12D0 for 1.2.13.
 [[nodiscard]] uint16_t DeflateLibraryVersion();
-// CRC-32 as zip uses it.
-[[nodiscard]] uint32_t DeflateLibraryChecksum(ByteView bytes);
+// CRC-32 as zip uses it. before: that of the bytes before these, 0 at first.
+[[nodiscard]] uint32_t DeflateLibraryChecksum(ByteView bytes, uint32_t before);
 
 class RawDeflater {
 public:

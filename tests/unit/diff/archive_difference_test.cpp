@@ -421,7 +421,7 @@ TEST_F(MakerTest, TellsItsStepsUpToTheirEnds)
 
 TEST_F(MakerTest, ADifferenceThatDoesNotStandTheProofIsNotHandedOut)
 {
-    g_system.pread.error = EINTR; // once: while the archive-aware one is proven
+    g_system.fsync.error = EINTR; // once: while the archive-aware one is proven
     ASSERT_TRUE(Make("old", "difference")) << error_;
     EXPECT_EQ(report_.kind, DifferenceKind::PLAIN);
     EXPECT_EQ(report_.entries, 0U);

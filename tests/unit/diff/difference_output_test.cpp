@@ -96,7 +96,7 @@ TEST_F(DifferenceOutputTest, NothingIsLeftAfterAnyFailure)
         {"room", &g_system.fallocate, "archive", DIFFERENCE_NO_ROOM},
         {"write", &g_system.write, "archive", DIFFERENCE_OUTPUT_UNWRITABLE},
         {"write", &g_system.write, "bytes", DIFFERENCE_OUTPUT_UNWRITABLE},
-        {"reading again", &g_system.pread, "archive", DIFFERENCE_OUTPUT_UNWRITABLE},
+        {"reading the difference", &g_system.pread, "archive", DIFFERENCE_UNREADABLE},
         {"reading the base", &g_system.read, "plain", DIFFERENCE_BASE_UNREADABLE},
         {"reading the base", &g_system.read, "archive", DIFFERENCE_BASE_UNREADABLE},
     };
@@ -110,6 +110,12 @@ TEST_F(DifferenceOutputTest, NothingIsLeftAfterAnyFailure)
         EXPECT_EQ(ApplyDifference(kept + ".difference", kept + ".old", scratch_.Path("out")), DIFFERENCE_OK) << kept;
         EXPECT_EQ(g_system.fsync.calls, 1) << kept;
     }
+    // The disk fails once something is written: by then all of this difference has been read.
+    const std::string kept = KEPT_DIFFERENCES "/archive";
+    g_system.beforeWrite = [] { g_system.pread.error = EIO; };
+    EXPECT_EQ(ApplyDifference(kept + ".difference", kept + ".old", scratch_.Path("out")), DIFFERENCE_OUTPUT_UNWRITABLE);
+    g_system.Mend();
+    EXPECT_FALSE(scratch_.Has("out"));
 }
 
 OutputWriter::Step StepOf(const std::string& bytes, int level, bool isLast)
