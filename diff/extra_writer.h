@@ -17,6 +17,12 @@ struct CompressedExtra {
 // The smallest of several settings, tried on all cores; chunked only where that gains something, and may be. Nothing
 // when the library failed. No bytes give none.
 [[nodiscard]] std::optional<CompressedExtra> CompressExtra(const std::string& extra, bool mayBeChunked);
+
+// Whether parts that do not compress may be stored: never, where that is worth a newer version, or as is best.
+enum class ExtraChunks { NONE, DEAR, FREE };
+// The same for large content: what a sample of the bytes says is best is carried out once. Few bytes go CompressExtra's
+// way.
+[[nodiscard]] std::optional<CompressedExtra> CompressMuchExtra(const std::string& extra, ExtraChunks chunks);
 // About how large CompressExtra's outcome will be, in a fraction of its time; SIZE_MAX when the library failed.
 [[nodiscard]] size_t EstimateExtra(const std::string& extra);
 } // namespace ORVX::Difference
