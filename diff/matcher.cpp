@@ -351,7 +351,8 @@ Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
         const size_t limit = std::min({size, old_.size - start, COMPARED_MAX});
         size_t length = std::min({lowLength, highLength, limit});
         length += CommonLength(old_.data + start + length, limit - length, text + length, limit - length);
-        const bool isBelow = length < limit && old_.data[start + length] < text[length];
+        const bool isOver = start + length == old_.size && length < size; // one that ends is below what goes on
+        const bool isBelow = isOver || (length < limit && old_.data[start + length] < text[length]);
         (isBelow ? low : high) = middle;
         (isBelow ? lowLength : highLength) = length;
     }
