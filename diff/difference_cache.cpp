@@ -73,7 +73,8 @@ std::optional<DifferenceCache::Entry> DifferenceCache::Find() const
 {
     std::ifstream file(path_, std::ios::binary);
     Entry entry;
-    if (!(file >> entry.plainSize >> entry.entries) || file.get() != '\n') {
+    if (!(file >> entry.plainSize >> entry.entries) || file.get() != ' ' || !(file >> entry.isPlainGivenUp) ||
+        file.get() != '\n') {
         return std::nullopt;
     }
     entry.bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
@@ -96,7 +97,7 @@ bool DifferenceCache::Keep(const Entry& entry) const
     }
     const std::string unfinished = path_ + "." + std::to_string(getpid()) + UNFINISHED_SUFFIX;
     std::ofstream file(unfinished, std::ios::binary | std::ios::trunc);
-    file << entry.plainSize << ' ' << entry.entries << '\n' << entry.bytes;
+    file << entry.plainSize << ' ' << entry.entries << ' ' << entry.isPlainGivenUp << '\n' << entry.bytes;
     file.close();
     if (!file.good() || std::rename(unfinished.c_str(), path_.c_str()) != 0) {
         const int reason = errno;

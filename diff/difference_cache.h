@@ -17,6 +17,7 @@ public:
     struct Entry {
         std::string bytes; // of the difference, which tells nearly all that a report does
         uint64_t plainSize = 0;
+        bool isPlainGivenUp = false;
         size_t entries = 0;
     };
 

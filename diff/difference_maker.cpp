@@ -7,6 +7,7 @@
 #include <future>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "diff/difference_applier.h"
 #include "diff/difference_cache.h"
@@ -103,6 +104,9 @@ void DescribeOwn(const OwnDifference& own, DifferenceReport& report)
 
 // What zstd's tables take at its level, beside what grows with the files.
 constexpr uint64_t PLAIN_ROOM = uint64_t{128} << 20;
+constexpr uint64_t PLAIN_ROOM_GROWTH = 4;
+// The plain kind's two ways never differ by such a factor: once one is larger than ours by that, neither can win.
+constexpr size_t PLAIN_FAR = 2;
 
 uint64_t MemoryOfTheMachine()
 {
@@ -153,6 +157,7 @@ private:
         std::optional<OwnDifference> own;
         std::optional<std::string> plain; // the smaller one of two
         bool isOwnMissing = false;        // it could not be made
+        uint64_t plainAbove = 0;          // the plain one was given up when it was larger
     };
 
     // One that does not stand the proof is made anew.
@@ -169,66 +174,105 @@ private:
             DescribePlain(kept->bytes);
         }
         report_.plainSize = kept->plainSize;
+        report_.isPlainGivenUp = kept->isPlainGivenUp;
         report_.isCached = true;
         return true;
     }
 
     bool MakeAnew(std::string& error)
     {
-        const Kinds kinds = MakeKinds();
-        if (!kinds.plain.has_value()) {
-            error = "zstd could not make a difference";
+        Kinds kinds = MakeKinds();
+        if (!IsPlainKnown(kinds, error)) {
             return false;
         }
-        report_.plainSize = kinds.plain->size();
         progress_.Tell("verify", 0, fresh_.size);
         if (!HandOut(kinds, error)) {
             return false;
         }
+        report_.isPlainGivenUp = !kinds.plain.has_value();
+        report_.plainSize = kinds.plain.has_value() ? kinds.plain->size() : kinds.plainAbove;
         const std::string& bytes = report_.kind == DifferenceKind::PLAIN ? *kinds.plain : kinds.own->bytes;
-        if (cache_.IsOn() && report_.failure.empty() && !cache_.Keep({bytes, report_.plainSize, report_.entries})) {
+        const DifferenceCache::Entry entry{bytes, report_.plainSize, report_.isPlainGivenUp, report_.entries};
+        if (cache_.IsOn() && report_.failure.empty() && !cache_.Keep(entry)) {
             report_.unkept = Handles::CannotWrite(options_.cacheFolder, errno);
         }
         return true;
     }
 
+    static bool IsPlainKnown(const Kinds& kinds, std::string& error)
+    {
+        if (!kinds.plain.has_value() && kinds.plainAbove == 0) {
+            error = "zstd could not make a difference";
+            return false;
+        }
+        return true;
+    }
+
+    // The plain kind comes after ours, whose size says how far it is worth going on.
     Kinds MakeKinds()
     {
-        // Beside the other work where there is room for both.
-        const uint64_t plainRoom = PLAIN_ROOM + 4 * (old_.size + fresh_.size);
-        const bool isBeside = plainRoom <= memory_ / 2;
-        auto direct = std::async(isBeside ? std::launch::async : std::launch::deferred,
-                                 [this] { return MakePlainDifference(old_, fresh_, PlainWay::DIRECT); });
         Kinds kinds;
         if (!options_.isPlainOnly) {
-            const uint64_t memory = memory_ - (isBeside ? plainRoom : 0);
             kinds.own = MakeOwnDifference(
-                {old_, fresh_, options_.version, options_.window, options_.sampledFrom, memory}, progress_);
+                {old_, fresh_, options_.version, options_.window, options_.sampledFrom, memory_}, progress_);
             kinds.isOwnMissing = !kinds.own.has_value();
         }
         progress_.Tell("compress", 0, fresh_.size);
-        kinds.plain = direct.get();
-        // The two are nearly alike: where ours is far ahead, the second one would not change that.
-        if (!kinds.own.has_value() || !kinds.plain.has_value() || kinds.own->bytes.size() > kinds.plain->size() / 2) {
-            std::optional<std::string> byWorker = MakePlainDifference(old_, fresh_, PlainWay::WORKER);
-            if (byWorker.has_value() && (!kinds.plain.has_value() || byWorker->size() < kinds.plain->size())) {
-                kinds.plain = std::move(byWorker);
-            }
+        if (kinds.own.has_value()) {
+            MakePlainBeyond(kinds);
+        } else {
+            MakePlainBothWays(kinds);
         }
         progress_.Tell("compress", fresh_.size, fresh_.size);
         return kinds;
     }
 
+    // The two ways are nearly alike: where ours is far ahead of one, the other would not change that.
+    void MakePlainBeyond(Kinds& kinds) const
+    {
+        const size_t far = PLAIN_FAR * kinds.own->bytes.size();
+        PlainAttempt direct = MakePlainDifference(old_, fresh_, PlainWay::DIRECT, far);
+        kinds.plainAbove = direct.isGivenUp ? far : 0;
+        kinds.plain = std::move(direct.frame);
+        if (!direct.isGivenUp && (!kinds.plain.has_value() || kinds.plain->size() < far)) {
+            KeepSmaller(MakePlainDifference(old_, fresh_, PlainWay::WORKER), kinds);
+        }
+    }
+
+    // Beside each other where there is room for both.
+    void MakePlainBothWays(Kinds& kinds) const
+    {
+        const bool isRoomForBoth = PLAIN_ROOM + PLAIN_ROOM_GROWTH * (old_.size + fresh_.size) <= memory_ / 2;
+        auto direct = std::async(isRoomForBoth ? std::launch::async : std::launch::deferred,
+                                 [this] { return MakePlainDifference(old_, fresh_, PlainWay::DIRECT); });
+        PlainAttempt byWorker = MakePlainDifference(old_, fresh_, PlainWay::WORKER);
+        kinds.plain = direct.get().frame;
+        KeepSmaller(std::move(byWorker), kinds);
+    }
+
+    static void KeepSmaller(PlainAttempt other, Kinds& kinds)
+    {
+        if (other.frame.has_value() && (!kinds.plain.has_value() || other.frame->size() < kinds.plain->size())) {
+            kinds.plain = std::move(other.frame);
+        }
+    }
+
     // The smaller kind; the plain one also when ours failed or did not stand the proof, which the report tells then.
-    bool HandOut(const Kinds& kinds, std::string& error)
+    bool HandOut(Kinds& kinds, std::string& error)
     {
         report_.failure = kinds.isOwnMissing ? "a library failed" : "";
-        if (kinds.own.has_value() && kinds.own->bytes.size() < kinds.plain->size()) {
+        if (kinds.own.has_value() && (!kinds.plain.has_value() || kinds.own->bytes.size() < kinds.plain->size())) {
             if (WriteVerified(kinds.own->bytes, error)) {
                 DescribeOwn(*kinds.own, report_);
                 return true;
             }
             report_.failure = error;
+            if (std::exchange(kinds.plainAbove, 0) != 0) {
+                MakePlainBothWays(kinds); // it is wanted after all
+            }
+            if (!IsPlainKnown(kinds, error)) {
+                return false;
+            }
         }
         DescribePlain(*kinds.plain);
         return WriteVerified(*kinds.plain, error);

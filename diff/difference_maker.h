@@ -20,13 +20,14 @@ struct DifferenceReport {
     uint64_t oldSize = 0;
     uint64_t newSize = 0;
     uint64_t differenceSize = 0;
-    uint64_t plainSize = 0; // what the plain kind takes
-    size_t entries = 0;     // entries that are deflated anew
-    uint8_t version = 0;    // of the format that a device must read; 0: plain
-    std::string failure;    // why there is no other kind than the plain one, for people; empty where all went well
-    uint64_t window = 0;    // bytes of inflated old content that it holds at a time
-    bool isCached = false;  // it was made before
-    std::string unkept;     // why the cache did not take it, for people; empty where it did, or was not asked
+    uint64_t plainSize = 0;      // what the plain kind takes, or if it was given up, what it takes more than
+    bool isPlainGivenUp = false; // it cannot win, and was not made to the end
+    size_t entries = 0;          // entries that are deflated anew
+    uint8_t version = 0;         // of the format that a device must read; 0: plain
+    std::string failure;         // why there is no other kind than the plain one, for people; empty where all went well
+    uint64_t window = 0;         // bytes of inflated old content that it holds at a time
+    bool isCached = false;       // it was made before
+    std::string unkept;          // why the cache did not take it, for people; empty where it did, or was not asked
 };
 
 // "archive", "bytes" or "plain".

@@ -15,6 +15,9 @@ constexpr uint32_t RANKING_PRESET = 1;
 // Beyond this, only the settings that look best are carried out in full.
 constexpr size_t RANKED_FROM = size_t{1} << 20;
 constexpr size_t RANKED_KEPT = 2;
+// A sample has a piece out of so many.
+constexpr size_t SAMPLE_STEP = 8;
+constexpr size_t SAMPLE_PIECE = size_t{128} << 10;
 // Not every device reads version 2: chunks must make the extra part smaller by such a part.
 constexpr size_t CHUNKED_GAIN_SHARE_MIN = 256;
 constexpr size_t CHUNKED_GAIN_MIN = 64;
@@ -58,23 +61,49 @@ std::optional<CompressedExtra> Compress(const std::string& extra, const Setting&
     return made;
 }
 
-std::vector<Setting> LikelySettings(const std::string& extra)
+size_t SizeBy(const std::string& extra, const Setting& setting, const Lzma& lzma)
 {
-    std::vector<Setting> settings(std::begin(SETTINGS), std::end(SETTINGS));
-    if (extra.size() < RANKED_FROM) {
-        return settings;
-    }
-    std::vector<std::pair<size_t, size_t>> ranks(settings.size()); // size and number
+    const auto made = Compress(extra, setting, lzma);
+    return made.has_value() ? made->bytes.size() : SIZE_MAX;
+}
+
+// The best one first.
+std::vector<Setting> RankedSettings(const std::string& extra)
+{
+    std::vector<std::pair<size_t, size_t>> ranks(std::size(SETTINGS)); // size and number
     InParallel(ranks.size(), [&](size_t i) {
-        const auto made = Compress(extra, settings[i], {LZMA_FILTER_LZMA1, RANKING_PRESET});
-        ranks[i] = {made.has_value() ? made->bytes.size() : SIZE_MAX, i};
+        ranks[i] = {SizeBy(extra, SETTINGS[i], {LZMA_FILTER_LZMA1, RANKING_PRESET}), i};
     });
     std::sort(ranks.begin(), ranks.end());
-    settings.clear();
-    for (size_t i = 0; i < RANKED_KEPT; ++i) {
-        settings.push_back(SETTINGS[ranks[i].second]);
+    std::vector<Setting> settings;
+    for (const auto& rank : ranks) {
+        settings.push_back(SETTINGS[rank.second]);
     }
     return settings;
+}
+
+std::vector<Setting> LikelySettings(const std::string& extra)
+{
+    if (extra.size() < RANKED_FROM) {
+        return {std::begin(SETTINGS), std::end(SETTINGS)};
+    }
+    std::vector<Setting> settings = RankedSettings(extra);
+    settings.resize(RANKED_KEPT);
+    return settings;
+}
+
+std::string SampleOf(const std::string& extra)
+{
+    std::string sample;
+    for (size_t at = 0; at < extra.size(); at += SAMPLE_STEP * SAMPLE_PIECE) {
+        sample += extra.substr(at, SAMPLE_PIECE);
+    }
+    return sample;
+}
+
+bool IsWorthChunks(size_t size, size_t chunkedSize)
+{
+    return chunkedSize + CHUNKED_GAIN_MIN + size / CHUNKED_GAIN_SHARE_MIN < size;
 }
 } // namespace
 
@@ -95,12 +124,26 @@ std::optional<CompressedExtra> CompressExtra(const std::string& extra, bool mayB
     if (mayBeChunked && best->has_value()) {
         const Setting& setting = settings[static_cast<size_t>(best - made.begin())];
         std::optional<CompressedExtra> chunked = Compress(extra, setting, {LZMA_FILTER_LZMA2, BEST_PRESET});
-        const size_t size = (*best)->bytes.size();
-        if (chunked.has_value() && chunked->bytes.size() + CHUNKED_GAIN_MIN + size / CHUNKED_GAIN_SHARE_MIN < size) {
+        if (chunked.has_value() && IsWorthChunks((*best)->bytes.size(), chunked->bytes.size())) {
             return chunked;
         }
     }
     return std::move(*best);
+}
+
+std::optional<CompressedExtra> CompressMuchExtra(const std::string& extra, ExtraChunks chunks)
+{
+    if (extra.size() < RANKED_FROM) {
+        return CompressExtra(extra, chunks != ExtraChunks::NONE);
+    }
+    const std::string sample = SampleOf(extra);
+    const Setting setting = RankedSettings(sample).front();
+    const auto isWorthIt = [&] {
+        return IsWorthChunks(SizeBy(sample, setting, {LZMA_FILTER_LZMA1, RANKING_PRESET}),
+                             SizeBy(sample, setting, {LZMA_FILTER_LZMA2, RANKING_PRESET}));
+    };
+    const bool isChunked = chunks == ExtraChunks::FREE || (chunks == ExtraChunks::DEAR && isWorthIt());
+    return Compress(extra, setting, {isChunked ? LZMA_FILTER_LZMA2 : LZMA_FILTER_LZMA1, BEST_PRESET});
 }
 
 std::optional<CompressedExtra> CompressPrimedExtra(const std::string& extra, const CompressedExtra& unprimed,

@@ -24,6 +24,12 @@ struct CompressedExtra {
 // The smallest of several settings, tried on all cores; chunked only where that gains something, and may be. Nothing
 // when the library failed. No bytes give none.
 [[nodiscard]] std::optional<CompressedExtra> CompressExtra(const std::string& extra, bool mayBeChunked);
+
+// Whether parts that do not compress may be stored: never, where that is worth a newer version, or as is best.
+enum class ExtraChunks { NONE, DEAR, FREE };
+// The same for large content: what a sample of the bytes says is best is carried out once. Few bytes go CompressExtra's
+// way.
+[[nodiscard]] std::optional<CompressedExtra> CompressMuchExtra(const std::string& extra, ExtraChunks chunks);
 // With a dictionary that holds something at the start, at most EXTRA_DICTIONARY_MAX bytes, and in the way that did best
 // without. Nothing when the library failed.
 [[nodiscard]] std::optional<CompressedExtra> CompressPrimedExtra(const std::string& extra,

@@ -42,7 +42,8 @@ size_t SizeOfWay(ByteView old, const std::vector<MatchedPart>& parts, size_t way
 }
 } // namespace
 
-MatchedContent::MatchedContent(ByteView old, std::vector<MatchedPart> parts) : old_(old), parts_(std::move(parts))
+MatchedContent::MatchedContent(ByteView old, std::vector<MatchedPart> parts, bool isHasty)
+    : old_(old), isHasty_(isHasty), parts_(std::move(parts))
 {
     for (const MatchedPart& part : parts_) {
         newSize_ += part.fresh.size;
@@ -52,7 +53,7 @@ MatchedContent::MatchedContent(ByteView old, std::vector<MatchedPart> parts) : o
 void MatchedContent::Sort()
 {
     if (matcher_ == nullptr) {
-        matcher_ = std::make_unique<Matcher>(old_);
+        matcher_ = std::make_unique<Matcher>(old_, isHasty_);
     }
 }
 

@@ -19,8 +19,8 @@ struct MatchedPart {
 // raw bytes; each is for one thread at a time, and uses all cores itself.
 class MatchedContent {
 public:
-    // What old and the parts refer to must outlive this object.
-    MatchedContent(ByteView old, std::vector<MatchedPart> parts);
+    // What old and the parts refer to must outlive this object. isHasty: see Matcher.
+    MatchedContent(ByteView old, std::vector<MatchedPart> parts, bool isHasty);
     MatchedContent(MatchedContent&&) = default;
 
     [[nodiscard]] size_t OldSize() const { return old_.size; }
@@ -37,6 +37,7 @@ public:
 
 private:
     ByteView old_;
+    bool isHasty_;
     std::vector<MatchedPart> parts_;
     size_t newSize_ = 0;
     std::unique_ptr<Matcher> matcher_;

@@ -74,8 +74,10 @@ size_t Reach(size_t limit, IsEqual isEqual)
 // Goes through the new content and cuts it where another alignment becomes better than the current one.
 class Scan {
 public:
-    Scan(ByteView old, ByteView fresh, size_t start, const Matcher::Progress& progress)
-        : old_(old), fresh_(fresh), start_(std::min(start, old.size)), progress_(progress)
+    // ends: where what is found at each position of the new content ends at the latest; empty: not known.
+    Scan(ByteView old, ByteView fresh, size_t start, const std::vector<uint32_t>& ends,
+         const Matcher::Progress& progress)
+        : old_(old), fresh_(fresh), start_(std::min(start, old.size)), ends_(ends), progress_(progress)
     {
     }
 
@@ -92,7 +94,15 @@ public:
         while (position < fresh_.size) {
             size_t score = 0;
             size_t scored = position += length;
+            length = 0;
+            missed_ = 0;
+            missedEnd_ = position;
             for (; position < fresh_.size; ++position) {
+                if (IsHopeless(position, rule.gain)) {
+                    score -= scored > position && FollowsCurrent(position) ? 1 : 0;
+                    scored = std::max(scored, position + 1);
+                    continue;
+                }
                 found = longest(position);
                 length = found.length;
                 for (; scored < position + length; ++scored) {
@@ -137,6 +147,26 @@ private:
             progress_(position - told_);
             told_ = position;
         }
+    }
+
+    // Whether the current alignment misses so little of what may be found at the position that no other is better by
+    // the gain. Asked with rising positions.
+    bool IsHopeless(size_t position, size_t gain)
+    {
+        if (ends_.empty()) {
+            return false;
+        }
+        if (missedEnd_ <= position) {
+            missed_ = 0;
+            missedEnd_ = position;
+        } else if (position != missedStart_) {
+            missed_ -= FollowsCurrent(missedStart_) ? 0 : 1;
+        }
+        missedStart_ = position;
+        for (; missed_ <= gain && missedEnd_ < ends_[position]; ++missedEnd_) {
+            missed_ += FollowsCurrent(missedEnd_) ? 0 : 1;
+        }
+        return missed_ <= gain;
     }
 
     bool FollowsCurrent(size_t position) const
@@ -196,15 +226,20 @@ private:
     ByteView old_;
     ByteView fresh_;
     const size_t start_;
+    const std::vector<uint32_t>& ends_;
     const Matcher::Progress& progress_;
     size_t told_ = 0; // bytes that progress has heard of
     size_t lastNew_ = 0;
     size_t lastOld_ = 0;
+    // Bytes that the current alignment misses, and between where.
+    size_t missed_ = 0;
+    size_t missedStart_ = 0;
+    size_t missedEnd_ = 0;
     std::vector<Stretch> stretches_;
 };
 } // namespace
 
-Matcher::Matcher(ByteView old) : old_(old)
+Matcher::Matcher(ByteView old, bool isHasty) : old_(old), isHasty_(isHasty)
 {
     if (old.size == 0 || old.size > INT32_MAX) {
         return;
@@ -215,11 +250,15 @@ Matcher::Matcher(ByteView old) : old_(old)
         return;
     }
     IndexPrefixes();
+    if (isHasty) {
+        blocks_ = KnownBlocks(old);
+    }
 }
 
 size_t Matcher::RoomFor(size_t oldSize)
 {
-    return oldSize * sizeof(int32_t) + (size_t{1} << 8 * PrefixSize(oldSize)) * sizeof(uint32_t);
+    return oldSize * sizeof(int32_t) + (size_t{1} << 8 * PrefixSize(oldSize)) * sizeof(uint32_t) +
+           KnownBlocks::RoomFor(oldSize);
 }
 
 void Matcher::IndexPrefixes()
@@ -252,7 +291,8 @@ std::vector<std::vector<Stretch>> Matcher::Match(ByteView fresh, size_t start, c
         return ways;
     }
     std::vector<Remembered> found(fresh.size); // most places are asked for with each gain
-    Scan scan(old_, fresh, start, progress);
+    const std::vector<uint32_t> ends = isHasty_ ? blocks_.LastEnds(fresh) : std::vector<uint32_t>{};
+    Scan scan(old_, fresh, start, ends, progress);
     for (size_t i = 0; i < rules.size(); ++i) {
         ways[i] = scan.Run(
             rules[i],
@@ -311,7 +351,8 @@ Matcher::Found Matcher::Longest(const uint8_t* text, size_t size) const
         const size_t limit = std::min({size, old_.size - start, COMPARED_MAX});
         size_t length = std::min({lowLength, highLength, limit});
         length += CommonLength(old_.data + start + length, limit - length, text + length, limit - length);
-        const bool isBelow = length < limit && old_.data[start + length] < text[length];
+        const bool isOver = start + length == old_.size && length < size; // one that ends is below what goes on
+        const bool isBelow = isOver || (length < limit && old_.data[start + length] < text[length]);
         (isBelow ? low : high) = middle;
         (isBelow ? lowLength : highLength) = length;
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "diff/byte_view.h"
+#include "diff/known_blocks.h"
 
 namespace ORVX::Difference {
 // New content: first as many bytes as delta that follow the old content from a position on, byte for byte with few
@@ -28,7 +29,8 @@ struct MatchRule {
 // it.
 class Matcher {
 public:
-    explicit Matcher(ByteView old);
+    // isHasty: leaves out searches that hardly ever find anything worth having.
+    Matcher(ByteView old, bool isHasty);
     // About what the matcher of old content of that size takes, in bytes.
     [[nodiscard]] static size_t RoomFor(size_t oldSize);
 
@@ -52,9 +54,11 @@ private:
     [[nodiscard]] size_t PrefixOf(const uint8_t* text, size_t size) const;
 
     ByteView old_;
+    bool isHasty_;
     std::vector<int32_t> suffixes_;
     size_t prefixSize_ = 0;
     std::vector<uint32_t> prefixes_; // for each beginning, how many suffixes are below it
+    KnownBlocks blocks_;             // if it is hasty
 };
 } // namespace ORVX::Difference
 

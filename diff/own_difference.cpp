@@ -21,6 +21,9 @@ constexpr size_t PART_MAX = size_t{1} << 20;
 const std::vector<MatchRule> RULES = {{8, false}, {8, true}, {12, true}, {16, true}, {32, false}};
 constexpr size_t SAMPLED_CONTENTS = 2;
 constexpr size_t LIKELY_RULES = 2;
+// Only the best one where the next is larger by such a part, and for so much content: it would take long.
+constexpr size_t UNLIKELY_SHARE_MIN = 64;
+constexpr size_t ONE_RULE_FROM = size_t{128} << 20;
 // Not every device reads version 2: it must make a difference smaller by such a part.
 constexpr size_t GAIN_SHARE_MIN = 256;
 constexpr size_t PRIMED_EXTRA_MAX = size_t{8} << 20;
@@ -86,20 +89,25 @@ private:
 
     void MatchAll()
     {
+        newSize_ = plan_.newPlain.size();
+        for (const Region& region : plan_.regions) {
+            newSize_ += region.raw.size;
+        }
+        isLarge_ = newSize_ >= sampledFrom_;
         MakeContents();
         std::vector<MatchedContent*> largestFirst;
-        size_t newSize = 0;
         for (MatchedContent& content : contents_) {
             largestFirst.push_back(&content);
-            newSize += content.NewSize();
             total_ += content.OldSize(); // is gone through when it is sorted
         }
         std::sort(largestFirst.begin(), largestFirst.end(),
                   [](const auto* a, const auto* b) { return a->NewSize() > b->NewSize(); });
-        ways_ = newSize < sampledFrom_ ? RULES.size() : LIKELY_RULES;
-        total_ += ways_ * newSize;
+        const size_t mostWays = isLarge_ ? LIKELY_RULES : RULES.size();
+        total_ += mostWays * newSize_;
         progress_.Tell("match", 0, total_); // sorting may take long
-        const std::vector<MatchRule> rules = ways_ == RULES.size() ? RULES : LikelyRules(largestFirst);
+        const std::vector<MatchRule> rules = isLarge_ ? LikelyRules(largestFirst) : RULES;
+        ways_ = rules.size();
+        Advance((mostWays - ways_) * newSize_);
         InParallel(
             largestFirst.size(),
             [&](size_t i) {
@@ -130,13 +138,13 @@ private:
     {
         for (const Group& group : plan_.groups) {
             contents_.emplace_back(ByteView{plan_.oldPlain.data() + group.oldStart, group.oldEnd - group.oldStart},
-                                   PartsOf(group));
+                                   PartsOf(group), isLarge_);
         }
         std::vector<MatchedPart> raw;
         for (const Region& region : plan_.regions) {
             raw.push_back({region.raw, 0, {}});
         }
-        contents_.emplace_back(old_, std::move(raw));
+        contents_.emplace_back(old_, std::move(raw), isLarge_);
     }
 
     // The same ones on all machines.
@@ -146,10 +154,11 @@ private:
         const size_t atATime = MatchersAtATime();
         InParallel(
             sizes.size(),
-            [&](size_t i) {
+            [&](size_t job) {
+                const size_t i = sizes.size() - 1 - job; // what stays sorted is the one that is matched first
                 largestFirst[i]->Sort();
                 sizes[i] = largestFirst[i]->TrySample(RULES);
-                if (atATime < sizes.size()) {
+                if (i >= atATime) {
                     largestFirst[i]->Forget();
                 }
             },
@@ -166,6 +175,10 @@ private:
         std::vector<MatchRule> rules;
         for (size_t i = 0; i < LIKELY_RULES; ++i) {
             rules.push_back(RULES[ranks[i].second]);
+        }
+        const size_t best = ranks[0].first;
+        if (newSize_ >= ONE_RULE_FROM || ranks[1].first - best > best / UNLIKELY_SHARE_MIN) {
+            rules.resize(1);
         }
         return rules;
     }
@@ -212,6 +225,9 @@ private:
     [[nodiscard]] Attempt Try(const Matches& matches) const
     {
         Attempt attempt{EncodeDifference(old_, plan_, matches, {NeededVersion()})};
+        if (ways_ == 1) {
+            return attempt;
+        }
         const size_t extra = EstimateExtra(attempt.parts.extra, BytesOf(PrimingFor(attempt.parts.extra, matches)));
         attempt.size = extra == SIZE_MAX ? SIZE_MAX : attempt.parts.model.size() + extra;
         return attempt;
@@ -233,7 +249,11 @@ private:
         const auto best = std::min_element(attempts.begin(), attempts.end(),
                                            [](const Attempt& a, const Attempt& b) { return a.size < b.size; });
         const Matches matches = MatchesOf(static_cast<size_t>(best - attempts.begin()));
-        const std::optional<CompressedExtra> extra = CompressExtra(best->parts.extra, maxVersion_ >= 2);
+        const ExtraChunks chunks = NeededVersion() >= 2 ? ExtraChunks::FREE
+                                   : maxVersion_ >= 2   ? ExtraChunks::DEAR
+                                                        : ExtraChunks::NONE;
+        const std::optional<CompressedExtra> extra = isLarge_ ? CompressMuchExtra(best->parts.extra, chunks)
+                                                              : CompressExtra(best->parts.extra, maxVersion_ >= 2);
         if (!extra.has_value()) {
             return std::nullopt;
         }
@@ -304,7 +324,9 @@ private:
     const uint64_t memory_;
     StepProgress& progress_;
     DifferencePlan plan_;
-    uint64_t total_ = 0; // bytes to match
+    uint64_t total_ = 0;   // bytes to match
+    bool isLarge_ = false; // large content takes shorter ways
+    size_t newSize_ = 0;   // all new content
     size_t ways_ = 0;
     std::vector<MatchedContent> contents_; // one for each group, and one for the raw bytes
 };

@@ -50,7 +50,7 @@ void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& r
                                      {"oldSize", report.oldSize},
                                      {"newSize", report.newSize},
                                      {"diffSize", report.differenceSize},
-                                     {"plainSize", report.plainSize},
+                                     {report.isPlainGivenUp ? "plainAbove" : "plainSize", report.plainSize},
                                      {"entries", report.entries},
                                      {"formatVersion", report.version},
                                      {"window", report.window}};
@@ -67,8 +67,9 @@ void ShowDiff(const Cli::Console& console, const Difference::DifferenceReport& r
     char percent[16];
     snprintf(percent, sizeof(percent), "%.1f", share);
     console.Say(std::string(kind) + ": " + std::to_string(report.differenceSize) + " bytes for a file of " +
-                std::to_string(report.newSize) + " (" + percent + " %); plain zstd: " +
-                std::to_string(report.plainSize) + NeedText(report) + (report.isCached ? "; made before" : ""));
+                std::to_string(report.newSize) + " (" + percent +
+                " %); plain zstd: " + (report.isPlainGivenUp ? "more than " : "") + std::to_string(report.plainSize) +
+                NeedText(report) + (report.isCached ? "; made before" : ""));
 }
 
 // A regular file, which gives way to the new one, or a link, which does so itself.

@@ -436,6 +436,25 @@ TEST_F(MakerTest, ADifferenceThatDoesNotStandTheProofIsNotHandedOut)
     EXPECT_TRUE(scratch_.Read("difference") == former);
 }
 
+TEST_F(MakerTest, APlainDifferenceThatCannotWinIsGivenUpUnlessItIsWanted)
+{
+    const std::string content = CodeLikeContent(1200000, 1);
+    scratch_.Write("old", ArchiveOf({{"a", content, 6}}));
+    scratch_.Write("new", ArchiveOf({{"a", NextVersion(content), 6}}));
+    scratch_.Run("zstd -q -19 --long=31 --patch-from old new -o tool");
+    ASSERT_TRUE(Make("old", "difference")) << error_;
+    EXPECT_TRUE(report_.isPlainGivenUp);
+    EXPECT_EQ(report_.plainSize, 2 * report_.differenceSize);
+    EXPECT_GT(scratch_.Read("tool").size(), report_.plainSize);
+
+    g_system.fsync.error = EINTR; // once: while the other kind is proven
+    ASSERT_TRUE(Make("old", "difference")) << error_;
+    EXPECT_EQ(report_.kind, DifferenceKind::PLAIN);
+    EXPECT_FALSE(report_.isPlainGivenUp);
+    EXPECT_EQ(report_.plainSize, report_.differenceSize);
+    EXPECT_LE(report_.plainSize, scratch_.Read("tool").size());
+}
+
 TEST_F(MakerTest, WhatGoesWrongIsSaidInOneLine)
 {
     EXPECT_FALSE(Make("missing", "difference"));

@@ -65,8 +65,9 @@ TEST_F(DifferenceCacheTest, WhatWasMadeOfTheSameIsTakenAgain)
     EXPECT_TRUE(IsKnown(options_));
     EXPECT_EQ(scratch_.Read("difference"), made);
     EXPECT_EQ(std::tie(report_.kind, report_.oldSize, report_.newSize, report_.plainSize, report_.entries,
-                       report_.version, report_.window),
-              std::tie(told.kind, told.oldSize, told.newSize, told.plainSize, told.entries, told.version, told.window));
+                       report_.version, report_.window, report_.isPlainGivenUp),
+              std::tie(told.kind, told.oldSize, told.newSize, told.plainSize, told.entries, told.version, told.window,
+                       told.isPlainGivenUp));
 
     std::vector<DifferenceOptions> others(3, options_);
     others[0].isPlainOnly = true;

@@ -4,6 +4,7 @@
 
 #include "diff/difference_applier.h"
 #include "diff/difference_result.h"
+#include "diff/plain_encoder.h"
 #include "tests/unit/diff/scratch_directory.h"
 
 namespace ORVX::TavomendTest {
@@ -59,6 +60,24 @@ TEST_F(PlainDifferenceTest, RebuildsWhatTheToolMade)
         ASSERT_NO_FATAL_FAILURE(Make(base, target, ""));
         EXPECT_EQ(Apply(), DIFFERENCE_OK) << name;
         EXPECT_TRUE(scratch_.Has("out") && scratch_.Read("out") == target) << name;
+    }
+}
+
+TEST_F(PlainDifferenceTest, TheMakerMakesTheToolsFramesOrGivesThemUp)
+{
+    const std::string base = Noise(1 << 20, 3);
+    const std::string target = Noise(700000, 4) + base.substr(5, 400000);
+    const auto view = [](const std::string& text) {
+        return ByteView{reinterpret_cast<const uint8_t*>(text.data()), text.size()};
+    };
+    for (const auto& [way, option] :
+         {std::pair{PlainWay::DIRECT, "--single-thread "}, std::pair{PlainWay::WORKER, ""}}) {
+        ASSERT_NO_FATAL_FAILURE(Make(base, target, option));
+        for (const size_t enough : {SIZE_MAX, difference_.size()}) {
+            EXPECT_TRUE(MakePlainDifference(view(base), view(target), way, enough).frame == difference_) << option;
+        }
+        const PlainAttempt attempt = MakePlainDifference(view(base), view(target), way, difference_.size() / 2);
+        EXPECT_TRUE(attempt.isGivenUp && !attempt.frame.has_value()) << option;
     }
 }
 
