@@ -167,7 +167,9 @@ TEST_F(ParseZipToolTest, WhatIsWrittenIntoAPinnedArchiveIsNotExtracted)
     }
     const std::string pinned = ZipBuilder().Add("first", "alpha", 0).Add("big", big, 0).Add("last", "omega", 0).Build();
     const std::string longer = pinned + std::string(PIECE, ' ');
-    const auto changed = [&pinned](size_t at) { return std::string(pinned).replace(at, 1, 1, ~pinned[at]); };
+    const auto changed = [&pinned](size_t at) {
+        return std::string(pinned).replace(at, 1, 1, static_cast<char>(~pinned[at]));
+    };
     const struct {
         std::string bytes;
         std::string read; // F first, B big by each of two ways, L last
