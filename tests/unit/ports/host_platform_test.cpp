@@ -117,7 +117,6 @@ TEST_F(HostPlatformTest, ADifferenceIsRefusedForMoreMemoryThanAnyLimitLeaves)
         {"7:pids:/\n4:cpu,memory:/c\n0::/\n", v1 + "/c/memory.limit_in_bytes", "33554432\n", little},
         {"4:memory:/none\n", v1 + "/memory.limit_in_bytes", "33554432\n", little},
         {"4:cpu:/c\n", v1 + "/c/memory.limit_in_bytes", "33554432\n", ""},
-        {"no group", v2 + "/memory.max", "33554432\n", ""},
     };
     for (const auto& [groups, file, limit, says] : cases) {
         DeviceTest::SetUp();
