@@ -91,10 +91,15 @@ const ArchiveMember* ZipArchive::Demand(const std::string& name, std::string& er
     return member;
 }
 
-bool ZipArchive::ReadThrough(const ArchiveMember& member, const Sink& sink, std::string& error) const
+bool ZipArchive::OpenMember(const ArchiveMember& member) const
 {
     const unz64_file_pos position{member.directoryOffset, member.directoryIndex};
-    if (unzGoToFilePos64(zip_.get(), &position) != UNZ_OK || unzOpenCurrentFile(zip_.get()) != UNZ_OK) {
+    return unzGoToFilePos64(zip_.get(), &position) == UNZ_OK && unzOpenCurrentFile(zip_.get()) == UNZ_OK;
+}
+
+bool ZipArchive::ReadThrough(const ArchiveMember& member, const Sink& sink, std::string& error) const
+{
+    if (!OpenMember(member)) {
         error = path_ + ": the member " + member.name + " cannot be read";
         return false;
     }
@@ -133,6 +138,18 @@ std::optional<std::string> ZipArchive::ReadMember(const std::string& name, uint6
         return true;
     };
     return ReadThrough(*member, keep, error) ? std::optional<std::string>(std::move(content)) : std::nullopt;
+}
+
+std::string ZipArchive::ReadHead(const std::string& name, size_t size) const
+{
+    const ArchiveMember* member = Find(name);
+    if (member == nullptr || !OpenMember(*member)) {
+        return "";
+    }
+    std::string head(std::min<uint64_t>(size, member->size), '\0');
+    const int count = unzReadCurrentFile(zip_.get(), head.data(), static_cast<unsigned>(head.size()));
+    static_cast<void>(unzCloseCurrentFile(zip_.get())); // which tells of a checksum only at the end
+    return count == static_cast<int>(head.size()) ? head : "";
 }
 
 std::string ZipArchive::HashMember(const std::string& name, std::string& error) const

@@ -41,6 +41,9 @@ public:
     // A member's content; nothing for a missing or damaged one, or one of more than maxSize bytes.
     [[nodiscard]] std::optional<std::string> ReadMember(const std::string& name, uint64_t maxSize,
                                                         std::string& error) const;
+    // The first `size` bytes of a member, or all of a smaller one; empty for a missing member, or one that cannot be
+    // read so far. The checksum is not compared.
+    [[nodiscard]] std::string ReadHead(const std::string& name, size_t size) const;
     // Of a member's content: 64 lower-case hexadecimal digits; empty for a missing or damaged one.
     [[nodiscard]] std::string HashMember(const std::string& name, std::string& error) const;
     // Writes a member to a file, mode 0644, in one rename at the end, and makes its directory where that is missing. On
@@ -57,6 +60,7 @@ private:
     ZipArchive() = default;
     [[nodiscard]] bool ReadDirectory(std::string& error);
     [[nodiscard]] const ArchiveMember* Demand(const std::string& name, std::string& error) const;
+    [[nodiscard]] bool OpenMember(const ArchiveMember& member) const;
     // Where a member's packed bytes are; false for one that cannot be opened, or is encrypted.
     [[nodiscard]] bool Locate(const ArchiveMember& member, PackedMember& packed) const;
     // Gives the member to `sink`, piece by piece, as long as that gives true.

@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const bool isWhole = archive && archive->CheckWhole(error);
     const auto content = archive ? archive->ReadMember("app_tavomend_config.json", INFLATED_MAX, error) : std::nullopt;
     const auto tool = MakeSptr<TavomendEngine::ParseZipTool>(path);
-    tool->Pin({}, TavomendEngine::FileUtils::GetContent(path));
+    tool->Pin({}, TavomendEngine::SealedFile::Read(path, [](const void* /*bytes*/, size_t /*size*/) {}));
     unlink(out.c_str());
     const bool isTaken = tool->UnZipTargetFiles({{Formats::CONFIG_MEMBER, out}});
     const auto text = tool->ReadMember(Formats::CONFIG_MEMBER, INFLATED_MAX);

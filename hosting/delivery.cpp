@@ -13,6 +13,7 @@
 #include "formats/status_words.h"
 #include "formats/zip_archive.h"
 #include "hosting/device_view.h"
+#include "hosting/difference_check.h"
 #include "hosting/kept_packages.h"
 #include "hosting/package_view.h"
 #include "hosting/revoke_request.h"
@@ -70,7 +71,7 @@ bool CheckColdFile(const ZipArchive& archive, const AppInfo& app, size_t index, 
     return LayOutFile(archive, app, index, Formats::IsDifference(path) ? apart + Formats::DIFF_SUFFIX : apart, error);
 }
 
-bool CheckColdFiles(const PackageInfo& config, std::string& error)
+bool CheckFiles(const PackageInfo& config, const IDevicePort& port, std::string& error)
 {
     const auto archive = ZipArchive::Open(INCOMING_PACKAGE, error);
     bool isWhole = archive.has_value();
@@ -80,7 +81,10 @@ bool CheckColdFiles(const PackageInfo& config, std::string& error)
             FileUtils::CleanDir(INCOMING_FILES, true);
         }
     }
-    return isWhole;
+    if (isWhole) {
+        error = WhyNotApplicable(*archive, config, port);
+    }
+    return isWhole && error.empty();
 }
 
 bool LayOutColdFiles(const std::string& package, const PackageInfo& config, bool onlyMissing, std::string& error)
@@ -231,10 +235,10 @@ std::optional<PackageInfo> JudgePackage(const std::string& package, const std::s
     return config;
 }
 
-bool Deliver(Refused refused, std::string& refusal, std::string& error)
+bool Deliver(const IDevicePort& port, Refused refused, std::string& refusal, std::string& error)
 {
     auto config = JudgePackage(INCOMING_PACKAGE, INCOMING_SIGNATURE, refusal);
-    if (config && !CheckColdFiles(*config, refusal)) {
+    if (config && !CheckFiles(*config, port, refusal)) {
         config.reset();
     }
     if (!config && refused == Refused::IS_SENT_BACK) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "formats/patch_config.h"
+#include "platform/api/device_port.h"
 
 namespace ORVX::TavomendHosting {
 // Where the two files wait, on the device's own disk, until Deliver takes them.
@@ -23,14 +24,13 @@ constexpr const char* INCOMING_SIGNATURE = "/data/update/tavomend/package/incomi
 // with what waited on it; or it is delivered all the same, so that the engine tells its client, and nothing of it laid
 // out.
 enum class Refused { IS_SENT_BACK, IS_DELIVERED };
-// Takes the two incoming files. Judges them, the files of cold applications included; then clears what an earlier
-// package left in the work directory, lays out the cold files, puts package and signature in place, each by one rename,
-// the signature last (a package counts as delivered only with both), and takes the package's applications off the
-// recover lists.
-// refusal: why the engine will refuse it; empty when it will not. False when it was sent back; or, with `error`, when
-// the device could not be written: no package is delivered then, unless only a recover list could not be rewritten,
-// which FinishDelivery tries again.
-[[nodiscard]] bool Deliver(Refused refused, std::string& refusal, std::string& error);
+// Takes the two incoming files. Judges them, the files of cold applications included, and whether the port can apply
+// the differences; then clears what an earlier package left in the work directory, lays out the cold files, puts
+// package and signature in place, each by one rename, the signature last (a package counts as delivered only with
+// both), and takes the package's applications off the recover lists. refusal: why the engine will refuse it; empty when
+// it will not. False when it was sent back; or, with `error`, when the device could not be written: no package is
+// delivered then, unless only a recover list could not be rewritten, which FinishDelivery tries again.
+[[nodiscard]] bool Deliver(const IDevicePort& port, Refused refused, std::string& refusal, std::string& error);
 // Does again, for a package that is delivered, what a delivery or a boot that was cut short has left undone or used up:
 // missing cold files, an old revoke of its applications. Files that are there stay as they are. Harmless at any time;
 // what cannot be done, the engine finds missing.

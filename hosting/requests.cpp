@@ -136,7 +136,8 @@ bool BringIn(const PackageFiles& files, const std::string& deviceRoot, std::stri
     return false;
 }
 
-DeliveryResult DeliverIncoming(const PackageFiles& files, Refused refused, const IHostObserver& observer)
+DeliveryResult DeliverIncoming(const IDevicePort& port, const PackageFiles& files, Refused refused,
+                               const IHostObserver& observer)
 {
     DeliveryResult result;
     if (observer.IsStopAsked()) {
@@ -144,7 +145,7 @@ DeliveryResult DeliverIncoming(const PackageFiles& files, Refused refused, const
         std::remove(INCOMING_SIGNATURE);
         result.outcome = Outcome::INTERRUPTED;
         result.reason = "interrupted; nothing was delivered";
-    } else if (Deliver(refused, result.refusal, result.reason)) {
+    } else if (Deliver(port, refused, result.refusal, result.reason)) {
         result.outcome = Outcome::DONE;
         result.needsBoot = WhyBootIsNeeded();
     } else if (result.reason.empty()) {

@@ -35,7 +35,8 @@ struct DeliveryResult : OperationResult {
 // not been applied yet. A package that would be refused is sent back (FAILED) and nothing has changed; or delivered all
 // the same, so that the engine's own judgement reaches the status record. files: what BringIn was given; the result's
 // lines name these, and not the copies.
-[[nodiscard]] DeliveryResult DeliverIncoming(const PackageFiles& files, Refused refused, const IHostObserver& observer);
+[[nodiscard]] DeliveryResult DeliverIncoming(const IDevicePort& port, const PackageFiles& files, Refused refused,
+                                             const IHostObserver& observer);
 
 // Back to a device without a patch record, or a request to revoke; installed applications stay as they are.
 [[nodiscard]] OperationResult ClearPatches();

@@ -26,7 +26,7 @@ bool SignedPackage::VerifyPackage()
     if (!verified) {
         return false;
     }
-    zipTool_->Pin(verified->digest, std::move(verified->content));
+    zipTool_->Pin(verified->digest, std::move(verified->file));
     return true;
 }
 

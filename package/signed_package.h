@@ -28,8 +28,8 @@ protected:
     SignedPackage(const char* packagePath, const char* signPath);
     ~SignedPackage();
 
-    // True when both files are there and the signature is the package's own. What is extracted from then on comes from
-    // the bytes that were verified, and from no file that took their place.
+    // True when both files are there and the signature is the package's own. What is extracted from then on are the
+    // bytes that were verified, and none that took their place.
     [[nodiscard]] bool VerifyPackage();
     // The gate has passed and the configuration may be read; otherwise says why not.
     [[nodiscard]] bool IsPackageInfoReady() const;

@@ -22,13 +22,13 @@ constexpr int32_t ERROR_RESTORE_NO_RECORD = 610;
 PackageInMemory::PackageInMemory(TvpkPackageManager& manager) : manager_(manager)
 {
     const auto hold = manager_.HoldPackageFiles();
-    manager_.zipTool_->KeepBytes(SysUtils::GetRunningStage() != RUNNING_STAGE_INIT);
+    manager_.zipTool_->KeepSealed(SysUtils::GetRunningStage() != RUNNING_STAGE_INIT);
 }
 
 PackageInMemory::~PackageInMemory()
 {
     const auto hold = manager_.HoldPackageFiles();
-    manager_.zipTool_->KeepBytes(false);
+    manager_.zipTool_->KeepSealed(false);
 }
 
 TvpkPackageManager::TvpkPackageManager()

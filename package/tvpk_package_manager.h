@@ -22,8 +22,8 @@
 namespace ORVX::TavomendEngine {
 class TvpkPackageManager;
 
-// As long as it lives, the package that the gate has verified stays in memory, and hot files come out of the same
-// bytes: they are read and hashed once. Not in the init stage, which extracts nothing.
+// As long as it lives, the package that the gate has verified stays known: it is held open, its seals are in memory,
+// and hot files come out of the same bytes, which are hashed once. Not in the init stage, which extracts nothing.
 class PackageInMemory {
 public:
     explicit PackageInMemory(TvpkPackageManager& manager);

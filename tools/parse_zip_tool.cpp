@@ -9,12 +9,13 @@
 #include "common/log.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/output_file.h"
-#include "tools/memory_archive.h"
+#include "tools/sealed_archive.h"
 
 namespace ORVX::TavomendEngine {
 namespace {
 constexpr size_t MEMBER_NAME_SIZE = 4096;
 constexpr int BUFFER_SIZE = 4096;
+constexpr uLong FLAG_ENCRYPTED = 1;
 
 bool GetCurrentMember(unzFile handle, std::string& fileName, unz_file_info& info)
 {
@@ -38,6 +39,34 @@ int CopyMember(unzFile handle, OutputFile& out, std::vector<char>& buffer)
         }
     } while (count > 0);
     return count;
+}
+
+// Where the bytes of the open member stand in the archive as they are; nothing for one that is not simply stored.
+std::optional<uint64_t> StoredPlace(unzFile handle)
+{
+    unz_file_info info{};
+    const bool isStored = unzGetCurrentFileInfo(handle, &info, nullptr, 0, nullptr, 0, nullptr, 0) == UNZ_OK &&
+                          info.compression_method == 0 && (info.flag & FLAG_ENCRYPTED) == 0 &&
+                          info.compressed_size == info.uncompressed_size;
+    return isStored ? std::optional<uint64_t>(unzGetCurrentFileZStreamPos64(handle)) : std::nullopt;
+}
+
+// Takes what minizip would give out of the file itself, without copying it byte by byte; the result is CopyMember's.
+int CopyStored(SealedFile& file, uint64_t at, int size, OutputFile& out)
+{
+    while (size > 0) {
+        const std::string_view bytes = file.View(at, static_cast<uint64_t>(size));
+        if (bytes.empty()) {
+            return UNZ_ERRNO;
+        }
+        if (!out.Write(bytes.data(), bytes.size())) {
+            TAVOMEND_LOG_E("fwrite Failed");
+            return size;
+        }
+        at += bytes.size();
+        size -= static_cast<int>(bytes.size());
+    }
+    return 0;
 }
 } // namespace
 
@@ -63,16 +92,16 @@ bool ParseZipTool::UnZipTargetFiles(const std::vector<UnZipTargetInfo>& targetIn
     return true;
 }
 
-void ParseZipTool::Pin(const Handles::Sha256Digest& digest, FileContent content)
+void ParseZipTool::Pin(const Handles::Sha256Digest& digest, std::unique_ptr<SealedFile> file)
 {
     Reset();
     digest_ = digest;
-    content_ = std::move(content);
+    sealed_ = std::move(file);
 }
 
-void ParseZipTool::KeepBytes(bool isKept)
+void ParseZipTool::KeepSealed(bool isKept)
 {
-    isContentKept_ = isKept;
+    isSealedKept_ = isKept;
     if (!isKept) {
         Reset();
     }
@@ -102,9 +131,7 @@ std::optional<std::string> ParseZipTool::ReadMember(const std::string& name, siz
 bool ParseZipTool::OpenArchive()
 {
     if (unzHandle_ == nullptr) {
-        unzHandle_ = !digest_       ? unzOpen(zipFilePath_.c_str())
-                     : ReadPinned() ? OpenArchiveInMemory(content_.View())
-                                    : nullptr;
+        unzHandle_ = !digest_ ? unzOpen(zipFilePath_.c_str()) : SealPinned() ? OpenSealedArchive(*sealed_) : nullptr;
     }
     return unzHandle_ != nullptr;
 }
@@ -144,17 +171,17 @@ bool ParseZipTool::MoveTo(size_t place)
     return move == UNZ_OK;
 }
 
-bool ParseZipTool::ReadPinned()
+bool ParseZipTool::SealPinned()
 {
-    Handles::Sha256Digest digest{};
-    if (content_.View().empty()) {
-        content_ = FileUtils::GetContent(zipFilePath_);
-        const std::string_view bytes = content_.View();
-        if (!Handles::Sha256::Of(bytes.data(), bytes.size(), digest) || digest != digest_) {
-            content_ = FileContent();
+    if (sealed_ == nullptr) {
+        Handles::Sha256 hash;
+        Handles::Sha256Digest digest{};
+        sealed_ = SealedFile::Read(zipFilePath_, [&hash](const void* bytes, size_t size) { hash.Add(bytes, size); });
+        if (!hash.Finish(digest) || digest != digest_) {
+            sealed_.reset();
         }
     }
-    return !content_.View().empty();
+    return sealed_ != nullptr;
 }
 
 bool ParseZipTool::UnZipFile(const UnZipTargetInfo& info, void* handle)
@@ -213,7 +240,8 @@ bool ParseZipTool::ExtractFileAndWrite(void*& handle, std::string outPath, int s
         return false;
     }
     std::vector<char> buffer(static_cast<size_t>(std::min(size, BUFFER_SIZE)));
-    const int lastCount = CopyMember(handle, out, buffer);
+    const auto place = sealed_ != nullptr ? StoredPlace(handle) : std::nullopt;
+    const int lastCount = place ? CopyStored(*sealed_, *place, size, out) : CopyMember(handle, out, buffer);
     const bool isClosed = out.Close(); // a full disk may show only here
     if (lastCount != 0) {
         TAVOMEND_LOG_E("unzReadCurrentFile failed");
@@ -273,8 +301,8 @@ void ParseZipTool::Reset()
     }
     places_.clear();
     place_.reset();
-    if (!isContentKept_) {
-        content_ = FileContent();
+    if (!isSealedKept_) {
+        sealed_.reset();
     }
 }
 } // namespace ORVX::TavomendEngine

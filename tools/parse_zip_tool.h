@@ -2,6 +2,7 @@
 #ifndef TAVOMEND_TOOLS_PARSE_ZIP_TOOL_H
 #define TAVOMEND_TOOLS_PARSE_ZIP_TOOL_H
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -9,7 +10,7 @@
 
 #include "handles/sha256.h"
 #include "platform/api/ref_base.h"
-#include "platform/utility/file_content.h"
+#include "tools/sealed_file.h"
 
 namespace ORVX::TavomendEngine {
 // Owned by each of the two package managers. The archive is opened on first use and stays open until Reset, so that all
@@ -23,13 +24,13 @@ public:
 
     explicit ParseZipTool(std::string zipFilePath);
 
-    // From now on the archive is the one of this digest, and no other that comes into its place: `content`, its bytes,
-    // is read in place of the file until Reset; later the file is read into memory, and an archive of another digest is
-    // none. Closes an open archive.
-    void Pin(const Handles::Sha256Digest& digest, FileContent content);
-    // While it is true, Reset leaves the pinned archive's bytes in memory, so that they are read and hashed once;
-    // without it they are given back, and an open archive is closed.
-    void KeepBytes(bool isKept);
+    // From now on the archive is the one of this digest, and no other that comes into its place: `file`, which has been
+    // hashed, is read until Reset; later what is under the path is read through, and an archive of another digest is
+    // none. What is written into the file fails to be extracted. Closes an open archive.
+    void Pin(const Handles::Sha256Digest& digest, std::unique_ptr<SealedFile> file);
+    // While it is true, Reset leaves the pinned file open and sealed, so that it is hashed once; without it the file is
+    // given up, and an open archive is closed.
+    void KeepSealed(bool isKept);
 
     // Extracts in order and stops at the first failure; what was written before stays. An output that already has the
     // member's size counts as extracted, whatever its content: that makes a resumed run cheap. Missing directories are
@@ -45,8 +46,8 @@ private:
     // Where the members of that name stand, counted from the first one.
     [[nodiscard]] const std::vector<size_t>& PlacesOf(const std::string& name);
     bool MoveTo(size_t place);
-    // Has the pinned archive's bytes in memory.
-    bool ReadPinned();
+    // Has the pinned archive in sealed_.
+    bool SealPinned();
     bool UnZipFile(const UnZipTargetInfo& info, void* handle);
     bool UnZipTargetFile(std::string& outPath, void*& handle, int size);
     bool ExtractFileAndWrite(void*& handle, std::string outPath, int size);
@@ -58,8 +59,8 @@ private:
     std::unordered_map<std::string, std::vector<size_t>> places_; // by name; of the open archive
     std::optional<size_t> place_;                                 // of the current member
     std::optional<Handles::Sha256Digest> digest_;
-    FileContent content_;
-    bool isContentKept_ = false;
+    std::unique_ptr<SealedFile> sealed_;
+    bool isSealedKept_ = false;
 };
 } // namespace ORVX::TavomendEngine
 

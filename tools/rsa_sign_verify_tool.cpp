@@ -38,6 +38,58 @@ public:
 private:
     RSA* rsa_;
 };
+
+// What a signature is over, of data that comes in parts. A failure of the library shows at the end.
+class SignedData {
+public:
+    SignedData() : context_(EVP_MD_CTX_new())
+    {
+        if (context_ == nullptr || EVP_MD_CTX_reset(context_.get()) != 1) {
+            failure_ = "verify evp init is null";
+        } else if (EVP_VerifyInit_ex(context_.get(), EVP_sha256(), nullptr) != 1) {
+            failure_ = "EVP_VerifyInit_ex failed";
+        }
+    }
+
+    void Add(const void* data, size_t size)
+    {
+        if (failure_ == nullptr && EVP_VerifyUpdate(context_.get(), data, size) != 1) {
+            failure_ = "EVP_VerifyUpdate failed";
+        }
+    }
+
+    // digest: of all the data, which is hashed once. False, with a line in the log, when the signature is another
+    // one's.
+    [[nodiscard]] bool Verify(RSA* rsa, const std::string& sign, Handles::Sha256Digest& digest) const
+    {
+        const Crypto<EVP_PKEY> key(EVP_PKEY_new());
+        if (key == nullptr) {
+            TAVOMEND_LOG_E("verify input data is null");
+            return false;
+        }
+        if (EVP_PKEY_set1_RSA(key.get(), rsa) != 1) {
+            TAVOMEND_LOG_E("verify evp set1 is null");
+            return false;
+        }
+        if (failure_ != nullptr) {
+            TAVOMEND_LOG_E("%{public}s", failure_);
+            return false;
+        }
+        const Crypto<EVP_MD_CTX> copy(EVP_MD_CTX_new());
+        const auto* signBytes = reinterpret_cast<const unsigned char*>(sign.data());
+        if (copy == nullptr || EVP_MD_CTX_copy_ex(copy.get(), context_.get()) != 1 ||
+            EVP_DigestFinal_ex(copy.get(), digest.data(), nullptr) != 1 ||
+            EVP_VerifyFinal(context_.get(), signBytes, static_cast<unsigned int>(sign.size()), key.get()) != 1) {
+            TAVOMEND_LOG_E("EVP_VerifyFinal failed");
+            return false;
+        }
+        return true;
+    }
+
+private:
+    Crypto<EVP_MD_CTX> context_;
+    const char* failure_ = nullptr;
+};
 } // namespace
 
 bool RsaSignVerifyTool::VerifyFileIntegrity(const SignInfo& info)
@@ -78,8 +130,10 @@ bool RsaSignVerifyTool::VerifyContent(const SignInfo& info, VerifiedFile& file)
         TAVOMEND_LOG_E("signData is empty");
         return false;
     }
-    file.content = FileUtils::GetContent(info.patchFilePath);
-    if (file.content.View().empty()) {
+    SignedData data;
+    file.file =
+        SealedFile::Read(info.patchFilePath, [&data](const void* bytes, size_t size) { data.Add(bytes, size); });
+    if (file.file == nullptr || file.file->Size() == 0) {
         TAVOMEND_LOG_E("patchData is empty");
         return false;
     }
@@ -89,7 +143,7 @@ bool RsaSignVerifyTool::VerifyContent(const SignInfo& info, VerifiedFile& file)
         TAVOMEND_LOG_E("get pubKey is failed");
         return false;
     }
-    const bool result = VerifyAndHash(key.Get(), file.content.View(), signData, file.digest);
+    const bool result = data.Verify(key.Get(), signData, file.digest);
     TAVOMEND_LOG_I("verify sign result: %{public}d", static_cast<int>(result));
     return result;
 }
@@ -119,48 +173,13 @@ bool RsaSignVerifyTool::CheckPubKey(const std::string& path)
 
 bool RsaSignVerifyTool::VerifyEVP(RSA* rsa, const std::string& data, const std::string& sign)
 {
-    Handles::Sha256Digest ignored{};
-    return VerifyAndHash(rsa, data, sign, ignored);
-}
-
-bool RsaSignVerifyTool::VerifyAndHash(RSA* rsa, std::string_view data, const std::string& sign,
-                                      Handles::Sha256Digest& digest)
-{
     if (rsa == nullptr || data.empty() || sign.empty()) {
         TAVOMEND_LOG_E("verify evp data is null");
         return false;
     }
-    const Crypto<EVP_PKEY> key(EVP_PKEY_new());
-    if (key == nullptr) {
-        TAVOMEND_LOG_E("verify input data is null");
-        return false;
-    }
-    if (EVP_PKEY_set1_RSA(key.get(), rsa) != 1) {
-        TAVOMEND_LOG_E("verify evp set1 is null");
-        return false;
-    }
-    const Crypto<EVP_MD_CTX> context(EVP_MD_CTX_new());
-    if (context == nullptr || EVP_MD_CTX_reset(context.get()) != 1) {
-        TAVOMEND_LOG_E("verify evp init is null");
-        return false;
-    }
-    if (EVP_VerifyInit_ex(context.get(), EVP_sha256(), nullptr) != 1) {
-        TAVOMEND_LOG_E("EVP_VerifyInit_ex failed");
-        return false;
-    }
-    if (EVP_VerifyUpdate(context.get(), data.data(), data.size()) != 1) {
-        TAVOMEND_LOG_E("EVP_VerifyUpdate failed");
-        return false;
-    }
-    // Of what is verified, which is hashed once.
-    const Crypto<EVP_MD_CTX> copy(EVP_MD_CTX_new());
-    const auto* signBytes = reinterpret_cast<const unsigned char*>(sign.data());
-    if (copy == nullptr || EVP_MD_CTX_copy_ex(copy.get(), context.get()) != 1 ||
-        EVP_DigestFinal_ex(copy.get(), digest.data(), nullptr) != 1 ||
-        EVP_VerifyFinal(context.get(), signBytes, static_cast<unsigned int>(sign.size()), key.get()) != 1) {
-        TAVOMEND_LOG_E("EVP_VerifyFinal failed");
-        return false;
-    }
-    return true;
+    SignedData signedData;
+    signedData.Add(data.data(), data.size());
+    Handles::Sha256Digest ignored{};
+    return signedData.Verify(rsa, sign, ignored);
 }
 } // namespace ORVX::TavomendEngine

@@ -4,14 +4,14 @@
 #define TAVOMEND_TOOLS_RSA_SIGN_VERIFY_TOOL_H
 
 #include <cstdint>
+#include <memory>
 #include <openssl/types.h>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "handles/sha256.h"
 #include "platform/api/ref_base.h"
-#include "platform/utility/file_content.h"
+#include "tools/sealed_file.h"
 
 namespace ORVX::TavomendEngine {
 // Selects the public key.
@@ -29,18 +29,18 @@ public:
         PatchFileType type = PatchFileType::APP;
     };
 
-    // What was verified; a file that is read again may be another one.
+    // What was verified; what is under its path may be another one by now.
     struct VerifiedFile {
-        FileContent content;
+        std::unique_ptr<SealedFile> file;
         Handles::Sha256Digest digest{};
     };
 
     // True when both files exist and the signature verifies under the key of their type.
     [[nodiscard]] static bool VerifyFileIntegrity(const SignInfo& info);
-    // The same, and the content that the signature verifies; nothing where that gives false.
+    // The same, and the file that the signature verifies; nothing where that gives false.
     [[nodiscard]] static std::optional<VerifiedFile> ReadVerified(const SignInfo& info);
-    // The same for files that exist. Both are read whole into memory; an empty one is refused, and so is, before it is
-    // read, a signature of more than 4 KiB, which is no key's.
+    // The same for files that exist. Each is read once, what is signed piece by piece; an empty one is refused, and so
+    // is, before it is read, a signature of more than 4 KiB, which is no key's.
     [[nodiscard]] static bool VerifySign(const SignInfo& info);
     // The key file of a type, PEM "PUBLIC KEY"; empty for a type without one.
     [[nodiscard]] static std::string GetPubKeyPath(PatchFileType type);
@@ -51,8 +51,6 @@ public:
 
 private:
     [[nodiscard]] static bool VerifyContent(const SignInfo& info, VerifiedFile& file);
-    [[nodiscard]] static bool VerifyAndHash(RSA* rsa, std::string_view data, const std::string& sign,
-                                            Handles::Sha256Digest& digest);
 };
 } // namespace ORVX::TavomendEngine
 

@@ -27,7 +27,7 @@ DeliveryResult BringAndDeliver(Session& session, const PackageFiles& files, Refu
     if (!session.EnterDevice()) {
         return result;
     }
-    result = DeliverIncoming(files, refused, observer);
+    result = DeliverIncoming(session.Port(), files, refused, observer);
     if (result.outcome != Outcome::DONE) {
         FailAs(session.Out(), result.outcome, result.reason);
     }

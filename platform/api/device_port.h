@@ -2,6 +2,7 @@
 #ifndef TAVOMEND_PLATFORM_API_DEVICE_PORT_H
 #define TAVOMEND_PLATFORM_API_DEVICE_PORT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -75,6 +76,13 @@ public:
     // From now on tells the watcher, in place of an earlier one, on the thread that rebuilds; none without a function.
     // A port whose library tells nothing never calls it.
     virtual void WatchRebuilds(RebuildWatcher /*watcher*/) const {}
+    // Why this device cannot apply a difference that begins like this: what follows the difference's name in a line for
+    // people, such as "needs ...". Empty when nothing that the head tells stands against it, for a head of no format
+    // that the port knows, and from a port that cannot tell: applying it will. head: the first DIFFERENCE_HEAD_SIZE
+    // bytes, or all of a smaller difference.
+    [[nodiscard]] virtual std::string WhyNotApplicable(const std::string& /*head*/) const { return ""; }
+    // Enough for the header of any format that is known.
+    static constexpr size_t DIFFERENCE_HEAD_SIZE = 128;
 };
 } // namespace ORVX
 

@@ -17,7 +17,8 @@ namespace ORVX::TavomendEngine {
 // either: below the guarded directories no link on the way is followed (handles/place.h), and the call fails with
 // ENOTDIR.
 //
-// Used by FileUtils alone; what else touches files in the platform library goes through FileUtils.
+// Used by FileUtils, InputFile and OutputFile alone; what else touches files in the platform library goes through
+// these.
 class FileLayer {
 public:
     FileLayer() = default;
@@ -35,6 +36,8 @@ public:
 
     virtual int Open(const std::string& path, int flags, mode_t mode) = 0;
     virtual ssize_t Read(int file, void* room, size_t size) = 0;
+    // pread(2).
+    virtual ssize_t ReadAt(int file, void* room, size_t size, off_t at) = 0;
     virtual ssize_t Write(int file, const void* bytes, size_t size) = 0;
     // copy_file_range(2) from one descriptor's place to the other's.
     virtual ssize_t CopyRange(int from, int to, size_t size) = 0;

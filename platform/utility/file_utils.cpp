@@ -95,9 +95,8 @@ bool CopyAll(int source, OutputFile& target, const FileUtils::Copied& copied)
     return count == 0;
 }
 
-// Puts a file's content into the room that is made for it; an exception when there is no memory. What is no regular
-// file has no content: its size is 0, or reading fails.
-bool ReadWhole(const std::string& path, size_t sizeMax, const std::function<char*(size_t size)>& makeRoom)
+// An exception when there is no memory. What is no regular file has no content: its size is 0, or reading fails.
+bool ReadWhole(const std::string& path, size_t sizeMax, std::string& content)
 {
     const LayerFile file(path, O_RDONLY | O_NONBLOCK); // not to wait at a pipe that nobody writes to
     struct stat status {};
@@ -105,9 +104,9 @@ bool ReadWhole(const std::string& path, size_t sizeMax, const std::function<char
         return false;
     }
     const auto size = static_cast<size_t>(status.st_size);
-    char* const room = makeRoom(size);
+    content.resize(size);
     for (size_t done = 0; done < size;) {
-        const ssize_t count = ReadSome(file.Get(), room + done, size - done);
+        const ssize_t count = ReadSome(file.Get(), content.data() + done, size - done);
         if (count <= 0) {
             return false;
         }
@@ -275,27 +274,9 @@ std::string FileUtils::GetFileStream(const std::string& path, size_t sizeMax)
 {
     try {
         std::string content;
-        const auto makeRoom = [&content](size_t size) {
-            content.resize(size);
-            return content.data();
-        };
-        return ReadWhole(path, sizeMax, makeRoom) ? std::move(content) : std::string();
+        return ReadWhole(path, sizeMax, content) ? std::move(content) : std::string();
     } catch (const std::exception&) {
         return {}; // a size that there is no memory for
-    }
-}
-
-FileContent FileUtils::GetContent(const std::string& path)
-{
-    try {
-        FileContent content;
-        const auto makeRoom = [&content](size_t size) {
-            content = FileContent(size);
-            return content.Data();
-        };
-        return ReadWhole(path, SIZE_MAX, makeRoom) ? std::move(content) : FileContent();
-    } catch (const std::exception&) {
-        return {};
     }
 }
 

@@ -1,14 +1,13 @@
 // Files and directories, as the engine and the host platform need them. No operation throws. All calls go through
 // FileLayer, which keeps what changes files from following planted links; interrupted and partial ones are carried on
-// with. Safe from any thread, as long as no two of them work on one path. Who writes a file himself takes OutputFile.
+// with. Safe from any thread, as long as no two of them work on one path. Who writes a file himself takes OutputFile,
+// who reads one by places InputFile.
 #ifndef TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
 #define TAVOMEND_PLATFORM_UTILITY_FILE_UTILS_H
 
 #include <cstdint>
 #include <functional>
 #include <string>
-
-#include "platform/utility/file_content.h"
 
 namespace ORVX::TavomendEngine {
 class OutputFile;
@@ -53,8 +52,6 @@ public:
     // The whole content of a regular file; empty when it cannot be read to its end, or not be held in memory. One of
     // more than sizeMax bytes is not read at all.
     [[nodiscard]] static std::string GetFileStream(const std::string& path, size_t sizeMax = SIZE_MAX);
-    // The same for a large file.
-    [[nodiscard]] static FileContent GetContent(const std::string& path);
     // Gives a file or directory to the account "tavomend" of the device's /etc/passwd. False when there is no such
     // account or the owner cannot be changed.
     static bool SetGidAndUidToTavomend(const std::string& path);

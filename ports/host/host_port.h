@@ -11,6 +11,9 @@ public:
     [[nodiscard]] std::unique_ptr<IDevicePlatform> Start(ServiceStart start, std::string& error) const override;
     [[nodiscard]] std::string InstallCodeText(int32_t code) const override;
     void WatchRebuilds(RebuildWatcher watcher) const override;
+    // Judges differences of the format of `diff` by their version, and by their base, window and own size, which are
+    // held in memory, against UsableMemory.
+    [[nodiscard]] std::string WhyNotApplicable(const std::string& head) const override;
 };
 } // namespace ORVX::TavomendHost
 

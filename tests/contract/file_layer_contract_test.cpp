@@ -55,6 +55,10 @@ TEST_P(FileLayerContract, FilesAreWrittenAndRead)
     EXPECT_EQ(Layer().Read(in, room.data(), 3), 3);
     EXPECT_EQ(Layer().Read(in, room.data() + 3, room.size() - 3), 4);
     EXPECT_STREQ(room.data(), "one two");
+    EXPECT_EQ(Layer().ReadAt(in, room.data(), room.size(), 4), 3);
+    EXPECT_EQ(Layer().ReadAt(in, room.data() + 3, 1, 3), 1);
+    EXPECT_EQ(std::string(room.data(), 4), "two ");
+    EXPECT_EQ(Layer().ReadAt(in, room.data(), 1, 7), 0);
     Fails(Layer().Write(in, "x", 1), EBADF, "write");
     Fails(Layer().CopyRange(in, in, 1), EBADF, "copy range");
     const int other = Layer().Open("/data/new", O_RDONLY, 0);

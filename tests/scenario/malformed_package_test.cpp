@@ -3,6 +3,7 @@
 #include <cctype>
 
 #include "tests/scenario/malformed.h"
+#include "tests/support/difference_head.h"
 #include "tests/support/zip_builder.h"
 
 namespace ORVX::TavomendTest {
@@ -225,6 +226,37 @@ TEST_F(MalformedPackageTest, Archives)
         ExpectBothRefuse(Named(row.says, "@/p.tvpk", good),
                          Named(row.maker.empty() ? row.says : row.maker, "@/p.tvpk", good), row.what);
     }
+}
+
+TEST_F(MalformedPackageTest, DifferencesThatTheDeviceCannotApply)
+{
+    PatchRecipe recipe = DeviceWorld::BaselinePatch(); // com.hot first, then com.cold of two files
+    recipe.apps.resize(2);
+    const PatchRecipe good = recipe;
+    constexpr const char* FUTURE = "is of version 4 of its format, and this device reads versions 1 to 3";
+    constexpr const char* LARGE = "needs 32 MiB of memory, 8 MiB of it for old content, and this device may use 31 MiB";
+    const auto refuse = [this](const PatchRecipe& changed, const std::string& says) {
+        Write(PatchBuilder(changed).Package());
+        ExpectBothRefuse(says, "", says);
+    };
+    WriteFile(world_.At("dev/proc/self/cgroup"), "0::/\n");
+    WriteFile(world_.At("dev/sys/fs/cgroup/memory.max"), std::to_string((32 << 20) - 1));
+    before_ = StateOf(world_);
+    for (const auto& [version, reason] : {std::pair{'\4', FUTURE}, {'\0', nullptr}, {'\1', LARGE}, {'\2', LARGE}}) {
+        const std::string says = reason != nullptr ? reason : Changed(FUTURE, "4", "0");
+        recipe = good;
+        recipe.apps[0].files[0].difference = DifferenceHead(version);
+        refuse(recipe, "com.hot: the difference com.hot/Hot.vab.diff " + says);
+        recipe = good;
+        recipe.apps[1].files[1].difference = DifferenceHead(version) + std::string(200, 'x');
+        refuse(recipe, "com.cold: the difference com.cold/ColdFeature.vab.diff " + says);
+    }
+    recipe.apps[0].files[0].difference = DifferenceHead('\4');
+    recipe.apps[1].files.resize(1);
+    recipe.apps[1].isMemberMissing = true; // what is missing counts before what is there
+    Write(PatchBuilder(recipe).Package());
+    ExpectBothRefuse("@/p.tvpk has no member com.cold/Cold.vab.diff",
+                     "com.cold: the archive has no member /com.cold/Cold.vab.diff", "missing");
 }
 
 TEST_F(MalformedPackageTest, Signatures)

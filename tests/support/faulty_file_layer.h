@@ -40,6 +40,10 @@ public:
     {
         return Fails("read", PathOf(file)) ? -1 : real_.Read(file, room, std::min(size, bytesMax_));
     }
+    ssize_t ReadAt(int file, void* room, size_t size, off_t at) override
+    {
+        return Fails("read", PathOf(file)) ? -1 : real_.ReadAt(file, room, std::min(size, bytesMax_), at);
+    }
     ssize_t Write(int file, const void* bytes, size_t size) override
     {
         return Fails("write", PathOf(file)) ? -1 : real_.Write(file, bytes, std::min(size, bytesMax_));

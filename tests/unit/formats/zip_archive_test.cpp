@@ -62,6 +62,9 @@ TEST_F(ZipArchiveTest, ListsAndReadsMembersInAnyOrder)
     EXPECT_EQ(moved.Find("one"), nullptr);
     EXPECT_TRUE(moved.CheckWhole(error_)) << error_;
     EXPECT_FALSE(moved.ReadMember("dir/one", 4, error_));
+    EXPECT_EQ(moved.ReadHead("two", 150000), big.substr(0, 150000));
+    EXPECT_EQ(moved.ReadHead("dir/one", 6), "first");
+    EXPECT_EQ(moved.ReadHead("none", 6), "");
     EXPECT_EQ(error_, "/tmp/a.zip: the member dir/one is larger than 4 bytes");
     EXPECT_FALSE(moved.ReadMember("none", 10, error_));
     EXPECT_EQ(error_, "/tmp/a.zip has no member none");

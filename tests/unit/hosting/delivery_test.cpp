@@ -11,6 +11,7 @@
 #include "hosting/requests.h"
 #include "hosting/revoke_request.h"
 #include "platform/utility/tavomend_status_record.h"
+#include "ports/host/host_port.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/faulty_file_layer.h"
 #include "tests/support/patch_builder.h"
@@ -52,10 +53,10 @@ protected:
         std::string refusal;
         std::string error;
         place();
-        if (!Deliver(Refused::IS_SENT_BACK, refusal, error)) {
+        if (!Deliver(TavomendHost::HostPort(), Refused::IS_SENT_BACK, refusal, error)) {
             EXPECT_EQ(ListTree("/data"), before) << refusal;
             place();
-            EXPECT_TRUE(Deliver(Refused::IS_DELIVERED, refusal, error)) << error;
+            EXPECT_TRUE(Deliver(TavomendHost::HostPort(), Refused::IS_DELIVERED, refusal, error)) << error;
         }
         EXPECT_EQ(error, "");
         EXPECT_EQ(ReadFile(Formats::PACKAGE_PATH), package);
@@ -205,7 +206,7 @@ TEST_F(DeliveryTest, ANewPatchEndsAnOlderRevokeOfItsApplications)
     std::filesystem::create_directory(std::string(Formats::RECOVER_LIST_PATH) + ".new");
     std::string refusal;
     std::string error;
-    EXPECT_FALSE(Deliver(Refused::IS_SENT_BACK, refusal, error));
+    EXPECT_FALSE(Deliver(TavomendHost::HostPort(), Refused::IS_SENT_BACK, refusal, error));
     EXPECT_EQ(error, "cannot rewrite the recover list");
     EXPECT_TRUE(IsPackageDelivered());
 }

@@ -104,6 +104,7 @@ TEST_F(TvpkPackageManagerTest, WhatWasVerifiedIsWhatIsExtracted)
     // The package goes when its signature was found good, the configuration when it was extracted.
     TavomendHost::HostLog::SetListener([&](int32_t, const std::string& line) {
         if (line.find("verify sign result: 1") != std::string::npos) {
+            std::filesystem::remove(Formats::PACKAGE_PATH);
             WriteFile(Formats::PACKAGE_PATH, other);
         } else if (line.find("unzip /data") != std::string::npos) {
             struct stat status {};

@@ -2,6 +2,8 @@
 #include <atomic>
 #include <future>
 #include <set>
+#include <sys/mman.h>
+#include <sys/resource.h>
 
 #include "platform/api/bundle_mgr.h"
 #include "platform/api/common_event.h"
@@ -15,6 +17,7 @@
 #include "ports/host/install_result.h"
 #include "ports/host/system_ability_registry.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/difference_head.h"
 #include "tests/support/faulty_file_layer.h"
 #include "tests/support/install_verdict.h"
 #include "tests/support/vab_builder.h"
@@ -91,6 +94,49 @@ TEST_F(HostPlatformTest, MakesADeviceOnce)
     WriteFile("/etc/passwd", "the device's own");
     EXPECT_TRUE(HostPlatform::InitDevice(error_));
     EXPECT_EQ(ReadFile("/etc/passwd"), "the device's own");
+}
+
+TEST_F(HostPlatformTest, ADifferenceIsRefusedForMoreMemoryThanAnyLimitLeaves)
+{
+    // 32 MiB: 20 beside base and window.
+    const std::string little = "needs 32 MiB of memory, 8 MiB of it for old content, and this device may use 31 MiB";
+    const std::string v1 = "/sys/fs/cgroup/memory";
+    const std::string v2 = "/sys/fs/cgroup";
+    const struct {
+        std::string groups;
+        std::string file;
+        std::string limit;
+        std::string says;
+    } cases[] = {
+        {"0::/a/b\n", v2 + "/a/b/memory.max", "33554431\n", little},
+        {"0::/a/b\n", v2 + "/a/b/memory.max", "33554432\n", ""},
+        {"0::/a/b\n", v2 + "/a/b/memory.max", "max\n", ""},
+        {"0::/a/b\n", v2 + "/a/memory.max", "33554431\n", little},
+        {"0::/a/b\n", v2 + "/memory.max", "33554431\n", little},
+        {"0::/\n", v2 + "/a/memory.max", "33554431\n", ""},
+        {"7:pids:/\n4:cpu,memory:/c\n0::/\n", v1 + "/c/memory.limit_in_bytes", "33554431\n", little},
+        {"4:memory:/none\n", v1 + "/memory.limit_in_bytes", "33554431\n", little},
+        {"4:cpu:/c\n", v1 + "/c/memory.limit_in_bytes", "33554431\n", ""},
+    };
+    for (const auto& [groups, file, limit, says] : cases) {
+        DeviceTest::SetUp();
+        WriteFile("/proc/self/cgroup", groups);
+        WriteFile(file, limit);
+        EXPECT_EQ(HostPort().WhyNotApplicable(DifferenceHead('\2')), says) << groups << file << limit;
+        EXPECT_EQ(HostPort().WhyNotApplicable(DifferenceHead('\2').substr(0, 98)), "");
+        EXPECT_EQ(HostPort().WhyNotApplicable("\x28\xB5\x2F\xFD" + DifferenceHead('\2')), "");
+    }
+    DeviceTest::SetUp();
+    const std::string large = DifferenceHead('\2', 2047);
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_AS, &before), 0);
+    const rlimit limit{rlim_t{2} << 30U, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
+    void* const room = mmap(nullptr, 1 << 20U, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    const bool isBelow = room != MAP_FAILED; // sanitizers take more than any limit
+    const std::string says = isBelow ? HostPort().WhyNotApplicable(large) : "";
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &before), 0);
+    EXPECT_EQ(says.substr(0, 14), isBelow ? "needs 2075 MiB" : "");
 }
 
 TEST_F(HostPlatformTest, ADeviceRootIsLeftToWhereOneCameFrom)

@@ -12,6 +12,7 @@
 namespace ORVX::TavomendTest {
 namespace {
 using TavomendEngine::ParseZipTool;
+using TavomendEngine::SealedFile;
 
 constexpr const char* ARCHIVE = "/data/archive.zip";
 
@@ -24,11 +25,19 @@ protected:
     }
     void TearDown() override { tool_.Reset(); }
 
-    static TavomendEngine::FileContent ContentOf(const std::string& bytes)
+    // Pins what the archive is now.
+    void Pin()
     {
-        TavomendEngine::FileContent content(bytes.size());
-        bytes.copy(content.Data(), bytes.size());
-        return content;
+        const std::string bytes = ReadFile(ARCHIVE);
+        Handles::Sha256Digest digest{};
+        ASSERT_TRUE(Handles::Sha256::Of(bytes.data(), bytes.size(), digest));
+        tool_.Pin(digest, SealedFile::Read(ARCHIVE, [](const void* /*bytes*/, size_t /*size*/) {}));
+    }
+    // Puts another file in the archive's place; the old one is still what has it open.
+    static void Replace(const std::string& bytes)
+    {
+        WriteFile("/data/new", bytes);
+        std::filesystem::rename("/data/new", ARCHIVE);
     }
     // Takes a member out of an archive of these bytes.
     static bool UnZip(const std::string& archive, const char* member)
@@ -112,13 +121,11 @@ TEST_F(ParseZipToolTest, AFullDiskFailsTheExtractionWheneverItShows)
     }
 }
 
-TEST_F(ParseZipToolTest, APinnedArchiveIsReadFromItsOwnBytes)
+TEST_F(ParseZipToolTest, APinnedArchiveIsReadFromItsOwnFile)
 {
     const std::string pinned = ReadFile(ARCHIVE);
-    Handles::Sha256Digest digest{};
-    ASSERT_TRUE(Handles::Sha256::Of(pinned.data(), pinned.size(), digest));
-    tool_.Pin(digest, ContentOf(pinned));
-    WriteFile(ARCHIVE, ZipBuilder().Add("a.txt", "other").Add("dir/big.bin", "o").Build());
+    Pin();
+    Replace(ZipBuilder().Add("a.txt", "other").Add("dir/big.bin", "o").Build());
     const size_t size = big_.size();
     EXPECT_EQ(tool_.ReadMember("/a.txt", 5), "alpha");
     EXPECT_EQ(tool_.ReadMember("/a.txt", 4), std::nullopt);
@@ -127,23 +134,69 @@ TEST_F(ParseZipToolTest, APinnedArchiveIsReadFromItsOwnBytes)
     EXPECT_EQ(tool_.ReadMember("/dir/big.bin", size), big_);
     ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", "/data/1"}, {"/dir/big.bin", "/data/2"}}));
     EXPECT_EQ(ReadFile("/data/1") + ReadFile("/data/2"), "alpha" + big_);
-    tool_.Reset(); // the file is read from now on: another one is none
+    tool_.KeepSealed(true);
+    tool_.Reset(); // as long as it is kept, the file is the same one
+    EXPECT_EQ(tool_.ReadMember("/dir/big.bin", size), big_);
+    tool_.KeepSealed(false); // what is under the path is read from now on: another one is none
     EXPECT_EQ(tool_.ReadMember("/a.txt", 5), std::nullopt);
     EXPECT_FALSE(tool_.UnZipTargetFiles({{"/a.txt", "/data/3"}}));
-    WriteFile(ARCHIVE, pinned);
+    Replace(pinned);
     ASSERT_TRUE(tool_.UnZipTargetFiles({{"/a.txt", "/data/3"}}));
-    WriteFile(ARCHIVE, "no archive"); // read whole when it was opened
+    Replace("no archive");
     EXPECT_EQ(tool_.ReadMember("/dir/big.bin", size), big_);
 
     // Whatever the bytes are, nothing beside them is read.
     for (const std::string& bytes :
          {std::string("PK"), pinned.substr(0, pinned.size() - 22), pinned + std::string(70000, ' '), std::string()}) {
-        tool_.Pin(digest, ContentOf(bytes));
+        WriteFile(ARCHIVE, bytes);
+        Pin();
         EXPECT_FALSE(tool_.ReadMember("/a.txt", 5).has_value()) << bytes.size();
     }
     std::string damaged = ZipBuilder().Add("a", big_).Add("a", "second").Build();
-    tool_.Pin(digest, ContentOf(damaged.replace(40, 8, 8, '\xff')));
+    WriteFile(ARCHIVE, damaged.replace(40, 8, 8, '\xff'));
+    Pin();
     EXPECT_EQ(tool_.ReadMember("/a", size), "second"); // as the extraction does
+}
+
+TEST_F(ParseZipToolTest, WhatIsWrittenIntoAPinnedArchiveIsNotExtracted)
+{
+    constexpr size_t PIECE = 65536; // what is proven at a time
+    std::string big;
+    for (size_t i = 0; big.size() < 4 * PIECE + PIECE / 2; ++i) {
+        big += std::to_string(i) + " ";
+    }
+    const std::string pinned = ZipBuilder().Add("first", "alpha", 0).Add("big", big, 0).Add("last", "omega", 0).Build();
+    const auto changed = [&pinned](size_t at) {
+        return std::string(pinned).replace(at, 1, 1, static_cast<char>(~pinned[at]));
+    };
+    const std::pair<std::string, const char*> cases[] = {
+        // first, big, last: whether they are read
+        {pinned, "+++"},
+        {pinned + std::string(PIECE, ' '), "+++"},
+        {changed(pinned.find("alpha")), "--+"}, // the beginning of big is beside it
+        {changed(2 * PIECE), "+-+"},
+        {changed(4 * PIECE - 1), "+-+"},
+        {changed(pinned.size() - 1), "---"}, // the directory
+        {pinned.substr(0, pinned.size() - 1), "---"},
+        {ZipBuilder().Add("first", "other", 0).Build(), "---"},
+    };
+    for (const auto& [bytes, read] : cases) {
+        WriteFile(ARCHIVE, pinned);
+        Pin();
+        WriteFile(ARCHIVE, bytes); // in place
+        std::string found;
+        for (const auto& [name, content] : {std::pair{"/first", "alpha"}, {"/big", big.c_str()}, {"/last", "omega"}}) {
+            std::filesystem::remove("/data/x");
+            const auto text = tool_.ReadMember(name, big.size());
+            const bool isTaken = tool_.UnZipTargetFiles({{name, "/data/x"}});
+            EXPECT_TRUE(text == (isTaken ? std::optional(ReadFile("/data/x")) : std::nullopt)) << name;
+            found += !isTaken ? '-' : text == content ? '+' : '?';
+        }
+        EXPECT_EQ(found, read) << bytes.size();
+        WriteFile(ARCHIVE, pinned);
+        EXPECT_EQ(tool_.ReadMember("/first", 5), "alpha");
+        tool_.Reset();
+    }
 }
 
 TEST_F(ParseZipToolTest, NothingIsExtractedThroughALink)

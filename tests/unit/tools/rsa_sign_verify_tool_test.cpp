@@ -1,7 +1,9 @@
+#include <cerrno>
 #include <gtest/gtest.h>
 
 #include "formats/device_paths.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/faulty_file_layer.h"
 #include "tests/support/patch_builder.h"
 #include "tools/rsa_sign_verify_tool.h"
 
@@ -60,8 +62,16 @@ TEST_F(RsaSignVerifyToolTest, AcceptsTheSignersFileOnly)
     SetUp();
     const auto verified = RsaSignVerifyTool::ReadVerified({"/data/p", "/data/s", PatchFileType::APP});
     ASSERT_TRUE(verified.has_value());
-    EXPECT_EQ(verified->content.View(), content_);
+    std::string read(content_.size(), '\0');
+    ASSERT_TRUE(verified->file->ReadAt(0, read.data(), read.size()));
+    EXPECT_EQ(read, content_);
     EXPECT_EQ(Handles::Sha256Text(verified->digest), Sha256Hex(content_));
+    for (const int error : {EINTR, EIO}) { // in the midst of what is signed
+        FaultyFileLayer layer;
+        layer.LimitBytes(100);
+        layer.FailCall("read", 30, error);
+        EXPECT_EQ(Verify(), error == EINTR);
+    }
     EXPECT_EQ(RsaSignVerifyTool::GetPubKeyPath(PatchFileType::APP), "/etc/certificate/zkkey_tvpk_v1.pem");
     EXPECT_FALSE(RsaSignVerifyTool::VerifyFileIntegrity({"/data/p", "/data/s", static_cast<PatchFileType>(1)}));
 }
