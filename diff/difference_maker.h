@@ -42,8 +42,9 @@ struct DifferenceOptions {
     // Most inflated old content that the device shall hold at a time, in bytes; at least 4. No more than the version
     // allows is taken.
     size_t window = DIFFERENCE_WINDOW_USUAL;
-    // New content of that many bytes and more is cut only in those ways that do best on a sample of it: what the others
-    // gain is not worth the time.
+    // New content of that many bytes and more takes shorter ways: it is cut only as does best on a sample of it,
+    // searches from which little can come are left out, and LZMA gets one setting. What else could be gained is not
+    // worth the time.
     size_t sampledFrom = size_t{16} << 20;
     // Bytes that the work shall take at most; 0: a quarter of what the machine has. It takes what it needs at least,
     // several times the content of both files, and the outcome is the same.

@@ -6,6 +6,7 @@
 #include "diff/difference_header.h"
 #include "diff/extra_writer.h"
 #include "diff/matched_content.h"
+#include "diff/old_excerpt.h"
 #include "diff/parallel.h"
 #include "diff/priming_choice.h"
 #include "diff/raw_deflate.h"
@@ -24,6 +25,8 @@ constexpr size_t LIKELY_RULES = 2;
 // Only the best one where the next is larger by such a part, and for so much content: it would take long.
 constexpr size_t UNLIKELY_SHARE_MIN = 64;
 constexpr size_t ONE_RULE_FROM = size_t{128} << 20;
+// Fewer raw bytes than such a part of the old file are matched with an excerpt of it.
+constexpr size_t LITTLE_RAW_SHARE = 8;
 // Not every device reads version 2: it must make a difference smaller by such a part.
 constexpr size_t GAIN_SHARE_MIN = 256;
 constexpr size_t PRIMED_EXTRA_MAX = size_t{8} << 20;
@@ -141,10 +144,15 @@ private:
                                    PartsOf(group), isLarge_);
         }
         std::vector<MatchedPart> raw;
+        std::vector<ByteView> views;
         for (const Region& region : plan_.regions) {
             raw.push_back({region.raw, 0, {}});
+            views.push_back(region.raw);
         }
-        contents_.emplace_back(old_, std::move(raw), isLarge_);
+        if (isLarge_ && newSize_ - plan_.newPlain.size() < old_.size / LITTLE_RAW_SHARE) {
+            excerpt_.emplace(old_, views);
+        }
+        contents_.emplace_back(excerpt_.has_value() ? excerpt_->View() : old_, std::move(raw), isLarge_);
     }
 
     // The same ones on all machines.
@@ -189,7 +197,7 @@ private:
     {
         Matches matches;
         for (const MatchedPart& part : contents_.back().Parts()) {
-            matches.raw.push_back(part.ways[way]);
+            matches.raw.push_back(excerpt_.has_value() ? excerpt_->InOld(part.ways[way]) : part.ways[way]);
         }
         for (size_t i = 0; i < plan_.groups.size(); ++i) {
             matches.plain.emplace_back();
@@ -328,6 +336,7 @@ private:
     bool isLarge_ = false; // large content takes shorter ways
     size_t newSize_ = 0;   // all new content
     size_t ways_ = 0;
+    std::optional<OldExcerpt> excerpt_;    // of the old file, where there are few raw bytes to match with it
     std::vector<MatchedContent> contents_; // one for each group, and one for the raw bytes
 };
 } // namespace

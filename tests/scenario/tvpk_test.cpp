@@ -258,6 +258,26 @@ TEST_F(TvpkTest, MakesADifferenceAndTheFileFromIt)
     EXPECT_EQ(wrong.err, "tvpk: " + why + " (code 14)\n");
 }
 
+TEST_F(TvpkTest, SaysWhereThePlainKindWasGivenUp)
+{
+    std::mt19937 source(1);
+    std::string numbers;
+    while (numbers.size() < 600000) {
+        numbers += std::to_string(source()) + "\n";
+    }
+    for (const std::string name : {"large1.vab", "large2.vab"}) {
+        WriteFile(At("a1/code/lines.txt"), numbers);
+        ASSERT_EQ(Run("pack a1 " + name).exitCode, 0);
+        numbers.replace(9, 1, "-");
+    }
+    const auto made = Told("diff large1.vab large2.vab d");
+    const uint64_t above = 2 * fs::file_size(At("d"));
+    EXPECT_EQ(made["plainAbove"], above);
+    EXPECT_FALSE(made.contains("plainSize"));
+    const std::string told = Run("diff large1.vab large2.vab d").out;
+    EXPECT_NE(told.find(" %); plain zstd: more than " + std::to_string(above) + "\n"), std::string::npos) << told;
+}
+
 TEST_F(TvpkTest, RefusesInOneLine)
 {
     struct Case {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "diff/known_blocks.h"
+#include "diff/old_excerpt.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -44,6 +45,28 @@ TEST(KnownBlocksTest, NothingThatIsFoundEndsLaterThanIsTold)
         }
         EXPECT_LE(looseEnds, size / 10);
     }
+}
+TEST(OldExcerptTest, HasWhatIsSharedAndTellsWhereItIs)
+{
+    const std::string start = Text(9000, 3, "");
+    const std::string old = start + Text(3 << 20, 4, "");
+    const size_t across = (size_t{1} << 20) - 6; // the old content is looked through in steps of a MiB
+    const std::string fresh = start.substr(0, 16) + "?" + old.substr(across, 13) + "?" + old.substr(old.size() - 16);
+    const OldExcerpt excerpt(ViewOf(old), {ViewOf(fresh.substr(0, 40)), ViewOf(fresh.substr(40))});
+    const std::string taken(excerpt.View().data, excerpt.View().data + excerpt.View().size);
+    EXPECT_LT(taken.size(), 4000U);
+    for (const std::string& shared : {start.substr(0, 16), old.substr(across, 13), old.substr(old.size() - 16)}) {
+        EXPECT_NE(taken.find(shared), std::string::npos) << shared;
+    }
+
+    std::string followed;
+    size_t extra = 0;
+    for (const Stretch& each : excerpt.InOld({{0, 0, 5}, {3, taken.size() - 3, 7}})) {
+        followed += old.substr(each.oldPosition, each.delta);
+        extra += each.extra;
+    }
+    EXPECT_EQ(followed, taken.substr(3));
+    EXPECT_EQ(extra, 12U);
 }
 } // namespace
 } // namespace ORVX::TavomendTest
