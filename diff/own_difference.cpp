@@ -27,6 +27,8 @@ constexpr size_t UNLIKELY_SHARE_MIN = 64;
 constexpr size_t ONE_RULE_FROM = size_t{128} << 20;
 // Fewer raw bytes than such a part of the old file are matched with an excerpt of it.
 constexpr size_t LITTLE_RAW_SHARE = 8;
+// Measured: what matching and coding take beside contents and suffixes.
+constexpr size_t WORK_ROOM = size_t{192} << 20;
 // Not every device reads version 2: it must make a difference smaller by such a part.
 constexpr size_t GAIN_SHARE_MIN = 256;
 constexpr size_t PRIMED_EXTRA_MAX = size_t{8} << 20;
@@ -123,7 +125,7 @@ private:
     // All cores match as well where there is but one matcher: only sorting is left to one of them.
     [[nodiscard]] size_t MatchersAtATime() const
     {
-        size_t room = old_.size + 2 * fresh_.size + plan_.oldPlain.size() + plan_.newPlain.size();
+        size_t room = WORK_ROOM + old_.size + 2 * fresh_.size + plan_.oldPlain.size() + plan_.newPlain.size();
         std::vector<size_t> needs;
         for (const MatchedContent& content : contents_) {
             needs.push_back(Matcher::RoomFor(content.OldSize()));
