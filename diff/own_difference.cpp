@@ -259,15 +259,11 @@ private:
         const auto best = std::min_element(attempts.begin(), attempts.end(),
                                            [](const Attempt& a, const Attempt& b) { return a.size < b.size; });
         const Matches matches = MatchesOf(static_cast<size_t>(best - attempts.begin()));
-        const ExtraChunks chunks = NeededVersion() >= 2 ? ExtraChunks::FREE
-                                   : maxVersion_ >= 2   ? ExtraChunks::DEAR
-                                                        : ExtraChunks::NONE;
-        const std::optional<CompressedExtra> extra = isLarge_ ? CompressMuchExtra(best->parts.extra, chunks)
-                                                              : CompressExtra(best->parts.extra, maxVersion_ >= 2);
+        const std::optional<CompressedExtra> extra = Compress(best->parts.extra);
         if (!extra.has_value()) {
             return std::nullopt;
         }
-        const std::optional<std::string> usual = WriteDown(best->parts, *extra, matches);
+        std::optional<std::string> usual = WriteDown(best->parts, *extra, matches);
         if (maxVersion_ < 3 || !usual.has_value()) {
             return usual;
         }
@@ -275,6 +271,14 @@ private:
         const bool isWorthIt =
             foretold.has_value() && foretold->size() < usual->size() - usual->size() / GAIN_SHARE_MIN;
         return isWorthIt ? foretold : usual;
+    }
+
+    [[nodiscard]] std::optional<CompressedExtra> Compress(const std::string& extra) const
+    {
+        const ExtraChunks chunks = NeededVersion() >= 2 ? ExtraChunks::FREE
+                                   : maxVersion_ >= 2   ? ExtraChunks::DEAR
+                                                        : ExtraChunks::NONE;
+        return isLarge_ ? CompressMuchExtra(extra, chunks) : CompressExtra(extra, maxVersion_ >= 2);
     }
 
     // In version 1 or 2.
