@@ -262,7 +262,7 @@ TEST_F(TvpkTest, SaysWhereThePlainKindWasGivenUp)
 {
     std::mt19937 source(1);
     std::string numbers;
-    while (numbers.size() < 600000) {
+    while (numbers.size() < 400000) {
         numbers += std::to_string(source()) + "\n";
     }
     for (const std::string name : {"large1.vab", "large2.vab"}) {
@@ -275,7 +275,7 @@ TEST_F(TvpkTest, SaysWhereThePlainKindWasGivenUp)
     EXPECT_EQ(made["plainAbove"], above);
     EXPECT_FALSE(made.contains("plainSize"));
     const std::string told = Run("diff large1.vab large2.vab d").out;
-    EXPECT_NE(told.find(" %); plain zstd: more than " + std::to_string(above) + "\n"), std::string::npos) << told;
+    EXPECT_NE(told.find(" %); plain zstd: more than " + std::to_string(above) + "; needs"), std::string::npos) << told;
 }
 
 TEST_F(TvpkTest, RefusesInOneLine)
