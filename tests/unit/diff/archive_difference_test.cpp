@@ -341,8 +341,8 @@ std::string LibraryOf(uint16_t machine, size_t functions, size_t more)
 TEST_F(ArchiveDifferenceTest, CallsAreFollowedToWhereTheyLead)
 {
     for (const uint16_t machine : {183, 62}) {
-        const std::string old = LibraryOf(machine, 300, 0);
-        const std::string fresh = LibraryOf(machine, 300, 16);
+        const std::string old = LibraryOf(machine, 140, 0);
+        const std::string fresh = LibraryOf(machine, 140, 16);
         const struct {
             const char* name;
             std::string old;
@@ -365,10 +365,10 @@ TEST_F(ArchiveDifferenceTest, CallsAreFollowedToWhereTheyLead)
             EXPECT_EQ(report_.version, 2U) << name;
             EXPECT_EQ(report_.kind, kind) << name;
         }
-        options_.window = 50000; // less than the library: each group filters what it loads
+        options_.window = 25000; // less than the library: each group filters what it loads
         scratch_.Write("old", old);
         scratch_.Write("new", fresh);
-        RoundTrip("in parts", machine == 183 ? 924 : 1929);
+        RoundTrip("in parts", machine == 183 ? 824 : 1028);
     }
 }
 
@@ -438,7 +438,7 @@ TEST_F(MakerTest, ADifferenceThatDoesNotStandTheProofIsNotHandedOut)
 
 TEST_F(MakerTest, APlainDifferenceThatCannotWinIsGivenUpUnlessItIsWanted)
 {
-    const std::string content = CodeLikeContent(1200000, 1);
+    const std::string content = CodeLikeContent(700000, 1);
     scratch_.Write("old", ArchiveOf({{"a", content, 6}}));
     scratch_.Write("new", ArchiveOf({{"a", NextVersion(content), 6}}));
     scratch_.Run("zstd -q -19 --long=31 --patch-from old new -o tool");
