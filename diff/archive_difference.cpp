@@ -154,7 +154,7 @@ private:
     void ReadOldEntry(Entry& entry)
     {
         entry.packedSize = entry.size;
-        if (Number(NumberKind::HAS_OLD_ENTRY) != 0) {
+        if (Number(NumberKind::HAS_OLD_ENTRY) == 1) {
             nextEntry_ += SignedNumber(NumberKind::OLD_ENTRY);
             entry.old = nextEntry_++;
             entry.packedSize = *entry.old < headers_->Count() ? headers_->OldPackedSize(*entry.old) : 0;

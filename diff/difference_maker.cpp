@@ -105,7 +105,8 @@ void DescribeOwn(const OwnDifference& own, DifferenceReport& report)
 // What zstd's tables take at its level, beside what grows with the files.
 constexpr uint64_t PLAIN_ROOM = uint64_t{128} << 20;
 constexpr uint64_t PLAIN_ROOM_GROWTH = 4;
-// The plain kind's two ways never differ by such a factor: once one is larger than ours by that, neither can win.
+// The plain kind's two ways were never seen to differ by nearly such a factor: once one is larger than ours by that,
+// neither wins.
 constexpr size_t PLAIN_FAR = 2;
 
 uint64_t MemoryOfTheMachine()

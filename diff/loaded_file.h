@@ -9,8 +9,8 @@
 #include "diff/byte_view.h"
 
 namespace ORVX::Difference {
-// What the applier reads. Not mapped, as the maker's files are: a disk that fails, or a file that shrinks, under a
-// mapping kills the process.
+// The base of the applier, and its plain difference. Not mapped, as the maker's files are: a disk that fails, or a file
+// that shrinks, under a mapping kills the process.
 class LoadedFile {
 public:
     // Nothing when the path names no regular file, or it cannot be read to its end. An empty file gives an empty view.

@@ -442,8 +442,13 @@ TEST_F(MakerTest, APlainDifferenceThatCannotWinIsGivenUpUnlessItIsWanted)
     scratch_.Write("old", ArchiveOf({{"a", content, 6}}));
     scratch_.Write("new", ArchiveOf({{"a", NextVersion(content), 6}}));
     scratch_.Run("zstd -q -19 --long=31 --patch-from old new -o tool");
+    options_.cacheFolder = scratch_.Path("cache");
     ASSERT_TRUE(Make("old", "difference")) << error_;
     EXPECT_TRUE(report_.isPlainGivenUp);
+    ASSERT_TRUE(Make("old", "difference")) << error_;
+    EXPECT_TRUE(report_.isCached);
+    EXPECT_TRUE(report_.isPlainGivenUp);
+    options_.cacheFolder.clear();
     EXPECT_EQ(report_.plainSize, 2 * report_.differenceSize);
     EXPECT_GT(scratch_.Read("tool").size(), report_.plainSize);
 
