@@ -306,14 +306,43 @@ private:
             plan_.groups.push_back({0, newSize, 0, oldSize});
             return;
         }
-        // Each group has a part of half a window's size, and as much again around it.
+        Group group;
+        for (const Group& span : plan_.spans) {
+            if (span.oldEnd - group.oldStart > window_) {
+                Close(group);
+            }
+            group.newEnd = span.newEnd;
+            group.oldEnd = span.oldEnd;
+            if (span.oldEnd - span.oldStart > window_) {
+                AddGroupsWithin(span);
+                group = {span.newEnd, span.newEnd, span.oldEnd, span.oldEnd};
+            }
+        }
+        Close(group);
+    }
+
+    // Entries that go on from as much old content as the window has room for: each finds all of its own there.
+    void Close(Group& group)
+    {
+        if (group.newEnd != group.newStart || group.oldEnd != group.oldStart) {
+            plan_.groups.push_back(group);
+        }
+        group.newStart = group.newEnd;
+        group.oldStart = group.oldEnd;
+    }
+
+    // An entry that is larger than the window: each group has a part of half a window's size, and as much again around
+    // it.
+    void AddGroupsWithin(const Group& span)
+    {
         const size_t size = window_ / 2;
         const size_t margin = window_ / 4;
-        size_t newStart = 0;
-        for (size_t part = 0; part < oldSize; part += size) {
-            const size_t newEnd = part + size < oldSize ? NewPosition(part + size) : newSize;
-            plan_.groups.push_back(
-                {newStart, newEnd, part - std::min(part, margin), std::min(oldSize, part + size + margin)});
+        size_t newStart = span.newStart;
+        for (size_t part = span.oldStart; part < span.oldEnd; part += size) {
+            const bool isLast = span.oldEnd - part <= size;
+            const size_t newEnd = isLast ? span.newEnd : NewPosition(span, part + size);
+            const size_t start = part - std::min(part - span.oldStart, margin);
+            plan_.groups.push_back({newStart, newEnd, start, std::min(span.oldEnd, part + size + margin)});
             newStart = newEnd;
         }
     }
@@ -342,16 +371,11 @@ private:
         }
     }
 
-    // Where in the new content the counterpart of a position in the old content lies, as far as that can be told.
-    size_t NewPosition(size_t oldPosition) const
+    // Where in an entry's new content the counterpart of a position in its old content lies, as far as can be told.
+    static size_t NewPosition(const Group& span, size_t oldPosition)
     {
-        const auto span = std::find_if(plan_.spans.begin(), plan_.spans.end(),
-                                       [oldPosition](const Group& each) { return oldPosition < each.oldEnd; });
-        if (span == plan_.spans.end()) {
-            return plan_.newPlain.size();
-        }
-        const uint64_t into = oldPosition - span->oldStart;
-        return span->newStart + into * (span->newEnd - span->newStart) / (span->oldEnd - span->oldStart);
+        const uint64_t into = oldPosition - span.oldStart;
+        return span.newStart + into * (span.newEnd - span.newStart) / (span.oldEnd - span.oldStart);
     }
 
     ByteView old_;
