@@ -1,18 +1,7 @@
 #include "diff/code_filter.h"
 
-#include <cstring>
-
 namespace ORVX::Difference {
 namespace {
-constexpr char ELF_MAGIC[] = {0x7F, 'E', 'L', 'F'};
-constexpr uint8_t ELF_LITTLE_ENDIAN = 1;
-constexpr size_t ELF_DATA = 5;
-constexpr size_t ELF_MACHINE = 18;
-constexpr size_t ELF_HEADER_MIN = 52;
-constexpr uint16_t MACHINE_386 = 3;
-constexpr uint16_t MACHINE_X86_64 = 62;
-constexpr uint16_t MACHINE_AARCH64 = 183;
-
 uint32_t Read32(const uint8_t* bytes)
 {
     return bytes[0] | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 | uint32_t{bytes[3]} << 24;
@@ -102,19 +91,6 @@ void Filter(CodeFilter filter, uint8_t* bytes, size_t size, uint64_t position, b
     }
 }
 } // namespace
-
-CodeFilter CodeFilterFor(ByteView content)
-{
-    if (content.size < ELF_HEADER_MIN || std::memcmp(content.data, ELF_MAGIC, sizeof(ELF_MAGIC)) != 0 ||
-        content.data[ELF_DATA] != ELF_LITTLE_ENDIAN) {
-        return CodeFilter::NONE;
-    }
-    const auto machine = static_cast<uint16_t>(content.data[ELF_MACHINE] | content.data[ELF_MACHINE + 1] << 8);
-    if (machine == MACHINE_AARCH64) {
-        return CodeFilter::ARM64;
-    }
-    return machine == MACHINE_X86_64 || machine == MACHINE_386 ? CodeFilter::X86 : CodeFilter::NONE;
-}
 
 void MakeAbsolute(CodeFilter filter, uint8_t* bytes, size_t size, uint64_t position)
 {

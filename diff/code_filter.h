@@ -15,9 +15,6 @@ enum class CodeFilter : uint8_t { NONE, ARM64, X86, COUNT };
 // Bytes of a filtered entry that are turned back at a time, from its start on: part of the format.
 constexpr size_t FILTERED_PART = size_t{64} << 10;
 
-// The filter for some content: that of its machine if it is an ELF file.
-[[nodiscard]] CodeFilter CodeFilterFor(ByteView content);
-
 // Distances to addresses and back, in place. position: of the first byte in its content. A part is taken by itself: an
 // instruction that does not lie in it as a whole stays as it is. Any bytes come back as they were, also those that are
 // no code, as long as the parts are the same.

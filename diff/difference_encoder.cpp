@@ -28,6 +28,12 @@ public:
         return {coder_.Finish(), std::move(extra_), windowSize_};
     }
 
+    std::string EncodeOnlyExtra()
+    {
+        isModelled_ = false;
+        return Encode().extra;
+    }
+
     CodedParts EncodeOnly(const std::vector<CutContent>& content)
     {
         for (const CutContent& each : content) {
@@ -140,7 +146,9 @@ private:
     {
         const size_t length = std::min(size, cursor.delta != 0 ? cursor.delta : cursor.extra);
         if (cursor.delta != 0) {
-            cursor.coder.Code(coder_, model_, DeltaCoder::Part<const uint8_t>{old, fresh, length, cursor.delta});
+            if (isModelled_) {
+                cursor.coder.Code(coder_, model_, DeltaCoder::Part<const uint8_t>{old, fresh, length, cursor.delta});
+            }
             cursor.position += length;
             cursor.delta -= length;
         } else {
@@ -216,6 +224,7 @@ private:
     const Matches& matches_;
     const Layout layout_;
     std::optional<HeaderPrediction> headers_;
+    bool isModelled_ = true; // delta bytes are written down
     RangeEncoder coder_;
     DeltaModel model_;
     std::string extra_;
@@ -240,6 +249,11 @@ private:
 CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches, const Layout& layout)
 {
     return Encoder(old, plan, matches, layout).Encode();
+}
+
+std::string EncodeOnlyExtra(ByteView old, const DifferencePlan& plan, const Matches& matches, const Layout& layout)
+{
+    return Encoder(old, plan, matches, layout).EncodeOnlyExtra();
 }
 
 CodedParts EncodeStretches(ByteView old, const std::vector<CutContent>& content)

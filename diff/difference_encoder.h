@@ -35,6 +35,10 @@ struct Layout {
 [[nodiscard]] CodedParts EncodeDifference(ByteView old, const DifferencePlan& plan, const Matches& matches,
                                           const Layout& layout);
 
+// Of the same only the extra bytes, in a fraction of the time.
+[[nodiscard]] std::string EncodeOnlyExtra(ByteView old, const DifferencePlan& plan, const Matches& matches,
+                                          const Layout& layout);
+
 // New content, and how it is cut.
 struct CutContent {
     ByteView fresh;

@@ -108,6 +108,8 @@ constexpr uint64_t PLAIN_ROOM_GROWTH = 4;
 // The plain kind's two ways were never seen to differ by nearly such a factor: once one is larger than ours by that,
 // neither wins.
 constexpr size_t PLAIN_FAR = 2;
+// Nor was its quick way, of large content, by so much: then neither need be made.
+constexpr size_t PLAIN_FAR_QUICKLY = 3;
 
 uint64_t MemoryOfTheMachine()
 {
@@ -214,8 +216,7 @@ private:
     {
         Kinds kinds;
         if (!options_.isPlainOnly) {
-            kinds.own = MakeOwnDifference(
-                {old_, fresh_, options_.version, options_.window, options_.sampledFrom, memory_}, progress_);
+            kinds.own = MakeOwn(LevelProof::START);
             kinds.isOwnMissing = !kinds.own.has_value();
         }
         progress_.Tell("compress", 0, fresh_.size);
@@ -228,16 +229,32 @@ private:
         return kinds;
     }
 
+    std::optional<OwnDifference> MakeOwn(LevelProof proof)
+    {
+        return MakeOwnDifference(
+            {old_, fresh_, options_.version, options_.window, options_.sampledFrom, memory_, proof}, progress_);
+    }
+
     // The two ways are nearly alike: where ours is far ahead of one, the other would not change that.
     void MakePlainBeyond(Kinds& kinds) const
     {
         const size_t far = PLAIN_FAR * kinds.own->bytes.size();
+        if (IsQuicklyFar(kinds.own->bytes.size())) {
+            kinds.plainAbove = far;
+            return;
+        }
         PlainAttempt direct = MakePlainDifference(old_, fresh_, PlainWay::DIRECT, far);
         kinds.plainAbove = direct.isGivenUp ? far : 0;
         kinds.plain = std::move(direct.frame);
         if (!direct.isGivenUp && (!kinds.plain.has_value() || kinds.plain->size() < far)) {
             KeepSmaller(MakePlainDifference(old_, fresh_, PlainWay::WORKER), kinds);
         }
+    }
+
+    bool IsQuicklyFar(size_t ownSize) const
+    {
+        return fresh_.size >= options_.sampledFrom &&
+               MakePlainDifference(old_, fresh_, PlainWay::QUICK, PLAIN_FAR_QUICKLY * ownSize).isGivenUp;
     }
 
     // Beside each other where there is room for both.
@@ -266,6 +283,11 @@ private:
             if (WriteVerified(kinds.own->bytes, error)) {
                 DescribeOwn(*kinds.own, report_);
                 return true;
+            }
+            if (kinds.own->isPresumed) {
+                kinds.own = MakeOwn(LevelProof::WHOLE);
+                kinds.isOwnMissing = !kinds.own.has_value();
+                return HandOut(kinds, error);
             }
             report_.failure = error;
             if (std::exchange(kinds.plainAbove, 0) != 0) {

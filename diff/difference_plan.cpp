@@ -6,7 +6,9 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "diff/code_detection.h"
 #include "diff/content_index.h"
+#include "diff/filter_choice.h"
 #include "diff/parallel.h"
 #include "diff/raw_deflate.h"
 
@@ -16,6 +18,9 @@ namespace {
 constexpr int LEVELS[] = {6, 9, 1, 2, 3, 4, 5, 7, 8};
 // Content of one entry beyond this is left alone: no difference holds a larger file.
 constexpr size_t CONTENT_MAX = size_t{1} << 30;
+// Packers that write otherwise than zlib do so early on. The start of content of twice that size is enough to find the
+// level; the finished difference is proven anyway.
+constexpr size_t LEVEL_PROOF = size_t{4} << 20;
 
 bool IsSame(ByteView a, ByteView b)
 {
@@ -37,7 +42,8 @@ std::optional<Bytes> Inflate(ByteView data, size_t size)
     return content;
 }
 
-bool Reproduces(int level, ByteView content, ByteView data)
+// isWhole: content is all that there is, and not just the start.
+bool Reproduces(int level, ByteView content, bool isWhole, ByteView data)
 {
     RawDeflater deflater;
     size_t position = 0;
@@ -47,13 +53,13 @@ bool Reproduces(int level, ByteView content, ByteView data)
         position += part.size;
         return isEqual;
     };
-    return deflater.Begin(level) && deflater.Write(content, true, compare) && position == data.size;
+    return deflater.Begin(level) && deflater.Write(content, isWhole, compare) && (!isWhole || position == data.size);
 }
 
-std::optional<int> FindLevel(ByteView content, ByteView data)
+std::optional<int> FindLevel(ByteView content, bool isWhole, ByteView data)
 {
-    const auto* const level =
-        std::find_if(std::begin(LEVELS), std::end(LEVELS), [&](int each) { return Reproduces(each, content, data); });
+    const auto* const level = std::find_if(std::begin(LEVELS), std::end(LEVELS),
+                                           [&](int each) { return Reproduces(each, content, isWhole, data); });
     return level != std::end(LEVELS) ? std::optional<int>(*level) : std::nullopt;
 }
 
@@ -64,6 +70,9 @@ struct Changed {
     std::optional<int> level;
     Bytes content;
     Bytes oldContent;
+
+    [[nodiscard]] ByteView Content() const { return {content.data(), content.size()}; }
+    [[nodiscard]] ByteView OldContent() const { return {oldContent.data(), oldContent.size()}; }
 };
 
 // An entry of the old file whose name the new one does not have.
@@ -83,8 +92,8 @@ struct Pair {
 class Planner {
 public:
     Planner(ByteView old, ByteView fresh, const PlanWishes& wishes)
-        : old_(old), fresh_(fresh), window_(wishes.window), isFiltered_(wishes.isFiltered),
-          oldEntries_(ReadZipEntries(old)), newEntries_(ReadZipEntries(fresh))
+        : old_(old), fresh_(fresh), wishes_(wishes), oldEntries_(ReadZipEntries(old)),
+          newEntries_(ReadZipEntries(fresh))
     {
         if (oldEntries_.empty() && newEntries_.empty() && IsCode(old) && IsCode(fresh)) {
             oldEntries_ = {WholeFile(old)};
@@ -103,14 +112,21 @@ public:
             LookInto(changed_[i]);
             progress(changed_[i].entry->compressedSize, total);
         });
-        changed_.erase(std::remove_if(changed_.begin(), changed_.end(),
-                                      [](const Changed& each) { return !each.level.has_value(); }),
-                       changed_.end());
+        Drop([](const Changed& each) { return !each.level.has_value(); });
+        plan_.isLarge = NewSize() >= wishes_.largeFrom;
+        plan_.isFiltered = wishes_.code == CodeUse::FILTERED;
+        if (!MayFilter()) {
+            DropUnfilteredCode();
+        }
         FindPredecessors();
+        if (MayFilter()) {
+            ChooseFilters();
+            DropUnfilteredCode();
+        }
         AddRegions();
         AddRemovedEntries();
         AddGroups();
-        if (isFiltered_) {
+        if (plan_.isFiltered) {
             FilterContents();
         }
         return std::move(plan_);
@@ -144,16 +160,64 @@ private:
             if (isKnown || (entry.method != ZipEntry::DEFLATED && !isStoredCode)) {
                 continue;
             }
-            plan_.hasCode = plan_.hasCode || isStoredCode;
-            if (isStoredCode && !isFiltered_) {
-                continue; // its bytes are there to be followed without any of this
-            }
             const auto found = byName.find(entry.name);
             Changed changed;
             changed.entry = &entry;
             changed.counterpart = found != byName.end() ? found->second : nullptr;
             changed_.push_back(std::move(changed));
         }
+    }
+
+    template <class Predicate>
+    void Drop(Predicate isDropped)
+    {
+        changed_.erase(std::remove_if(changed_.begin(), changed_.end(), isDropped), changed_.end());
+    }
+
+    // All new content: of the entries that are deflated anew, and the raw bytes.
+    [[nodiscard]] size_t NewSize() const
+    {
+        size_t size = fresh_.size;
+        for (const Changed& changed : changed_) {
+            size += changed.content.size() - changed.entry->compressedSize;
+        }
+        return size;
+    }
+
+    [[nodiscard]] bool MayFilter() const
+    {
+        return wishes_.code == CodeUse::FILTERED || (wishes_.code == CodeUse::SAMPLED && plan_.isLarge);
+    }
+
+    void ChooseFilters()
+    {
+        std::vector<CodePair> pairs;
+        for (const Changed& changed : changed_) {
+            const CodeFilter filter = CodeFilterFor(changed.Content());
+            if (filter != CodeFilter::NONE && filter == CodeFilterFor(changed.OldContent())) {
+                pairs.push_back({filter, changed.OldContent(), changed.Content()});
+            }
+        }
+        filters_ = wishes_.code == CodeUse::FILTERED ? std::vector{CodeFilter::ARM64, CodeFilter::X86}
+                                                     : FiltersThatPay(std::move(pairs));
+        plan_.isFiltered = wishes_.code == CodeUse::FILTERED || !filters_.empty();
+    }
+
+    // The filter that some content gets.
+    [[nodiscard]] CodeFilter FilterFor(ByteView content)
+    {
+        const CodeFilter filter = CodeFilterFor(content);
+        plan_.hasCode = plan_.hasCode || filter != CodeFilter::NONE;
+        const bool isChosen = std::find(filters_.begin(), filters_.end(), filter) != filters_.end();
+        return isChosen ? filter : CodeFilter::NONE;
+    }
+
+    // The bytes of stored code are there to be followed without any of this.
+    void DropUnfilteredCode()
+    {
+        Drop([this](const Changed& each) {
+            return each.level == STORED_LEVEL && FilterFor(each.Content()) == CodeFilter::NONE;
+        });
     }
 
     void LookInto(Changed& changed) const
@@ -164,11 +228,19 @@ private:
             changed.level = STORED_LEVEL;
         } else if (std::optional<Bytes> content = Inflate(data, changed.entry->size)) {
             changed.content = std::move(*content);
-            changed.level = FindLevel({changed.content.data(), changed.content.size()}, data);
+            const bool isWhole = !IsPresumed(changed);
+            changed.level =
+                FindLevel({changed.content.data(), isWhole ? changed.content.size() : LEVEL_PROOF}, isWhole, data);
         }
         if (changed.level.has_value() && changed.counterpart != nullptr) {
             changed.oldContent = OldContent(*changed.counterpart);
         }
+    }
+
+    [[nodiscard]] bool IsPresumed(const Changed& changed) const
+    {
+        return wishes_.proof == LevelProof::START && changed.entry->method == ZipEntry::DEFLATED &&
+               changed.content.size() >= 2 * LEVEL_PROOF;
     }
 
     Bytes OldContent(const ZipEntry& entry) const
@@ -185,14 +257,14 @@ private:
         size_t position = 0;
         for (Changed& changed : changed_) {
             const size_t data = changed.entry->dataOffset;
-            const CodeFilter filter = CodeFilterFor({changed.content.data(), changed.content.size()});
-            plan_.hasCode = plan_.hasCode || filter != CodeFilter::NONE;
+            const CodeFilter filter = FilterFor(changed.Content());
             Region region{{fresh_.data + position, data - position}, *changed.level, changed.content.size(), filter};
             region.crc = changed.entry->crc;
             region.packedSize = changed.entry->compressedSize;
             if (changed.counterpart != nullptr) {
                 region.oldHeader = changed.counterpart->headerOffset;
             }
+            plan_.isPresumed = plan_.isPresumed || IsPresumed(changed);
             plan_.regions.push_back(region);
             position = data + changed.entry->compressedSize;
             const size_t newStart = plan_.newPlain.size();
@@ -213,7 +285,7 @@ private:
     void AddPiece(const ZipEntry& entry, const Bytes& content)
     {
         plan_.pieces.push_back({entry.dataOffset, entry.method == ZipEntry::DEFLATED, entry.compressedSize,
-                                content.size(), CodeFilterFor({content.data(), content.size()})});
+                                content.size(), FilterFor({content.data(), content.size()})});
         plan_.oldPlain.insert(plan_.oldPlain.end(), content.begin(), content.end());
     }
 
@@ -280,7 +352,7 @@ private:
         size_t size = plan_.oldPlain.size();
         rest.erase(std::remove_if(rest.begin(), rest.end(),
                                   [&](const Removed* each) {
-                                      const bool fits = size + each->entry->size <= window_;
+                                      const bool fits = size + each->entry->size <= wishes_.window;
                                       size += fits ? each->entry->size : 0;
                                       return !fits;
                                   }),
@@ -302,18 +374,18 @@ private:
         if (newSize == 0) {
             return;
         }
-        if (oldSize <= window_) {
+        if (oldSize <= wishes_.window) {
             plan_.groups.push_back({0, newSize, 0, oldSize});
             return;
         }
         Group group;
         for (const Group& span : plan_.spans) {
-            if (span.oldEnd - group.oldStart > window_) {
+            if (span.oldEnd - group.oldStart > wishes_.window) {
                 Close(group);
             }
             group.newEnd = span.newEnd;
             group.oldEnd = span.oldEnd;
-            if (span.oldEnd - span.oldStart > window_) {
+            if (span.oldEnd - span.oldStart > wishes_.window) {
                 AddGroupsWithin(span);
                 group = {span.newEnd, span.newEnd, span.oldEnd, span.oldEnd};
             }
@@ -335,8 +407,8 @@ private:
     // it.
     void AddGroupsWithin(const Group& span)
     {
-        const size_t size = window_ / 2;
-        const size_t margin = window_ / 4;
+        const size_t size = wishes_.window / 2;
+        const size_t margin = wishes_.window / 4;
         size_t newStart = span.newStart;
         for (size_t part = span.oldStart; part < span.oldEnd; part += size) {
             const bool isLast = span.oldEnd - part <= size;
@@ -350,7 +422,6 @@ private:
     // As the device does it: the old content in the parts that the groups load, the new one in parts of one size.
     void FilterContents()
     {
-        plan_.isFiltered = true;
         size_t start = 0;
         for (const OldPiece& piece : plan_.pieces) {
             const size_t end = start + piece.plainSize;
@@ -380,12 +451,12 @@ private:
 
     ByteView old_;
     ByteView fresh_;
-    size_t window_;
-    bool isFiltered_;
+    const PlanWishes wishes_;
     std::vector<ZipEntry> oldEntries_;
     std::vector<ZipEntry> newEntries_;
     std::unordered_set<std::string> names_;
     std::vector<Changed> changed_;
+    std::vector<CodeFilter> filters_; // those that are used
     std::vector<Removed> removed_;
     DifferencePlan plan_;
 };

@@ -51,16 +51,30 @@ struct DifferencePlan {
     Bytes newPlain;           // the content of all entries that are deflated anew, in their order
     bool hasCode = false;     // whether filtering may pay
     bool isFiltered = false;  // oldPlain and newPlain are as the filters leave them
+    bool isLarge = false;     // large content takes shorter ways
+    bool isPresumed = false;  // of some entry only the start was deflated anew
 };
 
+// What to do about code.
+enum class CodeUse {
+    PLAIN,    // nothing is filtered
+    FILTERED, // all of it is, also in stored entries, or when both files are nothing else
+    SAMPLED,  // of large content, what a sample says; of other content nothing
+};
+
+// How much of a large entry is deflated anew before it is believed that its data comes out.
+enum class LevelProof { START, WHOLE };
+
 struct PlanWishes {
-    size_t window;   // the most old content for one group
-    bool isFiltered; // code is filtered, also in stored entries, or when both files are nothing else
+    size_t window; // the most old content for one group
+    CodeUse code;
+    size_t largeFrom; // bytes of new content
+    LevelProof proof;
 };
 
 // Looks into both files. An entry is deflated anew when its data changed and when deflating its content at some level
-// gives its data bit for bit; everything else is raw. progress: so many more of the new file's bytes have been looked
-// into, of total; from any thread, several at a time.
+// gives its data bit for bit, as far as that is to be proven; everything else is raw. progress: so many more of the new
+// file's bytes have been looked into, of total; from any thread, several at a time.
 [[nodiscard]] DifferencePlan MakeDifferencePlan(ByteView old, ByteView fresh, const PlanWishes& wishes,
                                                 const std::function<void(size_t bytes, size_t total)>& progress);
 } // namespace ORVX::Difference

@@ -36,17 +36,18 @@ constexpr size_t PRIMED_EXTRA_MAX = size_t{8} << 20;
 // One plan carried out.
 class OwnMaker {
 public:
-    OwnMaker(const OwnRequest& request, bool isFiltered, StepProgress& progress)
-        : old_(request.old), fresh_(request.fresh), maxVersion_(request.version), sampledFrom_(request.sampledFrom),
-          memory_(request.memory), progress_(progress)
+    OwnMaker(const OwnRequest& request, CodeUse code, StepProgress& progress)
+        : old_(request.old), fresh_(request.fresh), maxVersion_(request.version), memory_(request.memory),
+          progress_(progress)
     {
         const size_t window = std::min<size_t>(request.window, DifferenceWindowMax(request.version));
-        plan_ = MakeDifferencePlan(old_, fresh_, {window, isFiltered}, [&progress](size_t bytes, size_t total) {
-            progress.Advance("inflate", bytes, total);
-        });
+        plan_ =
+            MakeDifferencePlan(old_, fresh_, {window, code, request.sampledFrom, request.proof},
+                               [&progress](size_t bytes, size_t total) { progress.Advance("inflate", bytes, total); });
     }
 
-    [[nodiscard]] bool HasCode() const { return plan_.hasCode; }
+    // What was not filtered may have to be tried so as well.
+    [[nodiscard]] bool IsFilteringOpen() const { return plan_.hasCode && !plan_.isLarge; }
 
     std::optional<OwnDifference> Make()
     {
@@ -56,8 +57,9 @@ public:
         progress_.Tell("encode", fresh_.size, fresh_.size);
         const auto isDeflated = [](const Region& each) { return each.level != 0 && each.level != STORED_LEVEL; };
         const auto entries = std::count_if(plan_.regions.begin(), plan_.regions.end(), isDeflated);
-        return bytes.has_value() ? std::optional(OwnDifference{std::move(*bytes), static_cast<size_t>(entries)})
-                                 : std::nullopt;
+        return bytes.has_value()
+                   ? std::optional(OwnDifference{std::move(*bytes), static_cast<size_t>(entries), plan_.isPresumed})
+                   : std::nullopt;
     }
 
 private:
@@ -98,7 +100,6 @@ private:
         for (const Region& region : plan_.regions) {
             newSize_ += region.raw.size;
         }
-        isLarge_ = newSize_ >= sampledFrom_;
         MakeContents();
         std::vector<MatchedContent*> largestFirst;
         for (MatchedContent& content : contents_) {
@@ -107,10 +108,10 @@ private:
         }
         std::sort(largestFirst.begin(), largestFirst.end(),
                   [](const auto* a, const auto* b) { return a->NewSize() > b->NewSize(); });
-        const size_t mostWays = isLarge_ ? LIKELY_RULES : RULES.size();
+        const size_t mostWays = plan_.isLarge ? LIKELY_RULES : RULES.size();
         total_ += mostWays * newSize_;
         progress_.Tell("match", 0, total_); // sorting may take long
-        const std::vector<MatchRule> rules = isLarge_ ? LikelyRules(largestFirst) : RULES;
+        const std::vector<MatchRule> rules = plan_.isLarge ? LikelyRules(largestFirst) : RULES;
         ways_ = rules.size();
         Advance((mostWays - ways_) * newSize_);
         InParallel(
@@ -143,7 +144,7 @@ private:
     {
         for (const Group& group : plan_.groups) {
             contents_.emplace_back(ByteView{plan_.oldPlain.data() + group.oldStart, group.oldEnd - group.oldStart},
-                                   PartsOf(group), isLarge_);
+                                   PartsOf(group), plan_.isLarge);
         }
         std::vector<MatchedPart> raw;
         std::vector<ByteView> views;
@@ -151,10 +152,10 @@ private:
             raw.push_back({region.raw, 0, {}});
             views.push_back(region.raw);
         }
-        if (isLarge_ && newSize_ - plan_.newPlain.size() < old_.size / LITTLE_RAW_SHARE) {
+        if (plan_.isLarge && newSize_ - plan_.newPlain.size() < old_.size / LITTLE_RAW_SHARE) {
             excerpt_.emplace(old_, views);
         }
-        contents_.emplace_back(excerpt_.has_value() ? excerpt_->View() : old_, std::move(raw), isLarge_);
+        contents_.emplace_back(excerpt_.has_value() ? excerpt_->View() : old_, std::move(raw), plan_.isLarge);
     }
 
     // The same ones on all machines.
@@ -254,20 +255,35 @@ private:
 
     [[nodiscard]] std::optional<std::string> EncodeBest() const
     {
-        std::vector<Attempt> attempts(ways_);
-        InParallel(attempts.size(), [&](size_t i) { attempts[i] = Try(MatchesOf(i)); });
-        const auto best = std::min_element(attempts.begin(), attempts.end(),
-                                           [](const Attempt& a, const Attempt& b) { return a.size < b.size; });
-        const Matches matches = MatchesOf(static_cast<size_t>(best - attempts.begin()));
-        const std::optional<CompressedExtra> extra = Compress(best->parts.extra);
+        Matches matches;
+        CodedParts parts;
+        std::optional<CompressedExtra> extra;
+        if (ways_ == 1) {
+            matches = MatchesOf(0);
+            InParallel(2, [&](size_t i) {
+                if (i == 0) {
+                    extra = Compress(EncodeOnlyExtra(old_, plan_, matches, {NeededVersion()}));
+                } else {
+                    parts = EncodeDifference(old_, plan_, matches, {NeededVersion()});
+                }
+            });
+        } else {
+            std::vector<Attempt> attempts(ways_);
+            InParallel(attempts.size(), [&](size_t i) { attempts[i] = Try(MatchesOf(i)); });
+            const auto best = std::min_element(attempts.begin(), attempts.end(),
+                                               [](const Attempt& a, const Attempt& b) { return a.size < b.size; });
+            matches = MatchesOf(static_cast<size_t>(best - attempts.begin()));
+            parts = std::move(best->parts);
+            extra = Compress(parts.extra);
+        }
         if (!extra.has_value()) {
             return std::nullopt;
         }
-        std::optional<std::string> usual = WriteDown(best->parts, *extra, matches);
+        std::optional<std::string> usual = WriteDown(parts, *extra, matches);
         if (maxVersion_ < 3 || !usual.has_value()) {
             return usual;
         }
-        std::optional<std::string> foretold = Foretell(best->parts, *extra, matches);
+        std::optional<std::string> foretold = Foretell(parts, *extra, matches);
         const bool isWorthIt =
             foretold.has_value() && foretold->size() < usual->size() - usual->size() / GAIN_SHARE_MIN;
         return isWorthIt ? foretold : usual;
@@ -278,7 +294,7 @@ private:
         const ExtraChunks chunks = NeededVersion() >= 2 ? ExtraChunks::FREE
                                    : maxVersion_ >= 2   ? ExtraChunks::DEAR
                                                         : ExtraChunks::NONE;
-        return isLarge_ ? CompressMuchExtra(extra, chunks) : CompressExtra(extra, maxVersion_ >= 2);
+        return plan_.isLarge ? CompressMuchExtra(extra, chunks) : CompressExtra(extra, maxVersion_ >= 2);
     }
 
     // In version 1 or 2.
@@ -296,8 +312,11 @@ private:
                                                       const Matches& matches) const
     {
         const Priming priming = PrimingFor(usual.extra, matches);
-        const CodedParts parts = EncodeDifference(old_, plan_, matches, {3, priming, true});
         const size_t gainMin = (usual.model.size() + usualExtra.bytes.size()) / GAIN_SHARE_MIN;
+        if (priming.source == Priming::NONE && newSize_ - plan_.newPlain.size() <= gainMin) {
+            return std::nullopt; // no more raw bytes than that
+        }
+        const CodedParts parts = EncodeDifference(old_, plan_, matches, {3, priming, true});
         if (priming.source == Priming::NONE && parts.model.size() + gainMin >= usual.model.size()) {
             return std::nullopt; // nothing that would be worth compressing the extra bytes once more
         }
@@ -334,13 +353,11 @@ private:
     const ByteView old_;
     const ByteView fresh_;
     const uint8_t maxVersion_;
-    const size_t sampledFrom_;
     const uint64_t memory_;
     StepProgress& progress_;
     DifferencePlan plan_;
-    uint64_t total_ = 0;   // bytes to match
-    bool isLarge_ = false; // large content takes shorter ways
-    size_t newSize_ = 0;   // all new content
+    uint64_t total_ = 0; // bytes to match
+    size_t newSize_ = 0; // all new content
     size_t ways_ = 0;
     std::optional<OldExcerpt> excerpt_;    // of the old file, where there are few raw bytes to match with it
     std::vector<MatchedContent> contents_; // one for each group, and one for the raw bytes
@@ -349,17 +366,17 @@ private:
 
 std::optional<OwnDifference> MakeOwnDifference(const OwnRequest& request, StepProgress& progress)
 {
-    bool hasCode = false;
+    bool isFilteringOpen = false;
     std::optional<OwnDifference> usual;
     {
-        OwnMaker maker(request, false, progress);
-        hasCode = maker.HasCode();
+        OwnMaker maker(request, request.version >= 2 ? CodeUse::SAMPLED : CodeUse::PLAIN, progress);
+        isFilteringOpen = request.version >= 2 && maker.IsFilteringOpen();
         usual = maker.Make();
     }
-    if (!hasCode || request.version < 2 || !usual.has_value()) {
+    if (!isFilteringOpen || !usual.has_value()) {
         return usual;
     }
-    std::optional<OwnDifference> filtered = OwnMaker(request, true, progress).Make();
+    std::optional<OwnDifference> filtered = OwnMaker(request, CodeUse::FILTERED, progress).Make();
     const bool isWorthIt =
         filtered.has_value() && filtered->bytes.size() < usual->bytes.size() - usual->bytes.size() / GAIN_SHARE_MIN;
     return isWorthIt ? filtered : usual;

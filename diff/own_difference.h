@@ -6,6 +6,7 @@
 #include <string>
 
 #include "diff/byte_view.h"
+#include "diff/difference_plan.h"
 #include "diff/step_progress.h"
 
 namespace ORVX::Difference {
@@ -16,11 +17,13 @@ struct OwnRequest {
     size_t window;      // most inflated old content at a time, in bytes
     size_t sampledFrom; // see DifferenceOptions
     uint64_t memory;    // that all the work shall take, in bytes
+    LevelProof proof;
 };
 
 struct OwnDifference {
     std::string bytes;
-    size_t entries = 0; // that are deflated anew
+    size_t entries = 0;      // that are deflated anew
+    bool isPresumed = false; // of some it is not proven that this gives the same data
 };
 
 // Several ways to align new content with old one are tried, and the one that codes smallest is taken. Nothing when a

@@ -8,6 +8,7 @@
 namespace ORVX::Difference {
 namespace {
 constexpr int LEVEL = 19;
+constexpr int QUICK_LEVEL = 12;
 constexpr int WINDOW_LOG_MAX = 31;
 // Bytes of a frame that belong to no block.
 constexpr size_t FRAME_ENDS_MAX = 64;
@@ -39,7 +40,7 @@ PlainAttempt MakePlainDifference(ByteView old, ByteView fresh, PlainWay way, siz
 {
     const std::unique_ptr<ZSTD_CCtx, ContextDeleter> context(ZSTD_createCCtx());
     const std::pair<ZSTD_cParameter, int> parameters[] = {
-        {ZSTD_c_compressionLevel, LEVEL},
+        {ZSTD_c_compressionLevel, way == PlainWay::QUICK ? QUICK_LEVEL : LEVEL},
         {ZSTD_c_windowLog, WindowLog(std::max(old.size, fresh.size))},
         {ZSTD_c_enableLongDistanceMatching, 1},
         {ZSTD_c_checksumFlag, 1},
