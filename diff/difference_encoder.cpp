@@ -190,6 +190,10 @@ private:
 
     void BeginGroup()
     {
+        if (groupsBegun_ != 0) {
+            plan_.oldPlain.Rest(plan_.groups[group_].oldStart, plan_.groups[group_].oldEnd);
+            plan_.newPlain.Rest(plan_.groups[group_].newStart, plan_.groups[group_].newEnd);
+        }
         group_ = groupsBegun_++;
         stretch_ = 0;
         const Group& group = plan_.groups[group_];

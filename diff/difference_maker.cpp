@@ -131,13 +131,14 @@ bool SuitsDevice(ByteView difference, const DifferenceOptions& options)
 // One difference on its way.
 class Maker {
 public:
-    Maker(const DifferencePaths& paths, const DifferenceOptions& options, ByteView old, ByteView fresh)
-        : paths_(paths), options_(options), old_(old), fresh_(fresh),
+    Maker(const DifferencePaths& paths, const DifferenceOptions& options, const MappedFile& old,
+          const MappedFile& fresh)
+        : paths_(paths), options_(options), oldFile_(old), freshFile_(fresh), old_(old.View()), fresh_(fresh.View()),
           memory_(options.memory != 0 ? options.memory : MemoryOfTheMachine() / 4),
           cache_(options.cacheFolder, options.cacheMax), progress_(options.progress)
     {
-        report_.oldSize = old.size;
-        report_.newSize = fresh.size;
+        report_.oldSize = old_.size;
+        report_.newSize = fresh_.size;
     }
 
     // False with one line for people in error.
@@ -231,8 +232,9 @@ private:
 
     std::optional<OwnDifference> MakeOwn(LevelProof proof)
     {
-        return MakeOwnDifference(
-            {old_, fresh_, options_.version, options_.window, options_.sampledFrom, memory_, proof}, progress_);
+        return MakeOwnDifference({oldFile_, freshFile_, options_.version, options_.window, options_.sampledFrom,
+                                  memory_, proof, ScratchFilesOf(paths_)[2]},
+                                 progress_);
     }
 
     // The two ways are nearly alike: where ours is far ahead of one, the other would not change that.
@@ -314,6 +316,8 @@ private:
 
     const DifferencePaths& paths_;
     const DifferenceOptions& options_;
+    const MappedFile& oldFile_;
+    const MappedFile& freshFile_;
     const ByteView old_;
     const ByteView fresh_;
     const uint64_t memory_;
@@ -331,7 +335,7 @@ const char* DifferenceKindName(DifferenceKind kind)
 std::vector<std::string> ScratchFilesOf(const DifferencePaths& paths)
 {
     const std::string start = paths.difference + "." + std::to_string(getpid());
-    return {start + ".part", start + ".outcome"};
+    return {start + ".part", start + ".outcome", start + ".content"};
 }
 
 bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& options, DifferenceReport& report,
@@ -350,6 +354,6 @@ bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& optio
     if (!MayReplace(paths.difference, error)) {
         return false;
     }
-    return Maker(paths, options, old->View(), fresh->View()).Make(report, error);
+    return Maker(paths, options, *old, *fresh).Make(report, error);
 }
 } // namespace ORVX::Difference

@@ -14,53 +14,9 @@
 
 namespace ORVX::Difference {
 namespace {
-// The levels that packers use, the usual ones first.
-constexpr int LEVELS[] = {6, 9, 1, 2, 3, 4, 5, 7, 8};
-// Content of one entry beyond this is left alone: no difference holds a larger file.
-constexpr size_t CONTENT_MAX = size_t{1} << 30;
-// Packers that write otherwise than zlib do so early on. The start of content of twice that size is enough to find the
-// level; the finished difference is proven anyway.
-constexpr size_t LEVEL_PROOF = size_t{4} << 20;
-
 bool IsSame(ByteView a, ByteView b)
 {
     return a.size == b.size && (a.size == 0 || std::memcmp(a.data, b.data, a.size) == 0);
-}
-
-// The content of an entry's data, all of which must be one deflated stream of the size that the archive names.
-std::optional<Bytes> Inflate(ByteView data, size_t size)
-{
-    Bytes content(size + 1);
-    RawInflater inflater;
-    size_t written = 0;
-    if (size > CONTENT_MAX || !inflater.Begin(data) ||
-        inflater.Read(content.data(), content.size(), written) != RawInflater::Status::END || written != size ||
-        inflater.Consumed() != data.size) {
-        return std::nullopt;
-    }
-    content.resize(size);
-    return content;
-}
-
-// isWhole: content is all that there is, and not just the start.
-bool Reproduces(int level, ByteView content, bool isWhole, ByteView data)
-{
-    RawDeflater deflater;
-    size_t position = 0;
-    const auto compare = [&position, data](ByteView part) {
-        const bool isEqual =
-            part.size <= data.size - position && std::memcmp(data.data + position, part.data, part.size) == 0;
-        position += part.size;
-        return isEqual;
-    };
-    return deflater.Begin(level) && deflater.Write(content, isWhole, compare) && (!isWhole || position == data.size);
-}
-
-std::optional<int> FindLevel(ByteView content, bool isWhole, ByteView data)
-{
-    const auto* const level = std::find_if(std::begin(LEVELS), std::end(LEVELS),
-                                           [&](int each) { return Reproduces(each, content, isWhole, data); });
-    return level != std::end(LEVELS) ? std::optional<int>(*level) : std::nullopt;
 }
 
 // An entry of the new file whose data changed.
@@ -123,9 +79,10 @@ public:
             ChooseFilters();
             DropUnfilteredCode();
         }
+        MakeRoom();
         AddRegions();
         AddRemovedEntries();
-        AddGroups();
+        plan_.groups = WindowGroups(plan_.spans, plan_.oldPlain.size(), plan_.newPlain.size(), wishes_.window);
         if (plan_.isFiltered) {
             FilterContents();
         }
@@ -222,34 +179,37 @@ private:
 
     void LookInto(Changed& changed) const
     {
-        const ByteView data = changed.entry->Data(fresh_);
-        if (changed.entry->method == ZipEntry::STORED) {
-            changed.content.assign(data.data, data.data + data.size);
-            changed.level = STORED_LEVEL;
-        } else if (std::optional<Bytes> content = Inflate(data, changed.entry->size)) {
-            changed.content = std::move(*content);
-            const bool isWhole = !IsPresumed(changed);
-            changed.level =
-                FindLevel({changed.content.data(), isWhole ? changed.content.size() : LEVEL_PROOF}, isWhole, data);
+        std::optional<Bytes> content = ContentOf(*changed.entry, fresh_);
+        if (!content.has_value()) {
+            return;
         }
+        changed.content = std::move(*content);
+        changed.level = changed.entry->method == ZipEntry::STORED
+                            ? STORED_LEVEL
+                            : FindLevel(changed.Content(), changed.entry->Data(fresh_), wishes_.proof);
         if (changed.level.has_value() && changed.counterpart != nullptr) {
             changed.oldContent = OldContent(*changed.counterpart);
         }
     }
 
-    [[nodiscard]] bool IsPresumed(const Changed& changed) const
-    {
-        return wishes_.proof == LevelProof::START && changed.entry->method == ZipEntry::DEFLATED &&
-               changed.content.size() >= 2 * LEVEL_PROOF;
-    }
+    [[nodiscard]] Bytes OldContent(const ZipEntry& entry) const { return ContentOf(entry, old_).value_or(Bytes{}); }
 
-    Bytes OldContent(const ZipEntry& entry) const
+    void MakeRoom()
     {
-        const ByteView data = entry.Data(old_);
-        if (entry.method == ZipEntry::STORED) {
-            return Bytes(data.data, data.data + data.size);
+        size_t newSize = 0;
+        size_t oldSize = 0;
+        for (const Changed& changed : changed_) {
+            newSize += changed.content.size();
+            oldSize += changed.oldContent.size();
         }
-        return entry.method == ZipEntry::DEFLATED ? Inflate(data, entry.size).value_or(Bytes{}) : Bytes{};
+        size_t removedSize = 0;
+        for (const Removed& removed : removed_) {
+            removedSize += removed.isPaired ? 0 : removed.entry->size;
+        }
+        oldSize = std::max(oldSize, std::min(wishes_.window, oldSize + removedSize));
+        const bool isMuch = !wishes_.scratch.empty() && newSize + oldSize >= wishes_.scratchFrom;
+        plan_.newPlain.Reserve(newSize, isMuch ? wishes_.scratch : "");
+        plan_.oldPlain.Reserve(oldSize, isMuch ? wishes_.scratch : "");
     }
 
     void AddRegions()
@@ -264,12 +224,13 @@ private:
             if (changed.counterpart != nullptr) {
                 region.oldHeader = changed.counterpart->headerOffset;
             }
-            plan_.isPresumed = plan_.isPresumed || IsPresumed(changed);
+            plan_.isPresumed =
+                plan_.isPresumed || (region.level != STORED_LEVEL && IsPresumed(changed.content.size(), wishes_.proof));
             plan_.regions.push_back(region);
             position = data + changed.entry->compressedSize;
             const size_t newStart = plan_.newPlain.size();
             const size_t oldStart = plan_.oldPlain.size();
-            plan_.newPlain.insert(plan_.newPlain.end(), changed.content.begin(), changed.content.end());
+            plan_.newPlain.Append(changed.content);
             if (!changed.oldContent.empty()) {
                 AddPiece(*changed.counterpart, changed.oldContent);
             }
@@ -286,7 +247,7 @@ private:
     {
         plan_.pieces.push_back({entry.dataOffset, entry.method == ZipEntry::DEFLATED, entry.compressedSize,
                                 content.size(), FilterFor({content.data(), content.size()})});
-        plan_.oldPlain.insert(plan_.oldPlain.end(), content.begin(), content.end());
+        plan_.oldPlain.Append(content);
     }
 
     // An entry whose name is new may go on from one whose name is gone: names made of hashes change with the content.
@@ -367,86 +328,45 @@ private:
         }
     }
 
-    void AddGroups()
-    {
-        const size_t oldSize = plan_.oldPlain.size();
-        const size_t newSize = plan_.newPlain.size();
-        if (newSize == 0) {
-            return;
-        }
-        if (oldSize <= wishes_.window) {
-            plan_.groups.push_back({0, newSize, 0, oldSize});
-            return;
-        }
-        Group group;
-        for (const Group& span : plan_.spans) {
-            if (span.oldEnd - group.oldStart > wishes_.window) {
-                Close(group);
-            }
-            group.newEnd = span.newEnd;
-            group.oldEnd = span.oldEnd;
-            if (span.oldEnd - span.oldStart > wishes_.window) {
-                AddGroupsWithin(span);
-                group = {span.newEnd, span.newEnd, span.oldEnd, span.oldEnd};
-            }
-        }
-        Close(group);
-    }
-
-    // Entries that go on from as much old content as the window has room for: each finds all of its own there.
-    void Close(Group& group)
-    {
-        if (group.newEnd != group.newStart || group.oldEnd != group.oldStart) {
-            plan_.groups.push_back(group);
-        }
-        group.newStart = group.newEnd;
-        group.oldStart = group.oldEnd;
-    }
-
-    // An entry that is larger than the window: each group has a part of half a window's size, and as much again around
-    // it.
-    void AddGroupsWithin(const Group& span)
-    {
-        const size_t size = wishes_.window / 2;
-        const size_t margin = wishes_.window / 4;
-        size_t newStart = span.newStart;
-        for (size_t part = span.oldStart; part < span.oldEnd; part += size) {
-            const bool isLast = span.oldEnd - part <= size;
-            const size_t newEnd = isLast ? span.newEnd : NewPosition(span, part + size);
-            const size_t start = part - std::min(part - span.oldStart, margin);
-            plan_.groups.push_back({newStart, newEnd, start, std::min(span.oldEnd, part + size + margin)});
-            newStart = newEnd;
-        }
-    }
-
-    // As the device does it: the old content in the parts that the groups load, the new one in parts of one size.
     void FilterContents()
     {
+        std::vector<size_t> pieceStarts;
         size_t start = 0;
         for (const OldPiece& piece : plan_.pieces) {
-            const size_t end = start + piece.plainSize;
-            size_t loaded = start;
-            for (const Group& group : plan_.groups) {
-                const size_t next = std::clamp(group.oldEnd, loaded, end);
-                MakeAbsolute(piece.filter, plan_.oldPlain.data() + loaded, next - loaded, loaded - start);
-                loaded = next;
-            }
-            start = end;
+            pieceStarts.push_back(start);
+            start += piece.plainSize;
         }
-        uint8_t* content = plan_.newPlain.data();
+        std::vector<size_t> regionStarts;
+        start = 0;
         for (const Region& region : plan_.regions) {
-            for (size_t done = 0; done < region.plainSize; done += FILTERED_PART) {
-                MakeAbsolute(region.filter, content + done, std::min(FILTERED_PART, region.plainSize - done), done);
-            }
-            content += region.plainSize;
+            regionStarts.push_back(start);
+            start += region.plainSize;
         }
+        InParallel(plan_.pieces.size(), [&](size_t i) { FilterPiece(plan_.pieces[i], pieceStarts[i]); });
+        InParallel(plan_.regions.size(), [&](size_t i) { FilterEntry(plan_.regions[i], regionStarts[i]); });
     }
 
-    // Where in an entry's new content the counterpart of a position in its old content lies, as far as can be told.
-    static size_t NewPosition(const Group& span, size_t oldPosition)
+    // As the device does it: in the parts that the groups load.
+    void FilterPiece(const OldPiece& piece, size_t start)
     {
-        const uint64_t into = oldPosition - span.oldStart;
-        return span.newStart + into * (span.newEnd - span.newStart) / (span.oldEnd - span.oldStart);
+        const size_t end = start + piece.plainSize;
+        size_t loaded = start;
+        for (const Group& group : plan_.groups) {
+            const size_t next = std::clamp(group.oldEnd, loaded, end);
+            MakeAbsolute(piece.filter, plan_.oldPlain.data() + loaded, next - loaded, loaded - start);
+            loaded = next;
+        }
+        plan_.oldPlain.Rest(start, end);
+    }
+
+    // As the device does it: in parts of one size.
+    void FilterEntry(const Region& region, size_t start)
+    {
+        uint8_t* const content = plan_.newPlain.data() + start;
+        for (size_t done = 0; done < region.plainSize; done += FILTERED_PART) {
+            MakeAbsolute(region.filter, content + done, std::min(FILTERED_PART, region.plainSize - done), done);
+        }
+        plan_.newPlain.Rest(start, start + region.plainSize);
     }
 
     ByteView old_;

@@ -4,14 +4,15 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "diff/code_filter.h"
-#include "diff/zip_entries.h"
+#include "diff/content_room.h"
+#include "diff/entry_content.h"
+#include "diff/window_groups.h"
 
 namespace ORVX::Difference {
-using Bytes = std::vector<uint8_t>;
-
 // Part of the new file: raw bytes, and then one entry that is deflated anew, or stored if its content is code that is
 // filtered (level 0: none, at the end of the file).
 struct Region {
@@ -34,21 +35,13 @@ struct OldPiece {
     CodeFilter filter = CodeFilter::NONE;
 };
 
-// A run of the new entries' content, and the window of the old pieces' content that it is matched with.
-struct Group {
-    size_t newStart = 0;
-    size_t newEnd = 0;
-    size_t oldStart = 0;
-    size_t oldEnd = 0;
-};
-
 struct DifferencePlan {
     std::vector<Region> regions;
     std::vector<OldPiece> pieces;
     std::vector<Group> groups;
     std::vector<Group> spans; // of each new entry: its content, and that of the piece that it goes on from
-    Bytes oldPlain;           // the content of all pieces, in their order
-    Bytes newPlain;           // the content of all entries that are deflated anew, in their order
+    ContentRoom oldPlain;     // the content of all pieces, in their order
+    ContentRoom newPlain;     // the content of all entries that are deflated anew, in their order
     bool hasCode = false;     // whether filtering may pay
     bool isFiltered = false;  // oldPlain and newPlain are as the filters leave them
     bool isLarge = false;     // large content takes shorter ways
@@ -62,14 +55,13 @@ enum class CodeUse {
     SAMPLED,  // of large content, what a sample says; of other content nothing
 };
 
-// How much of a large entry is deflated anew before it is believed that its data comes out.
-enum class LevelProof { START, WHOLE };
-
 struct PlanWishes {
     size_t window; // the most old content for one group
     CodeUse code;
     size_t largeFrom; // bytes of new content
     LevelProof proof;
+    std::string scratch;  // a file for much content; empty: it stays in memory
+    uint64_t scratchFrom; // bytes of content of both files
 };
 
 // Looks into both files. An entry is deflated anew when its data changed and when deflating its content at some level

@@ -29,6 +29,13 @@ std::optional<MappedFile> MappedFile::Open(const std::string& path)
 
 MappedFile::MappedFile(MappedFile&& other) noexcept : view_(std::exchange(other.view_, ByteView{})) {}
 
+void MappedFile::Rest() const
+{
+    if (view_.size != 0) {
+        madvise(const_cast<uint8_t*>(view_.data), view_.size, MADV_DONTNEED);
+    }
+}
+
 MappedFile::~MappedFile()
 {
     if (view_.size != 0) {

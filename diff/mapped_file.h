@@ -22,6 +22,8 @@ public:
 
     // Lives as long as this object, or the one that it was moved to.
     [[nodiscard]] ByteView View() const { return view_; }
+    // Its pages need not stay in memory; they come again when they are touched.
+    void Rest() const;
 
 private:
     explicit MappedFile(ByteView view) : view_(view) {}

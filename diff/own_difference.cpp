@@ -2,13 +2,11 @@
 
 #include <algorithm>
 
-#include "diff/difference_encoder.h"
 #include "diff/difference_header.h"
-#include "diff/extra_writer.h"
 #include "diff/matched_content.h"
 #include "diff/old_excerpt.h"
+#include "diff/own_writer.h"
 #include "diff/parallel.h"
-#include "diff/priming_choice.h"
 #include "diff/raw_deflate.h"
 
 namespace ORVX::Difference {
@@ -31,19 +29,21 @@ constexpr size_t LITTLE_RAW_SHARE = 8;
 constexpr size_t WORK_ROOM = size_t{192} << 20;
 // Not every device reads version 2: it must make a difference smaller by such a part.
 constexpr size_t GAIN_SHARE_MIN = 256;
-constexpr size_t PRIMED_EXTRA_MAX = size_t{8} << 20;
+// More content lies in a scratch file.
+constexpr uint64_t SCRATCH_FROM = uint64_t{256} << 20;
 
 // One plan carried out.
 class OwnMaker {
 public:
     OwnMaker(const OwnRequest& request, CodeUse code, StepProgress& progress)
-        : old_(request.old), fresh_(request.fresh), maxVersion_(request.version), memory_(request.memory),
-          progress_(progress)
+        : request_(request), old_(request.old.View()), fresh_(request.fresh.View()), maxVersion_(request.version),
+          memory_(request.memory), progress_(progress)
     {
         const size_t window = std::min<size_t>(request.window, DifferenceWindowMax(request.version));
-        plan_ =
-            MakeDifferencePlan(old_, fresh_, {window, code, request.sampledFrom, request.proof},
-                               [&progress](size_t bytes, size_t total) { progress.Advance("inflate", bytes, total); });
+        plan_ = MakeDifferencePlan(
+            old_, fresh_,
+            {window, code, request.sampledFrom, request.proof, request.scratch, std::min(SCRATCH_FROM, memory_ / 4)},
+            [&progress](size_t bytes, size_t total) { progress.Advance("inflate", bytes, total); });
     }
 
     // What was not filtered may have to be tried so as well.
@@ -53,7 +53,11 @@ public:
     {
         MatchAll();
         progress_.Tell("encode", 0, fresh_.size);
-        std::optional<std::string> bytes = EncodeBest();
+        std::vector<Matches> ways;
+        for (size_t i = 0; i < ways_; ++i) {
+            ways.push_back(MatchesOf(i));
+        }
+        std::optional<std::string> bytes = WriteOwnDifference({old_, fresh_, plan_, maxVersion_}, ways);
         progress_.Tell("encode", fresh_.size, fresh_.size);
         const auto isDeflated = [](const Region& each) { return each.level != 0 && each.level != STORED_LEVEL; };
         const auto entries = std::count_if(plan_.regions.begin(), plan_.regions.end(), isDeflated);
@@ -119,8 +123,19 @@ private:
             [&](size_t i) {
                 largestFirst[i]->Match(rules, [this](size_t bytes) { Advance(bytes); });
                 Advance(largestFirst[i]->OldSize());
+                Rest(largestFirst[i] - contents_.data());
             },
             MatchersAtATime());
+    }
+
+    // What was matched is not needed until it is coded.
+    void Rest(size_t content) const
+    {
+        if (content < plan_.groups.size()) {
+            const Group& group = plan_.groups[content];
+            plan_.oldPlain.Rest(group.oldStart, group.oldEnd);
+            plan_.newPlain.Rest(group.newStart, group.newEnd);
+        }
     }
 
     // All cores match as well where there is but one matcher: only sorting is left to one of them.
@@ -156,6 +171,8 @@ private:
             excerpt_.emplace(old_, views);
         }
         contents_.emplace_back(excerpt_.has_value() ? excerpt_->View() : old_, std::move(raw), plan_.isLarge);
+        request_.old.Rest();
+        request_.fresh.Rest();
     }
 
     // The same ones on all machines.
@@ -228,128 +245,7 @@ private:
         }
     }
 
-    struct Attempt {
-        CodedParts parts;
-        size_t size = SIZE_MAX; // about
-    };
-
-    [[nodiscard]] Attempt Try(const Matches& matches) const
-    {
-        Attempt attempt{EncodeDifference(old_, plan_, matches, {NeededVersion()})};
-        if (ways_ == 1) {
-            return attempt;
-        }
-        const size_t extra = EstimateExtra(attempt.parts.extra, BytesOf(PrimingFor(attempt.parts.extra, matches)));
-        attempt.size = extra == SIZE_MAX ? SIZE_MAX : attempt.parts.model.size() + extra;
-        return attempt;
-    }
-
-    // Before much extra data the dictionary is soon full of that.
-    [[nodiscard]] Priming PrimingFor(const std::string& extra, const Matches& matches) const
-    {
-        const bool isPrimed = maxVersion_ >= 3 && !extra.empty() && extra.size() <= PRIMED_EXTRA_MAX;
-        return isPrimed ? ChoosePriming(old_, plan_, matches) : Priming{};
-    }
-
-    [[nodiscard]] ByteView BytesOf(const Priming& priming) const { return PrimingBytes(old_, plan_, priming); }
-
-    [[nodiscard]] std::optional<std::string> EncodeBest() const
-    {
-        Matches matches;
-        CodedParts parts;
-        std::optional<CompressedExtra> extra;
-        if (ways_ == 1) {
-            matches = MatchesOf(0);
-            InParallel(2, [&](size_t i) {
-                if (i == 0) {
-                    extra = Compress(EncodeOnlyExtra(old_, plan_, matches, {NeededVersion()}));
-                } else {
-                    parts = EncodeDifference(old_, plan_, matches, {NeededVersion()});
-                }
-            });
-        } else {
-            std::vector<Attempt> attempts(ways_);
-            InParallel(attempts.size(), [&](size_t i) { attempts[i] = Try(MatchesOf(i)); });
-            const auto best = std::min_element(attempts.begin(), attempts.end(),
-                                               [](const Attempt& a, const Attempt& b) { return a.size < b.size; });
-            matches = MatchesOf(static_cast<size_t>(best - attempts.begin()));
-            parts = std::move(best->parts);
-            extra = Compress(parts.extra);
-        }
-        if (!extra.has_value()) {
-            return std::nullopt;
-        }
-        std::optional<std::string> usual = WriteDown(parts, *extra, matches);
-        if (maxVersion_ < 3 || !usual.has_value()) {
-            return usual;
-        }
-        std::optional<std::string> foretold = Foretell(parts, *extra, matches);
-        const bool isWorthIt =
-            foretold.has_value() && foretold->size() < usual->size() - usual->size() / GAIN_SHARE_MIN;
-        return isWorthIt ? foretold : usual;
-    }
-
-    [[nodiscard]] std::optional<CompressedExtra> Compress(const std::string& extra) const
-    {
-        const ExtraChunks chunks = NeededVersion() >= 2 ? ExtraChunks::FREE
-                                   : maxVersion_ >= 2   ? ExtraChunks::DEAR
-                                                        : ExtraChunks::NONE;
-        return plan_.isLarge ? CompressMuchExtra(extra, chunks) : CompressExtra(extra, maxVersion_ >= 2);
-    }
-
-    // In version 1 or 2.
-    [[nodiscard]] std::optional<std::string> WriteDown(const CodedParts& parts, const CompressedExtra& extra,
-                                                       const Matches& matches) const
-    {
-        if (extra.isChunked && NeededVersion() < 2) {
-            return Assemble(2, parts.windowSize, EncodeDifference(old_, plan_, matches, {2}).model, extra);
-        }
-        return Assemble(NeededVersion(), parts.windowSize, parts.model, extra);
-    }
-
-    // In version 3, with all that it has.
-    [[nodiscard]] std::optional<std::string> Foretell(const CodedParts& usual, const CompressedExtra& usualExtra,
-                                                      const Matches& matches) const
-    {
-        const Priming priming = PrimingFor(usual.extra, matches);
-        const size_t gainMin = (usual.model.size() + usualExtra.bytes.size()) / GAIN_SHARE_MIN;
-        if (priming.source == Priming::NONE && newSize_ - plan_.newPlain.size() <= gainMin) {
-            return std::nullopt; // no more raw bytes than that
-        }
-        const CodedParts parts = EncodeDifference(old_, plan_, matches, {3, priming, true});
-        if (priming.source == Priming::NONE && parts.model.size() + gainMin >= usual.model.size()) {
-            return std::nullopt; // nothing that would be worth compressing the extra bytes once more
-        }
-        const std::optional<CompressedExtra> extra =
-            parts.extra.empty() ? CompressedExtra{} : CompressPrimedExtra(parts.extra, usualExtra, BytesOf(priming));
-        return extra.has_value() ? Assemble(3, parts.windowSize, parts.model, *extra) : std::nullopt;
-    }
-
-    [[nodiscard]] uint8_t NeededVersion() const
-    {
-        const bool isWide = std::any_of(plan_.groups.begin(), plan_.groups.end(), [](const Group& group) {
-            return group.oldEnd - group.oldStart > DifferenceWindowMax(DIFFERENCE_VERSION_MIN);
-        });
-        return plan_.isFiltered || isWide ? 2 : 1;
-    }
-
-    [[nodiscard]] std::optional<std::string> Assemble(uint8_t version, size_t window, const std::string& model,
-                                                      const CompressedExtra& extra) const
-    {
-        DifferenceHeader header;
-        header.version = version;
-        header.zlibVersion = DeflateLibraryVersion();
-        header.baseSize = static_cast<uint32_t>(old_.size);
-        header.outputSize = static_cast<uint32_t>(fresh_.size);
-        header.windowSize = static_cast<uint32_t>(window);
-        header.extraProperties = extra.properties;
-        if (!Handles::Sha256::Of(old_.data, old_.size, header.baseDigest) ||
-            !Handles::Sha256::Of(fresh_.data, fresh_.size, header.outputDigest)) {
-            return std::nullopt;
-        }
-        return AssembleDifference(header, model, extra.bytes);
-    }
-
+    const OwnRequest& request_;
     const ByteView old_;
     const ByteView fresh_;
     const uint8_t maxVersion_;

@@ -5,19 +5,20 @@
 #include <optional>
 #include <string>
 
-#include "diff/byte_view.h"
 #include "diff/difference_plan.h"
+#include "diff/mapped_file.h"
 #include "diff/step_progress.h"
 
 namespace ORVX::Difference {
 struct OwnRequest {
-    ByteView old;
-    ByteView fresh;
+    const MappedFile& old;
+    const MappedFile& fresh;
     uint8_t version;    // the highest that may be used
     size_t window;      // most inflated old content at a time, in bytes
     size_t sampledFrom; // see DifferenceOptions
     uint64_t memory;    // that all the work shall take, in bytes
     LevelProof proof;
+    std::string scratch; // see PlanWishes
 };
 
 struct OwnDifference {
