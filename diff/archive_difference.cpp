@@ -15,12 +15,12 @@ constexpr size_t CHUNK = FILTERED_PART;
 class ArchiveApplier {
 public:
     ArchiveApplier(DifferenceFile& difference, ByteView base, const DifferenceHeader& header, DifferenceOutput& output,
-                   const ApplyProgress& progress)
+                   const ApplyProgress& progress, size_t waitingMax)
         : header_(header), base_(base), output_(output), progress_(progress),
           model_(difference, DIFFERENCE_HEADER_SIZE, header.modelSize), source_(model_),
           extra_(difference, DIFFERENCE_HEADER_SIZE + uint64_t{header.modelSize}, header.extraSize),
           raw_(source_, DeltaStream::RAW), plain_(source_, DeltaStream::PLAIN), window_(base, header.windowSize),
-          writer_(output), rawLeft_(header.outputSize),
+          writer_(output, waitingMax), rawLeft_(header.outputSize),
           plainLeft_(DEFLATE_RATIO_MAX * (uint64_t{header.outputSize} + 1))
     {
     }
@@ -295,7 +295,7 @@ DifferenceResult CheckBase(ByteView base, const DifferenceHeader& header)
 } // namespace
 
 DifferenceResult ApplyArchiveDifference(DifferenceFile& difference, ByteView base, const std::string& outputPath,
-                                        const ApplyProgress& progress)
+                                        const ApplyProgress& progress, size_t waitingMax)
 {
     DifferenceHeader header;
     DifferenceResult result = ParseDifferenceHeader(difference, header);
@@ -307,7 +307,7 @@ DifferenceResult ApplyArchiveDifference(DifferenceFile& difference, ByteView bas
     if (output == nullptr) {
         return result;
     }
-    result = std::make_unique<ArchiveApplier>(difference, base, header, *output, progress)->Write();
+    result = std::make_unique<ArchiveApplier>(difference, base, header, *output, progress, waitingMax)->Write();
     if (result != DIFFERENCE_OK) {
         return difference.HasFailed() ? DIFFERENCE_UNREADABLE : result;
     }

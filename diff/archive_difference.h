@@ -11,9 +11,11 @@
 
 namespace ORVX::Difference {
 // Needs the window that the header names and less than 20 MiB more besides the base, whatever else the difference
-// says. The base's hash is checked before the output is created, and the output's before it is kept.
+// says, with APPLY_WAITING_USUAL for waitingMax. The base's hash is checked before the output is created, and the
+// output's before it is kept.
 [[nodiscard]] DifferenceResult ApplyArchiveDifference(DifferenceFile& difference, ByteView base,
-                                                      const std::string& outputPath, const ApplyProgress& progress);
+                                                      const std::string& outputPath, const ApplyProgress& progress,
+                                                      size_t waitingMax);
 } // namespace ORVX::Difference
 
 #endif

@@ -36,7 +36,7 @@ DifferenceResult ClearOutput(const std::string& differencePath, const std::strin
 }
 
 DifferenceResult Apply(const std::string& differencePath, const std::string& oldPath, const std::string& newPath,
-                       const ApplyProgress& progress)
+                       const ApplyProgress& progress, size_t waitingMax)
 {
     const DifferenceResult cleared = ClearOutput(differencePath, oldPath, newPath);
     if (cleared != DIFFERENCE_OK) {
@@ -52,7 +52,7 @@ DifferenceResult Apply(const std::string& differencePath, const std::string& old
     }
     const std::vector<uint8_t> head = difference->Read(0, DIFFERENCE_HEADER_SIZE);
     if (IsArchiveDifference({head.data(), head.size()})) {
-        return ApplyArchiveDifference(*difference, base->View(), newPath, progress);
+        return ApplyArchiveDifference(*difference, base->View(), newPath, progress, waitingMax);
     }
     const std::optional<LoadedFile> frame = LoadedFile::Read(differencePath);
     if (!frame.has_value() || difference->HasFailed()) {
@@ -64,11 +64,11 @@ DifferenceResult Apply(const std::string& differencePath, const std::string& old
 } // namespace
 
 DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
-                                 const std::string& newPath, const ApplyProgress& progress)
+                                 const std::string& newPath, const ApplyProgress& progress, size_t waitingMax)
 {
     try {
         return Apply(
-            differencePath, oldPath, newPath, progress ? progress : [](uint64_t, uint64_t) {});
+            differencePath, oldPath, newPath, progress ? progress : [](uint64_t, uint64_t) {}, waitingMax);
     } catch (const std::bad_alloc&) {
         return DIFFERENCE_NO_MEMORY;
     }

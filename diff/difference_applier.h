@@ -5,6 +5,7 @@
 #include <string>
 
 #include "diff/apply_progress.h"
+#include "diff/difference_limits.h"
 #include "diff/difference_result.h"
 
 namespace ORVX::Difference {
@@ -13,7 +14,8 @@ namespace ORVX::Difference {
 // output file. An input that changes meanwhile gives a failure or changes nothing: the output is proven. Safe from any
 // thread.
 [[nodiscard]] DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
-                                               const std::string& newPath, const ApplyProgress& progress = nullptr);
+                                               const std::string& newPath, const ApplyProgress& progress = nullptr,
+                                               size_t waitingMax = APPLY_WAITING_USUAL);
 } // namespace ORVX::Difference
 
 #endif

@@ -2,6 +2,7 @@
 #ifndef TAVOMEND_DIFF_DIFFERENCE_LIMITS_H
 #define TAVOMEND_DIFF_DIFFERENCE_LIMITS_H
 
+#include <cstddef>
 #include <cstdint>
 
 namespace ORVX::Difference {
@@ -24,6 +25,10 @@ constexpr uint64_t InMib(uint64_t bytes)
 {
     return (bytes + (uint64_t{1} << 20) - 1) >> 20;
 }
+
+// New content that waits at most to be deflated and written while what follows is decoded, in bytes: besides base and
+// window most of what applying takes. More keeps both threads at work where entries are larger.
+constexpr size_t APPLY_WAITING_USUAL = size_t{1} << 20;
 
 // Deflated data is never smaller than this part of its content.
 constexpr uint64_t DEFLATE_RATIO_MAX = 1032;

@@ -20,6 +20,9 @@
 
 namespace ORVX::Difference {
 namespace {
+// The device lets less wait. What making took is free again by then.
+constexpr size_t PROOF_WAITING = size_t{64} << 20;
+
 // A file that goes away with its owner.
 class ScratchFile {
 public:
@@ -64,7 +67,7 @@ bool WriteVerified(const std::string& difference, const DifferencePaths& paths, 
         error = Handles::CannotWrite(paths.difference, errno);
         return false;
     }
-    const DifferenceResult result = ApplyDifference(written.Path(), paths.old, outcome.Path());
+    const DifferenceResult result = ApplyDifference(written.Path(), paths.old, outcome.Path(), nullptr, PROOF_WAITING);
     const std::optional<MappedFile> made = MappedFile::Open(outcome.Path());
     const bool isRight = result == DIFFERENCE_OK && made.has_value() && made->View().size == fresh.size &&
                          (fresh.size == 0 || std::memcmp(made->View().data, fresh.data, fresh.size) == 0);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <iterator>
 
 #include "diff/raw_deflate.h"
@@ -12,8 +13,8 @@ namespace {
 constexpr int LEVELS[] = {6, 9, 1, 2, 3, 4, 5, 7, 8};
 // Content of one entry beyond this is left alone: no difference holds a larger file.
 constexpr size_t CONTENT_MAX = size_t{1} << 30;
-// Packers that write otherwise than zlib do so early on. The start of content of twice that size is enough to find the
-// level; the finished difference is proven anyway.
+// Packers that write otherwise than zlib do so early on. The start of content of twice that size is enough if one level
+// alone gives it; the finished difference is proven anyway.
 constexpr size_t LEVEL_PROOF = size_t{4} << 20;
 
 std::optional<Bytes> Inflate(ByteView data, size_t size)
@@ -63,10 +64,16 @@ bool IsPresumed(size_t contentSize, LevelProof proof)
 
 std::optional<int> FindLevel(ByteView content, ByteView data, LevelProof proof)
 {
-    const bool isWhole = !IsPresumed(content.size, proof);
-    const ByteView proven = {content.data, isWhole ? content.size : LEVEL_PROOF};
-    const auto* const level = std::find_if(std::begin(LEVELS), std::end(LEVELS),
-                                           [&](int each) { return Reproduces(each, proven, isWhole, data); });
-    return level != std::end(LEVELS) ? std::optional<int>(*level) : std::nullopt;
+    const auto isFound = [&](int level) { return Reproduces(level, content, true, data); };
+    const auto isPossible = [&](int level) { return Reproduces(level, {content.data, LEVEL_PROOF}, false, data); };
+    std::vector<int> levels(std::begin(LEVELS), std::end(LEVELS));
+    if (IsPresumed(content.size, proof)) {
+        levels.erase(std::remove_if(levels.begin(), levels.end(), std::not_fn(isPossible)), levels.end());
+        if (levels.size() == 1) {
+            return levels.front();
+        }
+    }
+    const auto level = std::find_if(levels.begin(), levels.end(), isFound);
+    return level != levels.end() ? std::optional<int>(*level) : std::nullopt;
 }
 } // namespace ORVX::Difference

@@ -16,7 +16,7 @@ using Bytes = std::vector<uint8_t>;
 // How much of a large entry is deflated anew before it is believed that its data comes out.
 enum class LevelProof { START, WHOLE };
 
-// Whether content of that size is only proven at its start.
+// Whether content of that size may be proven at its start only.
 [[nodiscard]] bool IsPresumed(size_t contentSize, LevelProof proof);
 // The level at which deflating the content gives the data, as far as that is to be proven; nothing where none does.
 [[nodiscard]] std::optional<int> FindLevel(ByteView content, ByteView data, LevelProof proof);

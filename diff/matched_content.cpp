@@ -9,14 +9,16 @@ namespace ORVX::Difference {
 namespace {
 // One part in so many, and of a long one a piece of that size in so many.
 constexpr size_t SAMPLE_STEP = 8;
+constexpr size_t LARGE_SAMPLE_STEP = 16;
+constexpr size_t LARGE_FROM = size_t{32} << 20;
 constexpr size_t SAMPLE_PIECE = size_t{1} << 20;
 
-std::vector<MatchedPart> SampleOf(const std::vector<MatchedPart>& parts)
+std::vector<MatchedPart> SampleOf(const std::vector<MatchedPart>& parts, size_t step)
 {
     std::vector<MatchedPart> sample;
-    for (size_t i = 0; i < parts.size(); i += SAMPLE_STEP) {
+    for (size_t i = 0; i < parts.size(); i += step) {
         const ByteView& fresh = parts[i].fresh;
-        for (size_t at = 0; at < fresh.size; at += SAMPLE_STEP * SAMPLE_PIECE) {
+        for (size_t at = 0; at < fresh.size; at += step * SAMPLE_PIECE) {
             sample.push_back({{fresh.data + at, std::min(SAMPLE_PIECE, fresh.size - at)}, parts[i].start + at, {}});
         }
     }
@@ -59,7 +61,7 @@ void MatchedContent::Sort()
 
 std::vector<size_t> MatchedContent::TrySample(const std::vector<MatchRule>& rules) const
 {
-    std::vector<MatchedPart> sample = SampleOf(parts_);
+    std::vector<MatchedPart> sample = SampleOf(parts_, newSize_ < LARGE_FROM ? SAMPLE_STEP : LARGE_SAMPLE_STEP);
     MatchBy(rules, *matcher_, sample, [](size_t) {});
     std::vector<size_t> sizes(rules.size());
     InParallel(rules.size(), [&](size_t i) { sizes[i] = SizeOfWay(old_, sample, i); });

@@ -6,9 +6,6 @@
 namespace ORVX::Difference {
 namespace {
 constexpr size_t THREADS = 2;
-// Entries differ in what they cost to decode and to deflate, and a long one leaves the other thread nothing but what is
-// decoded behind it.
-constexpr size_t WAITING_MAX = size_t{1} << 20;
 constexpr size_t PARTS_MAX = 1024;
 } // namespace
 
@@ -33,7 +30,7 @@ bool OutputWriter::Put(Step step)
 {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock,
-                  [this] { return (waiting_ < WAITING_MAX && parts_.size() < PARTS_MAX) || result_ != DIFFERENCE_OK; });
+                  [this] { return (waiting_ < waitingMax_ && parts_.size() < PARTS_MAX) || result_ != DIFFERENCE_OK; });
     if (result_ != DIFFERENCE_OK) {
         return false;
     }

@@ -28,7 +28,11 @@ public:
         bool isLast = false;
     };
 
-    explicit OutputWriter(DifferenceOutput& output) : output_(output), size_(output.Room()) {}
+    // waitingMax: see APPLY_WAITING_USUAL.
+    OutputWriter(DifferenceOutput& output, size_t waitingMax)
+        : output_(output), size_(output.Room()), waitingMax_(waitingMax)
+    {
+    }
     // Waits for the threads; steps that still queue are dropped.
     ~OutputWriter();
     OutputWriter(const OutputWriter&) = delete;
@@ -65,6 +69,7 @@ private:
 
     DifferenceOutput& output_; // only for whoever writes
     const uint64_t size_;
+    const size_t waitingMax_;
     std::atomic<uint64_t> written_{0};
 
     std::vector<std::thread> threads_;

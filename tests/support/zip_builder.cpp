@@ -11,7 +11,13 @@
 namespace ORVX::TavomendTest {
 ZipBuilder& ZipBuilder::Add(const std::string& name, const std::string& content, int level)
 {
-    members_.push_back({name, content, level});
+    members_.push_back({name, content, level, ""});
+    return *this;
+}
+
+ZipBuilder& ZipBuilder::AddDeflated(const std::string& name, const std::string& content, const std::string& deflated)
+{
+    members_.push_back({name, content, Z_BEST_SPEED, deflated});
     return *this;
 }
 
@@ -27,12 +33,17 @@ std::string ZipBuilder::Build() const
     zipFile zip = zipOpen(path, APPEND_STATUS_CREATE);
     for (const auto& member : members_) {
         zip_fileinfo info{};
-        EXPECT_EQ(zipOpenNewFileInZip(zip, member.name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr,
-                                      member.level == 0 ? 0 : Z_DEFLATED, member.level),
+        const bool isRaw = !member.deflated.empty();
+        const std::string& data = isRaw ? member.deflated : member.content;
+        EXPECT_EQ(zipOpenNewFileInZip2(zip, member.name.c_str(), &info, nullptr, 0, nullptr, 0, nullptr,
+                                       member.level == 0 ? 0 : Z_DEFLATED, member.level, isRaw ? 1 : 0),
                   ZIP_OK);
-        EXPECT_EQ(zipWriteInFileInZip(zip, member.content.data(), static_cast<unsigned>(member.content.size())),
+        EXPECT_EQ(zipWriteInFileInZip(zip, data.data(), static_cast<unsigned>(data.size())), ZIP_OK);
+        const auto* const content = reinterpret_cast<const Bytef*>(member.content.data());
+        EXPECT_EQ(isRaw ? zipCloseFileInZipRaw(zip, member.content.size(),
+                                               crc32(0, content, static_cast<uInt>(member.content.size())))
+                        : zipCloseFileInZip(zip),
                   ZIP_OK);
-        EXPECT_EQ(zipCloseFileInZip(zip), ZIP_OK);
     }
     EXPECT_EQ(zipClose(zip, nullptr), ZIP_OK);
     std::ifstream in(path, std::ios::binary);

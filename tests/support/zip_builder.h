@@ -11,6 +11,8 @@ class ZipBuilder {
 public:
     // level: deflate level, 0 stores the member.
     ZipBuilder& Add(const std::string& name, const std::string& content, int level = 6);
+    // An entry whose data somebody else deflated.
+    ZipBuilder& AddDeflated(const std::string& name, const std::string& content, const std::string& deflated);
     // The archive's bytes.
     [[nodiscard]] std::string Build() const;
 
@@ -19,6 +21,7 @@ private:
         std::string name;
         std::string content;
         int level;
+        std::string deflated; // empty: by us
     };
     std::vector<Member> members_;
 };

@@ -4,56 +4,15 @@
 #include <set>
 #include <unistd.h>
 
-#include "diff/difference_applier.h"
 #include "diff/difference_header.h"
-#include "diff/difference_maker.h"
-#include "diff/difference_result.h"
-#include "tests/unit/diff/misbehaving_system.h"
+#include "tests/unit/diff/round_trip.h"
 #include "tests/unit/diff/sample_archive.h"
-#include "tests/unit/diff/scratch_directory.h"
 
 namespace ORVX::TavomendTest {
 namespace {
 using namespace Difference;
 
-class ArchiveDifferenceTest : public testing::Test {
-protected:
-    void SetUp() override { g_system.Mend(); }
-    void TearDown() override { g_system.Mend(); }
-
-    bool Make(const std::string& old, const std::string& difference)
-    {
-        report_ = {};
-        return MakeDifference({scratch_.Path(old), scratch_.Path("new"), scratch_.Path(difference)}, options_, report_,
-                              error_);
-    }
-    // Differences "old" and "new", applies the outcome, and holds its size against what it was when this was written.
-    const DifferenceReport& RoundTrip(const std::string& name, uint64_t ceiling)
-    {
-        SCOPED_TRACE(name);
-        EXPECT_TRUE(Make("old", "difference")) << error_;
-        std::filesystem::remove(scratch_.Path("out"));
-        uint64_t far = 0;
-        const uint64_t size = scratch_.Read("new").size();
-        const auto progress = [&far, size](uint64_t done, uint64_t total) {
-            EXPECT_TRUE(far <= done && done <= total && total == size) << done;
-            far = done;
-        };
-        EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), scratch_.Path("old"), scratch_.Path("out"), progress),
-                  DIFFERENCE_OK);
-        EXPECT_EQ(far, size);
-        EXPECT_TRUE(scratch_.Read("out") == scratch_.Read("new"));
-        EXPECT_EQ(report_.differenceSize, scratch_.Read("difference").size());
-        EXPECT_LE(report_.differenceSize, report_.plainSize);
-        EXPECT_LE(report_.differenceSize, ceiling);
-        return report_;
-    }
-
-    ScratchDirectory scratch_;
-    DifferenceOptions options_;
-    DifferenceReport report_;
-    std::string error_;
-};
+class ArchiveDifferenceTest : public RoundTripTest {};
 
 TEST_F(ArchiveDifferenceTest, EntriesOfEveryLevelAreDeflatedAnew)
 {
@@ -196,33 +155,6 @@ TEST_F(ArchiveDifferenceTest, EntriesLargerThanTheWindow)
     }
 }
 
-// Where changes lie close together, the rules by which content is cut give sizes far apart.
-TEST_F(ArchiveDifferenceTest, ASampleTellsWhichWaysDoBest)
-{
-    for (const size_t distance : {20, 60}) {
-        std::mt19937 source(7);
-        std::string old;
-        std::string fresh;
-        while (old.size() < 60000) {
-            const std::string word = std::to_string(source());
-            old += word;
-            fresh += source() % distance < word.size() ? word.substr(1) : word;
-        }
-        scratch_.Write("old", ArchiveOf({{"a", old, 6}, {"b", old.substr(30000), 6}}));
-        scratch_.Write("new", ArchiveOf({{"a", fresh, 6}, {"b", fresh.substr(30000), 6}}));
-        options_.window = 70000; // two groups
-        options_.sampledFrom = SIZE_MAX;
-        const uint64_t best = RoundTrip("each way", SIZE_MAX).differenceSize;
-        options_.sampledFrom = 0;
-        RoundTrip("likely ways", best);
-        const std::string made = scratch_.Read("difference");
-        options_.memory = 1; // one thing after another, and no other outcome
-        RoundTrip("little memory", best);
-        EXPECT_TRUE(scratch_.Read("difference") == made);
-        options_.memory = 0;
-    }
-}
-
 // Names made of hashes change with the content: what an entry goes on from is found by its content, and stands where
 // the window is when it is needed.
 TEST_F(ArchiveDifferenceTest, EntriesAreFoundUnderOtherNames)
@@ -308,36 +240,6 @@ TEST_F(ArchiveDifferenceTest, ThePlainKindIsNoLargerThanTheToolsInEitherWay)
     EXPECT_LE(report_.differenceSize, scratch_.Read("worker").size());
 }
 
-// Code of a machine: words, some of which are calls of a few functions that lie anywhere in it. Every tenth function of
-// the later version is larger.
-std::string LibraryOf(uint16_t machine, size_t functions, size_t more)
-{
-    std::mt19937 source(1);
-    std::string text("\x7F"
-                     "ELF\2\1\1",
-                     7);
-    text.resize(64);
-    text[18] = static_cast<char>(machine);
-    const auto placeOf = [more](size_t function) { return 64 + function * 400 + (function + 9) / 10 * more; };
-    for (size_t i = 0; i < functions; ++i) {
-        text.resize(placeOf(i), '\0');
-        while (text.size() < placeOf(i) + 400) {
-            const size_t called = placeOf(source() % 20 * functions / 20);
-            uint32_t word = source() % 4096 * 1024;
-            if (machine == 183 && word % 3 == 0) {
-                word = 0x94000000U | (static_cast<uint32_t>((called - text.size()) >> 2) & 0x03FFFFFFU);
-            } else if (machine == 62 && word % 3 == 0) {
-                text += std::string("\x31\xC0\x90\xE8", 4);
-                word = static_cast<uint32_t>(called - text.size());
-            }
-            for (int byte = 0; byte < 4; ++byte) {
-                text += static_cast<char>(word >> 8 * byte);
-            }
-        }
-    }
-    return text;
-}
-
 TEST_F(ArchiveDifferenceTest, CallsAreFollowedToWhereTheyLead)
 {
     for (const uint16_t machine : {183, 62}) {
@@ -370,108 +272,6 @@ TEST_F(ArchiveDifferenceTest, CallsAreFollowedToWhereTheyLead)
         scratch_.Write("new", fresh);
         RoundTrip("in parts", machine == 183 ? 824 : 1028);
     }
-}
-
-class MakerTest : public ArchiveDifferenceTest {
-protected:
-    void SetUp() override
-    {
-        ArchiveDifferenceTest::SetUp();
-        scratch_.Write("old", ArchiveOf({{"a", CodeLikeContent(5000, 1), 6}}));
-        scratch_.Write("new", ArchiveOf({{"a", CodeLikeContent(5000, 1) + CodeLikeContent(1000, 2), 6}}));
-    }
-    // All files of the directory.
-    std::set<std::string> Files() const
-    {
-        std::set<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(scratch_.Path(""))) {
-            names.insert(entry.path().filename().string());
-        }
-        return names;
-    }
-};
-
-TEST_F(MakerTest, TellsItsStepsUpToTheirEnds)
-{
-    std::vector<std::pair<std::string, uint64_t>> steps; // and what was left to do when each was heard of last
-    uint64_t lastDone = 0;
-    options_.progress = [&](const std::string& step, uint64_t done, uint64_t total) {
-        if (steps.empty() || steps.back().first != step) {
-            steps.emplace_back(step, 0);
-            lastDone = 0;
-        }
-        EXPECT_TRUE(done <= total && lastDone <= done) << step;
-        lastDone = done;
-        steps.back().second = total - done;
-    };
-    ASSERT_TRUE(Make("old", "difference")) << error_;
-    using Steps = decltype(steps);
-    EXPECT_EQ(steps, (Steps{{"inflate", 0}, {"match", 0}, {"encode", 0}, {"compress", 0}, {"verify", 0}}));
-    EXPECT_EQ(Files(), (std::set<std::string>{"difference", "new", "old"}));
-
-    options_.isPlainOnly = true;
-    steps.clear();
-    ASSERT_TRUE(Make("old", "plain")) << error_;
-    EXPECT_EQ(steps, (Steps{{"compress", 0}, {"verify", 0}}));
-    EXPECT_EQ(report_.kind, DifferenceKind::PLAIN);
-    EXPECT_EQ(report_.entries, 0U);
-    EXPECT_EQ(report_.differenceSize, report_.plainSize);
-    EXPECT_EQ(scratch_.Read("plain").substr(0, 4), "\x28\xB5\x2F\xFD");
-}
-
-TEST_F(MakerTest, ADifferenceThatDoesNotStandTheProofIsNotHandedOut)
-{
-    g_system.fsync.error = EINTR; // once: while the archive-aware one is proven
-    ASSERT_TRUE(Make("old", "difference")) << error_;
-    EXPECT_EQ(report_.kind, DifferenceKind::PLAIN);
-    EXPECT_EQ(report_.entries, 0U);
-    EXPECT_EQ(report_.failure, "the difference does not bring forth the new file: the new file cannot be written");
-    EXPECT_EQ(scratch_.Read("difference").size(), report_.differenceSize);
-
-    const std::string former = scratch_.Read("difference");
-    g_system.fsync.error = EIO;
-    EXPECT_FALSE(Make("old", "difference"));
-    EXPECT_EQ(error_, "the difference does not bring forth the new file: the new file cannot be written");
-    EXPECT_EQ(Files(), (std::set<std::string>{"difference", "new", "old"}));
-    EXPECT_TRUE(scratch_.Read("difference") == former);
-}
-
-TEST_F(MakerTest, APlainDifferenceThatCannotWinIsGivenUpUnlessItIsWanted)
-{
-    const std::string content = CodeLikeContent(700000, 1);
-    scratch_.Write("old", ArchiveOf({{"a", content, 6}}));
-    scratch_.Write("new", ArchiveOf({{"a", NextVersion(content), 6}}));
-    scratch_.Run("zstd -q -19 --long=31 --patch-from old new -o tool");
-    options_.cacheFolder = scratch_.Path("cache");
-    ASSERT_TRUE(Make("old", "difference")) << error_;
-    EXPECT_TRUE(report_.isPlainGivenUp);
-    ASSERT_TRUE(Make("old", "difference")) << error_;
-    EXPECT_TRUE(report_.isCached);
-    EXPECT_TRUE(report_.isPlainGivenUp);
-    options_.cacheFolder.clear();
-    EXPECT_EQ(report_.plainSize, 2 * report_.differenceSize);
-    EXPECT_GT(scratch_.Read("tool").size(), report_.plainSize);
-
-    g_system.fsync.error = EINTR; // once: while the other kind is proven
-    ASSERT_TRUE(Make("old", "difference")) << error_;
-    EXPECT_EQ(report_.kind, DifferenceKind::PLAIN);
-    EXPECT_FALSE(report_.isPlainGivenUp);
-    EXPECT_EQ(report_.plainSize, report_.differenceSize);
-    EXPECT_LE(report_.plainSize, scratch_.Read("tool").size());
-}
-
-TEST_F(MakerTest, WhatGoesWrongIsSaidInOneLine)
-{
-    EXPECT_FALSE(Make("missing", "difference"));
-    EXPECT_EQ(error_, "cannot read " + scratch_.Path("missing") + ": No such file or directory");
-    EXPECT_FALSE(Make("old", "nowhere/difference"));
-    EXPECT_EQ(error_, "cannot write " + scratch_.Path("nowhere/difference") + ": No such file or directory");
-    std::filesystem::create_symlink("/dev/null", scratch_.Path("null"));
-    EXPECT_FALSE(Make("old", "null")); // what is no file of ours stays
-    EXPECT_EQ(Files(), (std::set<std::string>{"new", "null", "old"}));
-    ASSERT_EQ(truncate(scratch_.Path("old").c_str(), off_t{1} << 31), 0);
-    EXPECT_FALSE(Make("old", "difference"));
-    EXPECT_EQ(error_, "a file of 2 GiB or more cannot be differenced");
 }
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
-#include "diff/code_filter.h"
+#include "diff/code_detection.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -66,6 +66,58 @@ TEST(CodeFilterTest, AnyBytesComeBack)
             MakeRelative(filter, changed.data(), changed.size(), position);
             ASSERT_EQ(changed, content) << round;
         }
+    }
+}
+
+// By hand from the file formats: a header that tells the machine, and nothing else.
+TEST(CodeDetectionTest, AHeaderTellsTheMachine)
+{
+    const auto elf = [](char order, uint16_t machine) {
+        std::string file("\x7F"
+                         "ELF\2");
+        file += order;
+        file.resize(64);
+        file[18] = static_cast<char>(machine);
+        return file;
+    };
+    const auto mach = [](const char* machine) {
+        std::string file("\xCF\xFA\xED\xFE");
+        file.append(machine, 4);
+        file.resize(64);
+        return file;
+    };
+    const auto pe = [](size_t start, const char* machine) {
+        std::string file("MZ");
+        file.resize(300);
+        file[0x3C] = static_cast<char>(start);
+        file[0x3D] = static_cast<char>(start >> 8);
+        if (start + 6 <= file.size()) {
+            file.replace(start, 6, std::string("PE\0\0", 4) + std::string(machine, 2));
+        }
+        return file;
+    };
+    const std::pair<std::string, CodeFilter> cases[] = {
+        {elf(1, 183), CodeFilter::ARM64},
+        {elf(1, 62), CodeFilter::X86},
+        {elf(1, 3), CodeFilter::X86},
+        {elf(2, 183), CodeFilter::NONE}, // big-endian
+        {elf(1, 8), CodeFilter::NONE},   // MIPS
+        {elf(1, 183).substr(0, 63), CodeFilter::NONE},
+        {mach("\x0C\0\0\1"), CodeFilter::ARM64},
+        {mach("\x07\0\0\1"), CodeFilter::X86},
+        {mach("\x0C\0\0\0"), CodeFilter::NONE}, // 32 bits
+        {pe(0x80, "\x64\xAA"), CodeFilter::ARM64},
+        {pe(236, "\x64\x86"), CodeFilter::X86},
+        {pe(0x80, "\x4C\x01"), CodeFilter::X86},
+        {pe(0x80, "\0\2"), CodeFilter::NONE},    // Itanium
+        {pe(237, "\x64\x86"), CodeFilter::NONE}, // no room for a header behind it
+        {pe(0xFFFF, "\x64\x86"), CodeFilter::NONE},
+        {std::string(64, 'M'), CodeFilter::NONE},
+        {"", CodeFilter::NONE},
+    };
+    for (const auto& [file, filter] : cases) {
+        const std::vector<uint8_t> bytes(file.begin(), file.end()); // where a sanitizer sees its end
+        EXPECT_EQ(CodeFilterFor({bytes.data(), bytes.size()}), filter) << "of case " << (&file - &cases[0].first);
     }
 }
 } // namespace

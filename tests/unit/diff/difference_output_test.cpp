@@ -135,7 +135,7 @@ TEST_F(DifferenceOutputTest, StepsArriveInOrderAndTheQueueIsBounded)
     constexpr int STEPS = 200;
     constexpr size_t SIZE = size_t{64} << 10;
     const auto output = Create(STEPS * SIZE);
-    OutputWriter writer(*output);
+    OutputWriter writer(*output, APPLY_WAITING_USUAL);
     ASSERT_TRUE(writer.Start());
     // The first write waits until the queue is full: one mebibyte.
     g_put = g_written = 0;
@@ -170,7 +170,7 @@ TEST_F(DifferenceOutputTest, AFailureReachesWhoeverPuts)
          {Case{0, 100000, EIO, DIFFERENCE_OUTPUT_UNWRITABLE}, Case{0, 99999, 0, DIFFERENCE_ZLIB_DIFFERS},
           Case{1, 100000, EIO, DIFFERENCE_OUTPUT_UNWRITABLE}, Case{1, 20, 0, DIFFERENCE_ZLIB_DIFFERS}}) {
         const auto output = Create(room);
-        OutputWriter writer(*output);
+        OutputWriter writer(*output, APPLY_WAITING_USUAL);
         ASSERT_TRUE(writer.Start());
         g_system.write.error = error;
         bool isTaken = true;

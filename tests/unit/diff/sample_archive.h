@@ -48,6 +48,36 @@ inline std::string NextVersion(std::string content)
     }
     return content;
 }
+
+// Code of a machine: words, some of which are calls of a few functions that lie anywhere in it. Every tenth function of
+// the later version is larger.
+inline std::string LibraryOf(uint16_t machine, size_t functions, size_t more)
+{
+    std::mt19937 source(1);
+    std::string text("\x7F"
+                     "ELF\2\1\1",
+                     7);
+    text.resize(64);
+    text[18] = static_cast<char>(machine);
+    const auto placeOf = [more](size_t function) { return 64 + function * 400 + (function + 9) / 10 * more; };
+    for (size_t i = 0; i < functions; ++i) {
+        text.resize(placeOf(i), '\0');
+        while (text.size() < placeOf(i) + 400) {
+            const size_t called = placeOf(source() % 20 * functions / 20);
+            uint32_t word = source() % 4096 * 1024;
+            if (machine == 183 && word % 3 == 0) {
+                word = 0x94000000U | (static_cast<uint32_t>((called - text.size()) >> 2) & 0x03FFFFFFU);
+            } else if (machine == 62 && word % 3 == 0) {
+                text += std::string("\x31\xC0\x90\xE8", 4);
+                word = static_cast<uint32_t>(called - text.size());
+            }
+            for (int byte = 0; byte < 4; ++byte) {
+                text += static_cast<char>(word >> 8 * byte);
+            }
+        }
+    }
+    return text;
+}
 } // namespace ORVX::TavomendTest
 
 #endif
