@@ -47,10 +47,10 @@ TEST_F(LargeContentTest, ASampleTellsWhetherCallsAreFollowed)
 {
     options_.sampledFrom = 0;
     for (const uint16_t machine : {183, 62}) {
-        const std::string old = LibraryOf(machine, 140, 0);
-        const std::string fresh = LibraryOf(machine, 140, 16);
+        const std::string old = LibraryOf(machine, 100, 0);
+        const std::string fresh = LibraryOf(machine, 100, 16);
         const std::string other = std::string(machine == 183 ? LibraryOf(62, 1, 0) : LibraryOf(183, 1, 0), 0, 64) +
-                                  CodeLikeContent(90000, 1); // a library's header before no code
+                                  CodeLikeContent(40000, 1); // a library's header before no code
         const struct {
             const char* name;
             std::string old;
