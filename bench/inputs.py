@@ -6,7 +6,7 @@ import shutil
 
 from measuring import run
 
-MEDIA_SIZE = 256 << 10
+FILE_SIZE_MAX = 256 << 10  # so that one file in ten is about one byte in ten
 EDITED_PART = 10  # one file of so many is edited
 SYSTEM_FOLDERS = ("/usr/bin", "/usr/lib", "/usr/share")
 
@@ -45,8 +45,8 @@ def manifest(name, version):
 
 
 def make_application(programs, folder, size):
-    """Two versions of an application: half of it system files and half media, which do not compress; every tenth file
-    is edited in the second. Gives their paths."""
+    """Two versions of an application: half of it system files, of large ones the start, and half media, which do not
+    compress; every tenth file is edited in the second. Gives their paths."""
     chance = random.Random(size)
     trees = [os.path.join(folder, f"v{version}") for version in (1, 2)]
     for version, tree in enumerate(trees, 1):
@@ -59,10 +59,10 @@ def make_application(programs, folder, size):
             if path is None:
                 raise SystemExit("this system has too few files for an application of that size")
             with open(path, "rb") as file:
-                content = file.read(size // 2 - made)
+                content = file.read(min(FILE_SIZE_MAX, size // 2 - made))
             name = f"files/{number}{os.path.splitext(path)[1]}"
         else:
-            content = chance.randbytes(min(MEDIA_SIZE, size - made))
+            content = chance.randbytes(min(FILE_SIZE_MAX, size - made))
             name = f"media/{number}.bin"
         write(os.path.join(trees[0], name), content)
         write(os.path.join(trees[1], name), edited(content, chance) if number % EDITED_PART == 0 else content)
