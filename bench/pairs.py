@@ -100,7 +100,10 @@ def published(programs, cache):
     for machine in ("arm64", "x64"):  # a native library by itself
         yield from pair(f"library for {machine}", npm, f"@rollup/rollup-linux-{machine}-gnu", ("4.40.0", "4.44.0"),
                         library)
-    yield from pair("monaco-editor", npm, "monaco-editor", ("0.51.0", "0.52.0"), whole)
+        yield from pair(f"library for {machine}, packed", npm, f"lightningcss-linux-{machine}-gnu", ("1.31.1", "1.32.0"),
+                        whole)
+    yield from pair("monaco-editor", npm, "monaco-editor", ("0.56.0", "0.57.0"), whole)
+    yield from pair("onnxruntime-node", npm, "onnxruntime-node", ("1.29.0", "1.30.0"), whole)
 
 
 def compare(programs, report, cache, name, old, new):

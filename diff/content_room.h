@@ -28,6 +28,7 @@ public:
     [[nodiscard]] const uint8_t* data() const { return mapped_ != nullptr ? mapped_ : bytes_.data(); }
     [[nodiscard]] size_t size() const { return mapped_ != nullptr ? used_ : bytes_.size(); }
 
+    [[nodiscard]] bool IsMapped() const { return mapped_ != nullptr; }
     // What lies there is not needed for a while.
     void Rest(size_t start, size_t end) const;
 

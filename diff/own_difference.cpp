@@ -141,10 +141,15 @@ private:
     // All cores match as well where there is but one matcher: only sorting is left to one of them.
     [[nodiscard]] size_t MatchersAtATime() const
     {
-        size_t room = WORK_ROOM + old_.size + 2 * fresh_.size + plan_.oldPlain.size() + plan_.newPlain.size();
+        const bool isResting = plan_.oldPlain.IsMapped(); // what is not being matched
+        size_t room = WORK_ROOM;
+        if (!isResting) {
+            room += old_.size + 2 * fresh_.size + plan_.oldPlain.size() + plan_.newPlain.size();
+        }
         std::vector<size_t> needs;
         for (const MatchedContent& content : contents_) {
-            needs.push_back(Matcher::RoomFor(content.OldSize()));
+            needs.push_back(Matcher::RoomFor(content.OldSize()) +
+                            (isResting ? content.OldSize() + content.NewSize() : 0));
         }
         std::sort(needs.rbegin(), needs.rend());
         size_t count = 0;
