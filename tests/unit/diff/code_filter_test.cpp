@@ -80,19 +80,24 @@ TEST(CodeDetectionTest, AHeaderTellsTheMachine)
         file[18] = static_cast<char>(machine);
         return file;
     };
-    const auto mach = [](const char* machine) {
+    const auto put = [](std::string& file, size_t at, uint32_t number, size_t size) {
+        for (size_t i = 0; i < size; ++i) {
+            file[at + i] = static_cast<char>(number >> 8 * i);
+        }
+    };
+    const auto mach = [&put](uint32_t machine) {
         std::string file("\xCF\xFA\xED\xFE");
-        file.append(machine, 4);
         file.resize(64);
+        put(file, 4, machine, 4);
         return file;
     };
-    const auto pe = [](size_t start, const char* machine) {
+    const auto pe = [&put](uint32_t start, uint32_t machine) {
         std::string file("MZ");
         file.resize(300);
-        file[0x3C] = static_cast<char>(start);
-        file[0x3D] = static_cast<char>(start >> 8);
+        put(file, 0x3C, start, 4);
         if (start + 6 <= file.size()) {
-            file.replace(start, 6, std::string("PE\0\0", 4) + std::string(machine, 2));
+            put(file, start, 0x4550, 4); // "PE"
+            put(file, start + 4, machine, 2);
         }
         return file;
     };
@@ -103,15 +108,15 @@ TEST(CodeDetectionTest, AHeaderTellsTheMachine)
         {elf(2, 183), CodeFilter::NONE}, // big-endian
         {elf(1, 8), CodeFilter::NONE},   // MIPS
         {elf(1, 183).substr(0, 63), CodeFilter::NONE},
-        {mach("\x0C\0\0\1"), CodeFilter::ARM64},
-        {mach("\x07\0\0\1"), CodeFilter::X86},
-        {mach("\x0C\0\0\0"), CodeFilter::NONE}, // 32 bits
-        {pe(0x80, "\x64\xAA"), CodeFilter::ARM64},
-        {pe(236, "\x64\x86"), CodeFilter::X86},
-        {pe(0x80, "\x4C\x01"), CodeFilter::X86},
-        {pe(0x80, "\0\2"), CodeFilter::NONE},    // Itanium
-        {pe(237, "\x64\x86"), CodeFilter::NONE}, // no room for a header behind it
-        {pe(0xFFFF, "\x64\x86"), CodeFilter::NONE},
+        {mach(0x0100000C), CodeFilter::ARM64},
+        {mach(0x01000007), CodeFilter::X86},
+        {mach(0x0000000C), CodeFilter::NONE}, // 32 bits
+        {pe(0x80, 0xAA64), CodeFilter::ARM64},
+        {pe(236, 0x8664), CodeFilter::X86},
+        {pe(0x80, 0x014C), CodeFilter::X86},
+        {pe(0x80, 0x0200), CodeFilter::NONE}, // Itanium
+        {pe(237, 0x8664), CodeFilter::NONE},  // no room for a header behind it
+        {pe(0x8000FFFF, 0x8664), CodeFilter::NONE},
         {std::string(64, 'M'), CodeFilter::NONE},
         {"", CodeFilter::NONE},
     };
