@@ -56,9 +56,9 @@ bool WriteWhole(const std::string& path, const std::string& content)
     return file.good();
 }
 
-// The difference is where it belongs, and the device will make the new file from it.
+// The difference is where it belongs, and the device will make the new file from it. result: how applying it went.
 bool WriteVerified(const std::string& difference, const DifferencePaths& paths, ByteView fresh,
-                   const std::function<void()>& beforeMove, std::string& error)
+                   const std::function<void()>& beforeMove, DifferenceResult& result, std::string& error)
 {
     const auto names = ScratchFilesOf(paths);
     const ScratchFile written(names[0]);
@@ -67,7 +67,7 @@ bool WriteVerified(const std::string& difference, const DifferencePaths& paths, 
         error = Handles::CannotWrite(paths.difference, errno);
         return false;
     }
-    const DifferenceResult result = ApplyDifference(written.Path(), paths.old, outcome.Path(), nullptr, PROOF_WAITING);
+    result = ApplyDifference(written.Path(), paths.old, outcome.Path(), nullptr, PROOF_WAITING);
     const std::optional<MappedFile> made = MappedFile::Open(outcome.Path());
     const bool isRight = result == DIFFERENCE_OK && made.has_value() && made->View().size == fresh.size &&
                          (fresh.size == 0 || std::memcmp(made->View().data, fresh.data, fresh.size) == 0);
@@ -188,7 +188,7 @@ private:
 
     bool MakeAnew(std::string& error)
     {
-        Kinds kinds = MakeKinds();
+        Kinds kinds = MakeKinds(LevelProof::START);
         if (!IsPlainKnown(kinds, error)) {
             return false;
         }
@@ -216,11 +216,11 @@ private:
     }
 
     // The plain kind comes after ours, whose size says how far it is worth going on.
-    Kinds MakeKinds()
+    Kinds MakeKinds(LevelProof proof)
     {
         Kinds kinds;
         if (!options_.isPlainOnly) {
-            kinds.own = MakeOwn(LevelProof::START);
+            kinds.own = MakeOwn(proof);
             kinds.isOwnMissing = !kinds.own.has_value();
         }
         progress_.Tell("compress", 0, fresh_.size);
@@ -289,10 +289,9 @@ private:
                 DescribeOwn(*kinds.own, report_);
                 return true;
             }
-            if (kinds.own->isPresumed) {
-                kinds.own = MakeOwn(LevelProof::WHOLE);
-                kinds.isOwnMissing = !kinds.own.has_value();
-                return HandOut(kinds, error);
+            if (kinds.own->isPresumed && hasOtherOutcome_) {
+                kinds = MakeKinds(LevelProof::WHOLE); // the plain one was held against what there is not
+                return IsPlainKnown(kinds, error) && HandOut(kinds, error);
             }
             report_.failure = error;
             if (std::exchange(kinds.plainAbove, 0) != 0) {
@@ -312,9 +311,13 @@ private:
         report_.differenceSize = bytes.size();
     }
 
-    bool WriteVerified(const std::string& difference, std::string& error) const
+    bool WriteVerified(const std::string& difference, std::string& error)
     {
-        return Difference::WriteVerified(difference, paths_, fresh_, options_.beforeMove, error);
+        DifferenceResult result = DIFFERENCE_OK;
+        const bool isWritten =
+            Difference::WriteVerified(difference, paths_, fresh_, options_.beforeMove, result, error);
+        hasOtherOutcome_ = result == DIFFERENCE_ZLIB_DIFFERS;
+        return isWritten;
     }
 
     const DifferencePaths& paths_;
@@ -327,6 +330,7 @@ private:
     DifferenceCache cache_;
     StepProgress progress_;
     DifferenceReport report_;
+    bool hasOtherOutcome_ = false; // what was written last deflates to something else
 };
 } // namespace
 

@@ -52,7 +52,7 @@ std::optional<Bytes> ContentOf(const ZipEntry& entry, ByteView file)
 {
     const ByteView data = entry.Data(file);
     if (entry.method == ZipEntry::STORED) {
-        return Bytes(data.data, data.data + data.size);
+        return entry.size == data.size ? std::optional<Bytes>(Bytes(data.data, data.data + data.size)) : std::nullopt;
     }
     return entry.method == ZipEntry::DEFLATED ? Inflate(data, entry.size) : std::nullopt;
 }
