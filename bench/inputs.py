@@ -3,10 +3,12 @@ import json
 import os
 import random
 import shutil
+import time
 
 from measuring import run
 
 FILE_SIZE_MAX = 256 << 10  # so that one file in ten is about one byte in ten
+SETTLING = 3  # seconds until a factory file is no longer too new to be remembered
 EDITED_PART = 10  # one file of so many is edited
 SYSTEM_FOLDERS = ("/usr/bin", "/usr/lib", "/usr/share")
 
@@ -136,14 +138,19 @@ def make_package(programs, folder, release, private_key, *options):
 
 
 class Copies:
-    """Fresh copies of a device, for runs that change it."""
+    """Fresh copies of a device, for runs that change it. With the programs, each is one that stood for a while and was
+    booted: it knows its factory files, which it does not believe of files that are as new as a copy's."""
 
-    def __init__(self, device):
+    def __init__(self, device, programs=None):
         self.device = device
         self.copy = device + ".copy"
+        self.programs = programs
 
     def fresh(self):
         shutil.rmtree(self.copy, ignore_errors=True)
         run("cp", "-a", self.device, self.copy)
         run("sync", "-f", self.copy)
+        if self.programs is not None:
+            time.sleep(SETTLING)
+            run(self.programs.tavomend, "--root", self.copy, "boot")
         return self.copy

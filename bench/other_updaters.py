@@ -112,7 +112,7 @@ def play(programs, report, folder, rounds):
     inputs.make_device(programs, device, public_key, applications)
     package = inputs.make_package(programs, os.path.join(folder, "patch"),
                                   inputs.release_of(applications, whole=True), private_key)
-    copies = inputs.Copies(device)
+    copies = inputs.Copies(device, programs)
     host = [programs.tavomend, "--root", copies.copy]
     ours = Side([[*host, "deliver", *package], [*host, "apply"]], copies.fresh)
     for updater in (SwUpdate, Rauc):

@@ -45,7 +45,7 @@ class Stages:
             shutil.copy(path, os.path.join(place, name))
         self.single_stages(mib, device, place, public_key)
         for kind, package in packages.items():
-            self.whole_way(mib, kind, package, inputs.Copies(device), public_key)
+            self.whole_way(mib, kind, package, inputs.Copies(device, self.programs), public_key)
         shutil.rmtree(folder)
 
     def ours(self, device, *words, gone=None):
@@ -75,7 +75,7 @@ class Stages:
         self.compare("restore of our own difference (and sha256sum)", mib,
                      self.ours(device, "restore", "/bench/difference", "/bench/old.vab", "/bench/out", gone=out),
                      Side([f"{tool} && sha256sum {out}"], lambda: remove(out)))
-        copies = inputs.Copies(device)
+        copies = inputs.Copies(device, self.programs)
         self.compare("install (cp, sync, mv)", mib,
                      Side([[self.programs.stage, copies.copy, "install", "/bench/new.vab"]], copies.fresh),
                      Side([install_with_tools(f"{place}/new.vab", place)]))
