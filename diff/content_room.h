@@ -19,9 +19,11 @@ public:
     ContentRoom& operator=(const ContentRoom&) = delete;
     ~ContentRoom();
 
-    // Before anything is appended: how much will be at most. With a path, it goes to a file that is made there and has
-    // no name from then on, and into memory if that cannot be.
+    // Once, before anything is appended: how many bytes will be at most. With a path, they go to a file that is made
+    // there, has all its room from the start and no name from then on; into memory if that cannot be, also where
+    // something has that name already, which stays as it is.
     void Reserve(size_t size, const std::string& path);
+    // No more in all than was reserved. What data gave before does not count afterwards.
     void Append(const std::vector<uint8_t>& bytes);
 
     [[nodiscard]] uint8_t* data() { return mapped_ != nullptr ? mapped_ : bytes_.data(); }
@@ -29,7 +31,7 @@ public:
     [[nodiscard]] size_t size() const { return mapped_ != nullptr ? used_ : bytes_.size(); }
 
     [[nodiscard]] bool IsMapped() const { return mapped_ != nullptr; }
-    // What lies there is not needed for a while.
+    // What lies there is not needed for a while: it stays as it is, in the file. In memory nothing changes.
     void Rest(size_t start, size_t end) const;
 
 private:

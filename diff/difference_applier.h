@@ -11,8 +11,8 @@
 namespace ORVX::Difference {
 // Called by a port's ApplyPatch and by the maker, which proves with it what it made. The output's directory must exist;
 // a file that is there under the output's path goes first, unless it is one of the inputs. After a failure there is no
-// output file. An input that changes meanwhile gives a failure or changes nothing: the output is proven. Safe from any
-// thread.
+// output file. An input that changes meanwhile gives a failure or changes nothing: the output is proven. waitingMax:
+// see there. Safe from any thread.
 [[nodiscard]] DifferenceResult ApplyDifference(const std::string& differencePath, const std::string& oldPath,
                                                const std::string& newPath, const ApplyProgress& progress = nullptr,
                                                size_t waitingMax = APPLY_WAITING_USUAL);

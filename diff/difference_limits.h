@@ -13,6 +13,14 @@ constexpr uint64_t DIFFERENCE_OUTPUT_SIZE_MAX = (uint64_t{1} << 31) - 1;
 constexpr uint8_t DIFFERENCE_VERSION_MIN = 1;
 constexpr uint8_t DIFFERENCE_VERSION_MAX = 3;
 
+// Not every device reads what a later version has: the maker takes it only for a difference that is smaller than
+// without it by such a part.
+constexpr size_t LATER_VERSION_GAIN_SHARE = 256;
+constexpr bool IsWorthLaterVersion(size_t size, size_t sizeWithout)
+{
+    return size < sizeWithout - sizeWithout / LATER_VERSION_GAIN_SHARE;
+}
+
 // Largest window of a version, in bytes.
 constexpr uint32_t DifferenceWindowMax(uint8_t version)
 {

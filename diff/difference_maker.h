@@ -42,12 +42,12 @@ struct DifferenceOptions {
     // Most inflated old content that the device shall hold at a time, in bytes; at least 4. No more than the version
     // allows is taken.
     size_t window = DIFFERENCE_WINDOW_USUAL;
-    // New content of that many bytes and more takes shorter ways: it is cut only as does best on a sample of it,
-    // searches from which little can come are left out, and LZMA gets one setting. What else could be gained is not
-    // worth the time.
+    // New content of that many bytes and more takes shorter ways: it is cut and filtered only as does best on a sample
+    // of it, searches from which little can come are left out, and LZMA gets one setting. What else could be gained is
+    // not worth the time. Of a new file of that size the plain kind is not begun if a quicker one is far larger.
     size_t sampledFrom = size_t{16} << 20;
     // Bytes that the work shall take at most; 0: a quarter of what the machine has. It takes what it needs at least,
-    // several times the content of both files, and the outcome is the same.
+    // the changed content of both files and five times the window, and the outcome is the same.
     uint64_t memory = 0;
     std::string cacheFolder; // where differences are kept, so that the same one need not be made again; empty: nowhere
     uint64_t cacheMax = uint64_t{1} << 30; // bytes that those may take; the ones used last stay
@@ -59,10 +59,10 @@ struct DifferencePaths {
     std::string difference; // to be written
 };
 
-// Writes the difference in scratch files beside it, and moves it in place when it is proven: what was there under its
-// path is replaced, if it was a regular file. False on failure, with one line for people in error; then what was there
-// is still there, nothing is beside it, and report means nothing. Nobody may write
-// to the two files meanwhile: they are mapped. Uses all cores; safe from any thread.
+// Writes the difference in scratch files beside it, of which one for much content has its size, and moves it in place
+// when it is proven: what was there under its path is replaced, if it was a regular file. False on failure, with one
+// line for people in error; then what was there is still there, nothing is beside it, and report means nothing. Nobody
+// may write to the two files meanwhile: they are mapped. Uses all cores; safe from any thread.
 [[nodiscard]] bool MakeDifference(const DifferencePaths& paths, const DifferenceOptions& options,
                                   DifferenceReport& report, std::string& error);
 

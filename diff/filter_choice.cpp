@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "diff/difference_encoder.h"
+#include "diff/difference_limits.h"
 #include "diff/extra_writer.h"
 #include "diff/parallel.h"
 
@@ -14,8 +15,6 @@ constexpr size_t PIECE = size_t{256} << 10;
 // What was before or behind a piece has grown or shrunk by less, mostly.
 constexpr size_t AROUND = size_t{1} << 20;
 constexpr MatchRule RULE = {16, true};
-// Not every device reads what is filtered: it must be smaller by such a part.
-constexpr size_t GAIN_SHARE_MIN = 256;
 
 // Part of some code, and where it begins in it.
 struct Excerpt {
@@ -80,7 +79,7 @@ std::vector<CodeFilter> FiltersThatPay(std::vector<CodePair> pairs)
             plain += trial.pair->filter == filter ? trial.plain : 0;
             filtered += trial.pair->filter == filter ? trial.filtered : 0;
         }
-        if (filtered < plain - plain / GAIN_SHARE_MIN) {
+        if (IsWorthLaterVersion(filtered, plain)) {
             filters.push_back(filter);
         }
     }

@@ -27,8 +27,6 @@ constexpr size_t ONE_RULE_FROM = size_t{128} << 20;
 constexpr size_t LITTLE_RAW_SHARE = 8;
 // Measured: what matching and coding take beside contents and suffixes.
 constexpr size_t WORK_ROOM = size_t{192} << 20;
-// Not every device reads version 2: it must make a difference smaller by such a part.
-constexpr size_t GAIN_SHARE_MIN = 256;
 // More content lies in a scratch file.
 constexpr uint64_t SCRATCH_FROM = uint64_t{256} << 20;
 
@@ -278,8 +276,7 @@ std::optional<OwnDifference> MakeOwnDifference(const OwnRequest& request, StepPr
         return usual;
     }
     std::optional<OwnDifference> filtered = OwnMaker(request, CodeUse::FILTERED, progress).Make();
-    const bool isWorthIt =
-        filtered.has_value() && filtered->bytes.size() < usual->bytes.size() - usual->bytes.size() / GAIN_SHARE_MIN;
+    const bool isWorthIt = filtered.has_value() && IsWorthLaterVersion(filtered->bytes.size(), usual->bytes.size());
     return isWorthIt ? filtered : usual;
 }
 } // namespace ORVX::Difference

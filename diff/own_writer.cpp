@@ -11,8 +11,6 @@
 
 namespace ORVX::Difference {
 namespace {
-// Not every device reads a later version: it must make a difference smaller by such a part.
-constexpr size_t GAIN_SHARE_MIN = 256;
 constexpr size_t PRIMED_EXTRA_MAX = size_t{8} << 20;
 
 class OwnWriter {
@@ -38,8 +36,7 @@ public:
             return usual;
         }
         std::optional<std::string> foretold = Foretell(parts, *extra, ways[best]);
-        const bool isWorthIt =
-            foretold.has_value() && foretold->size() < usual->size() - usual->size() / GAIN_SHARE_MIN;
+        const bool isWorthIt = foretold.has_value() && IsWorthLaterVersion(foretold->size(), usual->size());
         return isWorthIt ? foretold : usual;
     }
 
@@ -122,7 +119,7 @@ private:
                                                       const Matches& matches) const
     {
         const Priming priming = PrimingFor(usual.extra, matches);
-        const size_t gainMin = (usual.model.size() + usualExtra.bytes.size()) / GAIN_SHARE_MIN;
+        const size_t gainMin = (usual.model.size() + usualExtra.bytes.size()) / LATER_VERSION_GAIN_SHARE;
         if (priming.source == Priming::NONE && RawSize() <= gainMin) {
             return std::nullopt; // no more raw bytes than that
         }

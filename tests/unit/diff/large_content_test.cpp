@@ -51,20 +51,12 @@ TEST_F(LargeContentTest, ASampleTellsWhetherCallsAreFollowed)
         const std::string fresh = LibraryOf(machine, 100, 16);
         const std::string other = std::string(machine == 183 ? LibraryOf(62, 1, 0) : LibraryOf(183, 1, 0), 0, 64) +
                                   CodeLikeContent(40000, 1); // a library's header before no code
-        const struct {
-            const char* name;
-            std::string old;
-            std::string fresh;
-            bool isFiltered;
-        } cases[] = {
-            {"by itself", old, fresh, true},
-            {"deflated", ArchiveOf({{"a.so", old, 6}}), ArchiveOf({{"a.so", fresh, 9}}), true},
-            {"stored", ArchiveOf({{"a.so", old, 0}}), ArchiveOf({{"a.so", fresh, 0}, {"b", "b", 0}}), true},
-            {"under another name", ArchiveOf({{"a.so", old, 6}}), ArchiveOf({{"b.so", fresh, 6}}), true},
-            {"not worth it", ArchiveOf({{"a.so", other, 0}, {"b", old.substr(64), 6}}),
-             ArchiveOf({{"a.so", NextVersion(other), 0}, {"b", fresh.substr(64), 6}}), false},
-        };
-        for (const auto& [name, before, after, isFiltered] : cases) {
+        std::vector<LibraryChange> changes = LibraryChanges(old, fresh);
+        changes.push_back({"under another name", ArchiveOf({{"a.so", old, 6}}), ArchiveOf({{"b.so", fresh, 6}})});
+        changes.push_back({"not worth it", ArchiveOf({{"a.so", other, 0}, {"b", old.substr(64), 6}}),
+                           ArchiveOf({{"a.so", NextVersion(other), 0}, {"b", fresh.substr(64), 6}})});
+        for (const auto& [name, before, after] : changes) {
+            const bool isFiltered = name != "not worth it";
             scratch_.Write("old", before);
             scratch_.Write("new", after);
             options_.version = 1;

@@ -78,6 +78,20 @@ inline std::string LibraryOf(uint16_t machine, size_t functions, size_t more)
     }
     return text;
 }
+
+// Two versions of a library, as the files that hold it.
+struct LibraryChange {
+    std::string name;
+    std::string old;
+    std::string fresh;
+};
+
+inline std::vector<LibraryChange> LibraryChanges(const std::string& old, const std::string& fresh)
+{
+    return {{"by itself", old, fresh},
+            {"deflated", ArchiveOf({{"a.so", old, 6}}), ArchiveOf({{"a.so", fresh, 9}})},
+            {"stored", ArchiveOf({{"a.so", old, 0}}), ArchiveOf({{"a.so", fresh, 0}, {"b", "b", 0}})}};
+}
 } // namespace ORVX::TavomendTest
 
 #endif
