@@ -41,15 +41,10 @@ bool IsPlainName(const std::string& name)
            name.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-") ==
                std::string::npos;
 }
-} // namespace
 
-std::optional<BundleManifest> BundleFile::Read(const std::string& path, std::string& error)
+std::optional<BundleManifest> ReadManifest(const ZipArchive& archive, const std::string& path, std::string& error)
 {
-    const auto archive = ZipArchive::Open(path, error);
-    if (!archive || !archive->CheckWhole(error)) {
-        return std::nullopt;
-    }
-    const auto& members = archive->Members();
+    const auto& members = archive.Members();
     const auto manifests = std::count_if(members.begin(), members.end(),
                                          [](const auto& member) { return member.name == MANIFEST_MEMBER; });
     if (manifests != 1) {
@@ -57,15 +52,32 @@ std::optional<BundleManifest> BundleFile::Read(const std::string& path, std::str
         error = path + (manifests == 0 ? " has no manifest.json at its top" : " has more than one manifest.json");
         return std::nullopt;
     }
-    const auto text = archive->ReadMember(MANIFEST_MEMBER, MAX_MANIFEST_SIZE, error);
+    const auto text = archive.ReadMember(MANIFEST_MEMBER, MAX_MANIFEST_SIZE, error);
     if (!text) {
         return std::nullopt;
     }
-    auto manifest = ParseManifest(*text, error);
+    auto manifest = BundleFile::ParseManifest(*text, error);
     if (!manifest) {
         error = path + ": " + error;
     }
     return manifest;
+}
+} // namespace
+
+std::optional<BundleManifest> BundleFile::Read(const std::string& path, std::string& error,
+                                               const KnownMembersOf& knownOf)
+{
+    const auto archive = ZipArchive::Open(path, error);
+    if (!archive) {
+        return std::nullopt;
+    }
+    KnownMembers* known = nullptr;
+    if (knownOf != nullptr) {
+        std::string ignored; // damage is told first, and by the member's name
+        const auto announced = ReadManifest(*archive, path, ignored);
+        known = announced ? knownOf(*announced) : nullptr;
+    }
+    return archive->CheckWhole(error, known) ? ReadManifest(*archive, path, error) : std::nullopt;
 }
 
 std::optional<BundleManifest> BundleFile::ParseManifest(const std::string& text, std::string& error)

@@ -4,8 +4,11 @@
 #define TAVOMEND_FORMATS_BUNDLE_FILE_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+
+#include "formats/known_members.h"
 
 namespace ORVX::Formats {
 constexpr const char* BUNDLE_FILE_SUFFIX = ".vab";
@@ -26,9 +29,14 @@ struct BundleManifest {
 // Used by the bundle service for every file that it is given, and by the maker. Stateless.
 class BundleFile {
 public:
+    // What is known of the members of such a file; null for nothing.
+    using KnownMembersOf = std::function<KnownMembers*(const BundleManifest& manifest)>;
+
     // The manifest of a whole file: one manifest.json, of at most 64 KiB, and every member is read through and its
-    // checksum compared. Nothing for any other file, with a line for people in `error` that names the file.
-    [[nodiscard]] static std::optional<BundleManifest> Read(const std::string& path, std::string& error);
+    // checksum compared. Nothing for any other file, with a line for people in `error` that names the file. knownOf is
+    // asked before the members are read, at most once, with what the manifest says so far.
+    [[nodiscard]] static std::optional<BundleManifest> Read(const std::string& path, std::string& error,
+                                                            const KnownMembersOf& knownOf = nullptr);
     // The manifest out of its JSON text. Nothing for a text that is no such manifest, with a line in `error`.
     [[nodiscard]] static std::optional<BundleManifest> ParseManifest(const std::string& text, std::string& error);
 };

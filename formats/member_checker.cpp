@@ -6,6 +6,7 @@
 #include <unistd.h>
 #ifdef TAVOMEND_HAS_ISAL
 #include <isa-l/crc.h>
+#include <isa-l/crc64.h>
 #include <isa-l/igzip_lib.h>
 #else
 #include <zlib.h>
@@ -36,30 +37,27 @@ inflate_state* NewInflater()
 #endif
 } // namespace
 
-MemberChecker::MemberChecker(const std::string& path)
+MemberChecker::MemberChecker(const std::string& path, KnownMembers* known)
     : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), inflater_(NewInflater()),
-      packed_(std::make_unique<Piece>()), unpacked_(std::make_unique<Piece>())
+      packed_(std::make_unique<Piece>()), unpacked_(std::make_unique<Piece>()), known_(known)
 {
 }
 
 bool MemberChecker::IsWhole(const PackedMember& member)
 {
-    return file_.IsValid() && (member.isDeflated ? IsDeflatedWhole(member) : IsStoredWhole(member));
+    if (!file_.IsValid()) {
+        return false;
+    }
+    return member.isDeflated ? IsKnown(member) || IsDeflatedWhole(member) : IsStoredWhole(member);
 }
 
 bool MemberChecker::IsStoredWhole(const PackedMember& member)
 {
     uint32_t checksum = 0;
-    uint64_t done = 0;
-    while (done < member.packedSize) {
-        const size_t count = ReadPacked(member, done);
-        if (count == 0) {
-            return false;
-        }
-        checksum = AddToChecksum(checksum, packed_->data(), count);
-        done += count;
-    }
-    return done == member.size && checksum == member.checksum;
+    const auto add = [&checksum](const uint8_t* bytes, size_t size) {
+        checksum = AddToChecksum(checksum, bytes, size);
+    };
+    return member.packedSize == member.size && ReadThrough(member, add) && checksum == member.checksum;
 }
 
 #ifdef TAVOMEND_HAS_ISAL
@@ -68,12 +66,25 @@ void MemberChecker::InflaterDeleter::operator()(inflate_state* inflater) const
     delete inflater;
 }
 
+bool MemberChecker::IsKnown(const PackedMember& member)
+{
+    uint64_t sum = 0;
+    const auto add = [&sum](const uint8_t* bytes, size_t size) { sum = crc64_ecma_refl(sum, bytes, size); };
+    const bool isKnown =
+        known_ != nullptr && known_->MayKnow(member) && ReadThrough(member, add) && known_->Knows(member, sum);
+    if (isKnown) {
+        known_->Add(member, sum);
+    }
+    return isKnown;
+}
+
 bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
 {
     isal_inflate_init(inflater_.get());
     inflater_->crc_flag = ISAL_DEFLATE; // the bare stream
     inflater_->avail_in = 0;
     uint32_t checksum = 0;
+    uint64_t sum = 0;
     uint64_t given = 0;
     uint64_t taken = 0;
     do {
@@ -82,6 +93,7 @@ bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
             if (count == 0) {
                 return false;
             }
+            sum = known_ == nullptr ? 0 : crc64_ecma_refl(sum, packed_->data(), count);
             inflater_->next_in = packed_->data();
             inflater_->avail_in = static_cast<uint32_t>(count);
             taken += count;
@@ -99,17 +111,40 @@ bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
             return false; // more than it says, or it does not go on
         }
     } while (inflater_->block_state != ISAL_BLOCK_FINISH);
-    return taken == member.packedSize && inflater_->avail_in == 0 && given == member.size &&
-           checksum == member.checksum;
+    const bool isWhole =
+        taken == member.packedSize && inflater_->avail_in == 0 && given == member.size && checksum == member.checksum;
+    if (isWhole && known_ != nullptr) {
+        known_->Add(member, sum);
+    }
+    return isWhole;
 }
 #else
 void MemberChecker::InflaterDeleter::operator()(inflate_state* /*inflater*/) const {}
+
+bool MemberChecker::IsKnown(const PackedMember& /*member*/)
+{
+    return false;
+}
 
 bool MemberChecker::IsDeflatedWhole(const PackedMember& /*member*/)
 {
     return false;
 }
 #endif
+
+bool MemberChecker::ReadThrough(const PackedMember& member, const std::function<void(const uint8_t*, size_t)>& use)
+{
+    uint64_t done = 0;
+    while (done < member.packedSize) {
+        const size_t count = ReadPacked(member, done);
+        if (count == 0) {
+            return false;
+        }
+        use(packed_->data(), count);
+        done += count;
+    }
+    return true;
+}
 
 size_t MemberChecker::ReadPacked(const PackedMember& member, uint64_t done)
 {

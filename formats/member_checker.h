@@ -4,30 +4,26 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
+#include "formats/known_members.h"
+#include "formats/packed_member.h"
 #include "handles/unique_descriptor.h"
 
 struct inflate_state;
 
 namespace ORVX::Formats {
-// Where a member lies, and what its directory entry says of it.
-struct PackedMember {
-    uint64_t offset = 0; // of its packed bytes in the file
-    uint64_t packedSize = 0;
-    uint64_t size = 0;
-    uint32_t checksum = 0; // CRC-32 of what it unpacks to
-    bool isDeflated = false;
-};
-
 // Used by ZipArchive. For one archive and one thread; in a build without ISA-L it finds no deflated member whole.
 class MemberChecker {
 public:
-    explicit MemberChecker(const std::string& path);
+    // known: what earlier readings found whole, and where what this one finds is noted; it outlives the checker. Null:
+    // every member is unpacked.
+    explicit MemberChecker(const std::string& path, KnownMembers* known = nullptr);
 
-    // True for a member that unpacks to its size and checksum. False says nothing: it may be damaged or impossible to
-    // read now, and whoever reads it with zlib finds out.
+    // True for a member that unpacks to its size and checksum, or is known to. False says nothing: it may be damaged or
+    // impossible to read now, and whoever reads it with zlib finds out.
     [[nodiscard]] bool IsWhole(const PackedMember& member);
 
 private:
@@ -37,7 +33,10 @@ private:
     };
 
     [[nodiscard]] bool IsStoredWhole(const PackedMember& member);
+    [[nodiscard]] bool IsKnown(const PackedMember& member);
     [[nodiscard]] bool IsDeflatedWhole(const PackedMember& member);
+    // Gives the member's packed bytes to `use`, piece by piece; false when they cannot be read.
+    [[nodiscard]] bool ReadThrough(const PackedMember& member, const std::function<void(const uint8_t*, size_t)>& use);
     // Reads the next piece of a member, of which so much has been read; its size, 0 when that fails.
     [[nodiscard]] size_t ReadPacked(const PackedMember& member, uint64_t done);
 
@@ -45,6 +44,7 @@ private:
     std::unique_ptr<inflate_state, InflaterDeleter> inflater_; // null without ISA-L
     std::unique_ptr<Piece> packed_;
     std::unique_ptr<Piece> unpacked_;
+    KnownMembers* const known_;
 };
 } // namespace ORVX::Formats
 

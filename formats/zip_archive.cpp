@@ -205,10 +205,10 @@ bool ZipArchive::Locate(const ArchiveMember& member, PackedMember& packed) const
     return unzCloseCurrentFile(zip_.get()) == UNZ_OK;
 }
 
-bool ZipArchive::CheckWhole(std::string& error) const
+bool ZipArchive::CheckWhole(std::string& error, KnownMembers* known) const
 {
     const auto drop = [](const char*, size_t) { return true; };
-    MemberChecker checker(path_);
+    MemberChecker checker(path_, known);
     PackedMember packed;
     return std::all_of(members_.begin(), members_.end(), [&](const auto& member) {
         return (Locate(member, packed) && checker.IsWhole(packed)) || ReadThrough(member, drop, error);

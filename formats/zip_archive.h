@@ -49,8 +49,8 @@ public:
     // Writes a member to a file, mode 0644, in one rename at the end, and makes its directory where that is missing. On
     // failure what was at outPath before is still there, and nothing beside it.
     [[nodiscard]] bool ExtractMember(const std::string& name, const std::string& outPath, std::string& error) const;
-    // Reads every member to its end and compares its checksum, also where two have one name.
-    [[nodiscard]] bool CheckWhole(std::string& error) const;
+    // Reads every member to its end and compares its checksum, also where two have one name. known: see MemberChecker.
+    [[nodiscard]] bool CheckWhole(std::string& error, KnownMembers* known = nullptr) const;
 
 private:
     struct Closer {

@@ -47,6 +47,12 @@ public:
         hash.Add(data, size);
         return hash.Finish(digest);
     }
+    // The same in digits; empty when the library failed.
+    [[nodiscard]] static std::string TextOf(const std::string& text)
+    {
+        Sha256Digest digest{};
+        return Of(text.data(), text.size(), digest) ? Sha256Text(digest) : "";
+    }
 
 private:
     Crypto<EVP_MD_CTX> context_;

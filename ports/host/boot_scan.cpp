@@ -8,6 +8,7 @@
 #include "formats/recover_list.h"
 #include "platform/utility/file_utils.h"
 #include "ports/host/host_message.h"
+#include "ports/host/known_bundle_file.h"
 
 namespace ORVX::TavomendHost {
 namespace fs = std::filesystem;
@@ -55,7 +56,7 @@ ScanReport BootScan::Run()
 BootScan::Reader BootScan::FactoryReader()
 {
     if (memory_ == nullptr) {
-        return {ListDirectory, Formats::BundleFile::Read};
+        return {ListDirectory, ReadBundleFile};
     }
     return {[this](const std::string& path, Listing& listing) { return memory_->List(path, listing); },
             [this](const std::string& path, std::string& error) { return memory_->Read(path, error); }};
@@ -126,6 +127,7 @@ void BootScan::ForgetMissingFactoryApps(std::vector<InstalledBundle> bundles)
         }
         if (bundle.isFactory) {
             static_cast<void>(store_->RemoveBundle(bundle.bundleName));
+            ForgetBundleFiles(bundle);
             Skip(bundle.bundleName, "its factory files are gone");
         } else {
             bundle.factoryVersion.reset();
@@ -175,8 +177,7 @@ void BootScan::RestoreRevokedApps()
 void BootScan::TakeInColdBundles()
 {
     bool isWhole = true;
-    for (const auto& [name, set] :
-         CollectSets(Formats::COLD_WORK_DIR, {ListDirectory, Formats::BundleFile::Read}, isWhole)) {
+    for (const auto& [name, set] : CollectSets(Formats::COLD_WORK_DIR, {ListDirectory, ReadBundleFile}, isWhole)) {
         std::optional<InstalledBundle> installed;
         if (!Find(name, installed)) {
             continue;

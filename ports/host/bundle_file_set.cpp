@@ -1,5 +1,7 @@
 #include "ports/host/bundle_file_set.h"
 
+#include "ports/host/known_bundle_file.h"
+
 namespace ORVX::TavomendHost {
 InstallResult AddToBundleFileSet(const std::string& path, const Formats::BundleManifest& manifest, BundleFileSet& set,
                                  std::string& message)
@@ -10,7 +12,7 @@ InstallResult AddToBundleFileSet(const std::string& path, const Formats::BundleM
 InstallResult ReadBundleFileSet(const std::vector<std::string>& paths, BundleFileSet& set, std::string& message)
 {
     for (const auto& path : paths) {
-        const auto manifest = Formats::BundleFile::Read(path, message);
+        const auto manifest = ReadBundleFile(path, message);
         if (!manifest) {
             return INSTALL_BROKEN_BUNDLE_FILE;
         }

@@ -10,8 +10,9 @@
 
 #include "handles/sha256.h"
 #include "platform/utility/file_utils.h"
-#include "platform/utility/output_file.h"
 #include "platform/utility/sys_utils.h"
+#include "ports/host/cache_file.h"
+#include "ports/host/known_bundle_file.h"
 
 namespace ORVX::TavomendHost {
 namespace fs = std::filesystem;
@@ -19,26 +20,18 @@ using Formats::BundleManifest;
 using TavomendEngine::FileUtils;
 
 namespace {
-constexpr size_t HASH_SIZE = 64;
-constexpr mode_t MEMORY_MODE = 0644;
 // Seconds: no file system that a factory file lies on has coarser times.
 constexpr time_t TICK = 2;
 
-// Behind the hash stand fields, each with a NUL at its end, which no name and no text of a manifest has in it.
+// It consists of fields, each with a NUL at its end, which no name and no text of a manifest has in it.
 constexpr const char* FORMAT = "1";
 constexpr const char* DIRECTORY = "directory"; // path, stamp, young, its directories, "", its bundle files, ""
 constexpr const char* FILE_MARK = "file";      // path, stamp, young, the manifest's members
 
-std::string HashOf(const std::string& text)
-{
-    Handles::Sha256Digest digest{};
-    return Handles::Sha256::Of(text.data(), text.size(), digest) ? Handles::Sha256Text(digest) : "";
-}
-
 std::string SystemHash()
 {
     const std::string text = FileUtils::GetFileStream(TavomendEngine::OS_RELEASE_PATH);
-    return text.empty() ? "" : HashOf(text);
+    return text.empty() ? "" : Handles::Sha256::TextOf(text);
 }
 
 class Fields {
@@ -143,9 +136,8 @@ bool ListDirectory(const std::string& path, Listing& listing)
 
 FactoryMemory::FactoryMemory(std::string path, timespec now) : path_(std::move(path)), now_(now), system_(SystemHash())
 {
-    const std::string whole = system_.empty() ? "" : FileUtils::GetFileStream(path_);
-    const std::string text = whole.size() > HASH_SIZE ? whole.substr(HASH_SIZE) : "";
-    if (!text.empty() && whole.compare(0, HASH_SIZE, HashOf(text)) == 0) {
+    const std::string text = system_.empty() ? "" : ReadCacheFile(path_);
+    if (!text.empty()) {
         Parse(text);
     }
 }
@@ -253,7 +245,7 @@ std::optional<BundleManifest> FactoryMemory::ReadThrough(const std::string& path
 {
     bool isYoung = false;
     const std::string stamp = StampOf(path, isYoung, 0);
-    auto manifest = Formats::BundleFile::Read(path, error);
+    auto manifest = ReadBundleFile(path, error);
     if (manifest) {
         Note(path, stamp, *manifest, files_);
     }
@@ -278,17 +270,10 @@ bool FactoryMemory::Confirm(const std::string& path, std::string& error)
 
 void FactoryMemory::Save() const
 {
-    const std::string beside = path_ + ".new";
     if (system_.empty() || (!isChanged_ && formerListings_.empty() && formerFiles_.empty())) {
-        FileUtils::Remove(beside); // of a boot whose power was cut
-        return;
-    }
-    const std::string text = Print();
-    const std::string whole = HashOf(text) + text;
-    TavomendEngine::OutputFile file(beside, MEMORY_MODE);
-    const bool isWritten = file.IsValid() && file.Write(whole.data(), whole.size());
-    if (!file.Close() || !isWritten || !FileUtils::MoveFile(beside, path_)) {
-        FileUtils::Remove(beside);
+        TidyCacheFile(path_); // of a boot whose power was cut
+    } else {
+        WriteCacheFile(path_, Print());
     }
 }
 } // namespace ORVX::TavomendHost

@@ -27,8 +27,8 @@ struct Listing {
 // old one. What was changed around the time of its reading is read once more, since a clock's tick may have hidden a
 // change.
 //
-// A cache, with its own hash at its top: where it is missing, damaged or of another kind, everything is read. So it is
-// never flushed, and what cannot be written is not missed. Made by the platform for one boot scan; for one thread.
+// A cache file: where it is missing, damaged or of another kind, everything is read. Made by the platform for one boot
+// scan; for one thread.
 class FactoryMemory {
 public:
     // path: where it lies. now: the clock that files get their times from.
@@ -36,7 +36,7 @@ public:
 
     // What ListDirectory gives; of an unchanged directory, what it gave.
     [[nodiscard]] bool List(const std::string& path, Listing& listing);
-    // What Formats::BundleFile::Read gives; of an unchanged file, what it gave.
+    // What ReadBundleFile gives; of an unchanged file, what it gave.
     [[nodiscard]] std::optional<Formats::BundleManifest> Read(const std::string& path, std::string& error);
     // Reads a file through that Read has told from memory alone, for who is going to use it. False, with a line for
     // people, when it is not what it was then; from then on it is not remembered.

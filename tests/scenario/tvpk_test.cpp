@@ -12,6 +12,7 @@
 
 #include "tests/support/cli_runner.h"
 #include "tests/support/device_fixture.h"
+#include "tests/support/noise.h"
 
 namespace ORVX::TavomendTest {
 namespace {
@@ -396,8 +397,7 @@ TEST_F(TvpkTest, LeavesNothingWhenItIsInterrupted)
 
     // It comes in the middle of a difference that takes far longer.
     std::mt19937 random(1);
-    std::string noise(size_t{24} << 20, '\0');
-    std::generate(noise.begin(), noise.end(), [&random] { return static_cast<char>(random()); });
+    std::string noise = Noise(size_t{24} << 20, 1);
     for (const char* version : {"1", "2"}) {
         std::shuffle(noise.begin(), noise.begin() + 1000, random);
         WriteFile(At("a" + std::string(version) + "/noise"), noise);

@@ -1,25 +1,15 @@
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <random>
 
 #include "diff/difference_applier.h"
 #include "diff/difference_result.h"
 #include "diff/plain_encoder.h"
+#include "tests/support/noise.h"
 #include "tests/unit/diff/scratch_directory.h"
 
 namespace ORVX::TavomendTest {
 namespace {
 using namespace Difference;
-
-std::string Noise(size_t size, uint32_t seed)
-{
-    std::mt19937 source(seed);
-    std::string text(size, '\0');
-    for (char& byte : text) {
-        byte = static_cast<char>(source());
-    }
-    return text;
-}
 
 class PlainDifferenceTest : public testing::Test {
 protected:

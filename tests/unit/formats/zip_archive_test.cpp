@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
-#include <random>
 #include <sys/stat.h>
 
 #include "formats/zip_archive.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/faulty_file_layer.h"
+#include "tests/support/noise.h"
 #include "tests/support/zip_builder.h"
 #include "tests/unit/formats/file_size_limit.h"
 
@@ -12,6 +12,7 @@ namespace ORVX::Formats {
 namespace {
 using TavomendTest::FileSizeLimit;
 using TavomendTest::ListTree;
+using TavomendTest::Noise;
 using TavomendTest::ReadFile;
 using TavomendTest::WriteFile;
 using TavomendTest::ZipBuilder;
@@ -137,11 +138,7 @@ TEST_F(ZipArchiveTest, ChecksMembersAsTheyAreRead)
     EXPECT_GT(refused, whole.size() / 2);
     EXPECT_LT(refused, whole.size() * 2 - 20); // what nobody needs may be anything
 
-    std::string large; // several pieces of the reading, packed and unpacked
-    std::mt19937 source(1);
-    while (large.size() < 700000) {
-        large += static_cast<char>(source());
-    }
+    const std::string large = Noise(700000, 1); // several pieces of the reading, packed and unpacked
     const std::string lines(3000000, 'l');
     for (const int level : {0, 6}) {
         std::string bytes = ZipBuilder().Add("lines", lines, level).Add("large", large, level).Build();
@@ -152,6 +149,55 @@ TEST_F(ZipArchiveTest, ChecksMembersAsTheyAreRead)
         EXPECT_EQ(error_, "/tmp/a.zip: the member large is damaged");
     }
 }
+
+#ifdef TAVOMEND_HAS_ISAL
+uint64_t Crc64(const std::string& bytes)
+{
+    uint64_t sum = ~uint64_t{0};
+    for (const char byte : bytes) {
+        sum ^= static_cast<uint8_t>(byte);
+        for (int i = 0; i < 8; ++i) {
+            sum = sum >> 1 ^ ((sum & 1) != 0 ? 0xC96C5795D7870F42 : 0);
+        }
+    }
+    return ~sum;
+}
+
+TEST_F(ZipArchiveTest, AMemberThatWasWholeIsKnownByItsPackedBytes)
+{
+    ASSERT_EQ(Crc64("123456789"), 0x995DC9BBDF1939FA); // as the catalogues of CRCs have it for xz
+    const std::string whole = ZipBuilder().Add("one", Noise(1400000, 7)).Add("two", "small").Build();
+    KnownMembers first;
+    EXPECT_TRUE(OpenBytes(whole).CheckWhole(error_, &first)) << error_;
+    const std::string text = first.Print();
+    ASSERT_EQ(text.size(), 28U); // not the small one
+    for (int i = 0; i < 3; ++i) {
+        KnownMembers again(i == 1 ? text.substr(0, 27) : text);
+        EXPECT_TRUE(OpenBytes(whole).CheckWhole(error_, &again)) << error_;
+        EXPECT_EQ(again.Print(), text); // known or not
+    }
+    for (const size_t at : {size_t{100}, whole.size() / 2, size_t{1399000}}) {
+        std::string damaged = whole;
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x10);
+        KnownMembers again(text);
+        EXPECT_FALSE(OpenBytes(damaged).CheckWhole(error_, &again)) << at;
+        EXPECT_EQ(error_, "/tmp/a.zip: the member one is damaged");
+        EXPECT_EQ(again.Print(), "");
+    }
+    // What would never unpack is taken for whole once it is known, and only as it is.
+    std::string noStream(1100000, '\xFF');
+    const PackedMember member{0, noStream.size(), 5, 0x3610A686, true}; // "hello"
+    KnownMembers noted;
+    noted.Add(member, Crc64(noStream));
+    const auto isWhole = [&](const std::string& stream) {
+        KnownMembers known(noted.Print());
+        return OpenBytes(ZipBuilder().AddDeflated("one", "hello", stream).Build()).CheckWhole(error_, &known);
+    };
+    EXPECT_TRUE(isWhole(noStream)) << error_;
+    noStream[1099999] = 'x';
+    EXPECT_FALSE(isWhole(noStream));
+}
+#endif
 
 TEST_F(ZipArchiveTest, ExtractsIntoPlaceOrLeavesNothing)
 {

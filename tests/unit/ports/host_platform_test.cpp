@@ -15,11 +15,13 @@
 #include "ports/host/host_platform.h"
 #include "ports/host/host_port.h"
 #include "ports/host/install_result.h"
+#include "ports/host/known_bundle_file.h"
 #include "ports/host/system_ability_registry.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/difference_head.h"
 #include "tests/support/faulty_file_layer.h"
 #include "tests/support/install_verdict.h"
+#include "tests/support/noise.h"
 #include "tests/support/vab_builder.h"
 
 namespace ORVX::TavomendTest {
@@ -347,5 +349,60 @@ TEST_F(HostPlatformTest, ARefusedInstallChangesNothing)
     }
 }
 
+#ifdef TAVOMEND_HAS_ISAL
+// What a version has in common with the one before is not unpacked again; damage in it is found all the same.
+TEST_F(HostPlatformTest, WhatTwoVersionsShareIsJudgedEachTime)
+{
+    InitAndStart();
+    const std::string large = Noise(1200000, 3);
+    const auto bytesOf = [&large](uint32_t version) {
+        const std::string manifest = R"({"bundleName": "com.big", "versionCode": )" + std::to_string(version) + "}";
+        return ZipBuilder().Add("manifest.json", manifest).Add("large", large).Build();
+    };
+    const auto install = [this](const std::string& bytes) {
+        WriteFile("/tmp/big.vab", bytes);
+        return InstallAndWait(*service_, {"/tmp/big.vab"}, 100).second;
+    };
+    const auto damage = [](std::string bytes) {
+        bytes[600000] = static_cast<char>(bytes[600000] ^ 1);
+        return bytes;
+    };
+    const std::string damaged = "/tmp/big.vab: the member large is damaged";
+    const std::string known = std::string(KNOWN_MEMBERS_DIR) + "/com.big@entry";
+    EXPECT_EQ(install(damage(bytesOf(1))), damaged);
+    EXPECT_FALSE(Exists(known));
+    EXPECT_EQ(install(bytesOf(1)), "installed com.big version 1");
+    const std::string remembered = ReadFile(known);
+    EXPECT_EQ(remembered.substr(0, 64), Sha256Hex(remembered.substr(64)));
+    std::string torn = remembered;
+    torn[80] = static_cast<char>(torn[80] ^ 1);
+    uint32_t version = 1;
+    for (const std::string& memory : {remembered, torn, remembered.substr(0, 70), std::string()}) {
+        WriteFile(known, memory);
+        // A file that rots where it is installed, and goes into the next version as it is.
+        const auto former = platform_->ListBundles()->at(0).modules.at("entry");
+        WriteFile(former, damage(ReadFile(former)));
+        ++version;
+        EXPECT_EQ(install(damage(bytesOf(version))), damaged);
+        EXPECT_EQ(install(bytesOf(version)), "installed com.big version " + std::to_string(version));
+        EXPECT_EQ(ReadFile(known), remembered);
+    }
+    std::filesystem::remove_all(KNOWN_MEMBERS_DIR);
+    WriteFile(KNOWN_MEMBERS_DIR, "in the way");
+    EXPECT_EQ(install(bytesOf(9)), "installed com.big version 9");
+}
+
+TEST_F(HostPlatformTest, AnApplicationThatIsGoneIsNotRemembered)
+{
+    WriteFile("/system/app/Big/Big.vab", Vab{"com.big", 1, "entry", "", Noise(1200000, 4)}.Bytes());
+    InitAndStart();
+    const std::string known = std::string(KNOWN_MEMBERS_DIR) + "/com.big@entry";
+    EXPECT_TRUE(Exists(known));
+    platform_.reset();
+    std::filesystem::remove_all("/system/app/Big");
+    Start();
+    EXPECT_FALSE(Exists(known));
+}
+#endif
 } // namespace
 } // namespace ORVX::TavomendTest

@@ -1,0 +1,46 @@
+#include "ports/host/known_bundle_file.h"
+
+#include <filesystem>
+
+#include "platform/utility/file_utils.h"
+#include "ports/host/cache_file.h"
+
+namespace ORVX::TavomendHost {
+using Formats::BundleManifest;
+using Formats::KnownMembers;
+
+namespace {
+// No name of a bundle or module has an "@" in it.
+std::string KnownMembersPath(const std::string& bundleName, const std::string& module)
+{
+    return std::string(KNOWN_MEMBERS_DIR) + "/" + bundleName + "@" + module;
+}
+} // namespace
+
+std::optional<BundleManifest> ReadBundleFile(const std::string& path, std::string& error)
+{
+    KnownMembers known;
+    std::string knownPath;
+    std::string former;
+    const auto manifest = Formats::BundleFile::Read(path, error, [&](const BundleManifest& announced) {
+        knownPath = KnownMembersPath(announced.bundleName, announced.module);
+        former = ReadCacheFile(knownPath);
+        known = KnownMembers(former);
+        return &known;
+    });
+    const std::string noted = manifest ? known.Print() : "";
+    if (!noted.empty() && noted != former) {
+        std::error_code ignored;
+        std::filesystem::create_directory(KNOWN_MEMBERS_DIR, ignored);
+        WriteCacheFile(knownPath, noted);
+    }
+    return manifest;
+}
+
+void ForgetBundleFiles(const InstalledBundle& bundle)
+{
+    for (const auto& module : bundle.modules) {
+        TavomendEngine::FileUtils::Remove(KnownMembersPath(bundle.bundleName, module.first));
+    }
+}
+} // namespace ORVX::TavomendHost
