@@ -22,7 +22,7 @@ std::optional<BundleManifest> ReadBundleFile(const std::string& path, std::strin
     KnownMembers known;
     std::string knownPath;
     std::string former;
-    const auto manifest = Formats::BundleFile::Read(path, error, [&](const BundleManifest& announced) {
+    auto manifest = Formats::BundleFile::Read(path, error, [&](const BundleManifest& announced) {
         knownPath = KnownMembersPath(announced.bundleName, announced.module);
         former = ReadCacheFile(knownPath);
         known = KnownMembers(former);
