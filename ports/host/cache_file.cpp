@@ -44,4 +44,10 @@ void TidyCacheFile(const std::string& path)
 {
     FileUtils::Remove(BesideOf(path));
 }
+
+void RemoveCacheFile(const std::string& path)
+{
+    FileUtils::Remove(path);
+    TidyCacheFile(path);
+}
 } // namespace ORVX::TavomendHost

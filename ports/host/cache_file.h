@@ -6,7 +6,8 @@
 
 namespace ORVX::TavomendHost {
 // A text with its SHA-256 at its top, which tells one that is torn or damaged. It is never flushed, so that a power cut
-// may leave the former one, a torn one or none.
+// may leave the former one, a torn one or none. From any thread; of two that write one file at once, one's text stays
+// or none that is whole.
 
 // Empty for a file that is missing or not whole.
 [[nodiscard]] std::string ReadCacheFile(const std::string& path);
@@ -14,6 +15,8 @@ namespace ORVX::TavomendHost {
 void WriteCacheFile(const std::string& path, const std::string& text);
 // Removes what a writing that was cut short has left beside the file.
 void TidyCacheFile(const std::string& path);
+// Removes the file, and that.
+void RemoveCacheFile(const std::string& path);
 } // namespace ORVX::TavomendHost
 
 #endif

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "platform/utility/file_utils.h"
 #include "ports/host/cache_file.h"
 
 namespace ORVX::TavomendHost {
@@ -40,7 +39,7 @@ std::optional<BundleManifest> ReadBundleFile(const std::string& path, std::strin
 void ForgetBundleFiles(const InstalledBundle& bundle)
 {
     for (const auto& module : bundle.modules) {
-        TavomendEngine::FileUtils::Remove(KnownMembersPath(bundle.bundleName, module.first));
+        RemoveCacheFile(KnownMembersPath(bundle.bundleName, module.first));
     }
 }
 } // namespace ORVX::TavomendHost
