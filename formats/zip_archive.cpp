@@ -10,6 +10,8 @@
 #include <utility>
 #include <zlib.h>
 
+#include "formats/archive_stream.h"
+#include "formats/buffered_file.h"
 #include "handles/file_error.h"
 #include "handles/sha256.h"
 #include "platform/utility/file_utils.h"
@@ -51,7 +53,11 @@ std::optional<ZipArchive> ZipArchive::Open(const std::string& path, std::string&
     }
     ZipArchive archive;
     archive.path_ = path;
-    archive.zip_.reset(unzOpen64(path.c_str()));
+    const auto file = std::make_shared<BufferedFile>(path);
+    if (file->IsValid()) {
+        archive.zip_.reset(OpenArchive(
+            {file->Size(), [file](uint64_t at, char* room, size_t size) { return file->ReadAt(at, room, size); }}));
+    }
     if (archive.zip_ == nullptr) {
         error = path + " is no zip archive, or its end is missing";
         return std::nullopt;

@@ -7,9 +7,9 @@
 #include <minizip/unzip.h>
 
 #include "common/log.h"
+#include "formats/archive_stream.h"
 #include "platform/utility/file_utils.h"
 #include "platform/utility/output_file.h"
-#include "tools/sealed_archive.h"
 
 namespace ORVX::TavomendEngine {
 namespace {
@@ -130,8 +130,13 @@ std::optional<std::string> ParseZipTool::ReadMember(const std::string& name, siz
 
 bool ParseZipTool::OpenArchive()
 {
-    if (unzHandle_ == nullptr) {
-        unzHandle_ = !digest_ ? unzOpen(zipFilePath_.c_str()) : SealPinned() ? OpenSealedArchive(*sealed_) : nullptr;
+    if (unzHandle_ == nullptr && !digest_) {
+        unzHandle_ = unzOpen(zipFilePath_.c_str());
+    } else if (unzHandle_ == nullptr && SealPinned()) {
+        const auto readAt = [&file = *sealed_](uint64_t at, char* room, size_t size) {
+            return file.ReadAt(at, room, size);
+        };
+        unzHandle_ = Formats::OpenArchive({sealed_->Size(), readAt});
     }
     return unzHandle_ != nullptr;
 }

@@ -75,6 +75,38 @@ TEST_F(ZipArchiveTest, ListsAndReadsMembersInAnyOrder)
     EXPECT_EQ(error_, "/tmp/a.zip: the member two is damaged");
 }
 
+// Its directory is read in pieces, between whose edges entries lie as they fall.
+TEST_F(ZipArchiveTest, ReadsADirectoryOfManyPieces)
+{
+    constexpr size_t COUNT = 400;
+    std::vector<std::string> names;
+    ZipBuilder builder;
+    for (size_t i = 0; i < COUNT; ++i) {
+        names.push_back(std::string(i % 97, 'n') + std::to_string(i));
+        builder.Add(names.back(), Noise(i * 13, static_cast<unsigned>(i)), 0);
+    }
+    WriteFile(PATH, builder.Build());
+    TavomendTest::FaultyFileLayer layer("/tmp");
+    const auto archive = ZipArchive::Open(PATH, error_);
+    ASSERT_TRUE(archive) << error_;
+    EXPECT_LT(layer.Calls().size(), 100U); // not one for each entry, or each byte of it
+    layer.Forget();
+    for (const std::string& name : names) {
+        EXPECT_EQ(archive->ReadHead(name, 0), "");
+    }
+    EXPECT_LT(layer.Calls().size(), 600U); // each header, and not its entry anew
+    layer.LimitBytes(1000);                // less than was asked for
+    for (size_t i = COUNT; i-- > 0;) {
+        EXPECT_EQ(archive->ReadMember(names[i], i * 13, error_), Noise(i * 13, static_cast<unsigned>(i))) << i;
+    }
+    for (size_t read = 1; read < 4; ++read) { // its entry, its header, its content
+        layer.FailCall("read", read, EIO);
+        EXPECT_FALSE(archive->ReadMember(names[399 / read], 9999, error_));
+        layer.Forget();
+        EXPECT_TRUE(archive->ReadMember(names[399 / read], 9999, error_)) << error_; // nothing wrong was kept
+    }
+}
+
 TEST_F(ZipArchiveTest, OpensNothingElse)
 {
     EXPECT_FALSE(ZipArchive::Open("/tmp/none.zip", error_));
