@@ -41,10 +41,11 @@ def run(*command, **options):
     return done.stdout
 
 
-def cost_of(programs, command):
-    """The cost of one command, given as a list or as a line for the shell; a command that fails ends the benchmark."""
+def cost_of(programs, command, touched=0):
+    """The cost of one command, given as a list or as a line for the shell; a command that fails ends the benchmark.
+    Before it, so many MiB of free memory are touched."""
     words = ["sh", "-c", command] if isinstance(command, str) else list(command)
-    done = subprocess.run([programs.measure, *words], stdout=subprocess.PIPE, text=True, check=False)
+    done = subprocess.run([programs.measure, str(touched), *words], stdout=subprocess.PIPE, text=True, check=False)
     if done.returncode != 0:
         sys.exit(f"{command}: exit {done.returncode}")
     wall, cpu, peak, read, written = done.stdout.split()
@@ -77,17 +78,17 @@ class Side:
         self.commands = commands
         self.prepare = prepare
 
-    def once(self, programs):
+    def once(self, programs, touched):
         self.prepare()
-        return sum_of([cost_of(programs, command) for command in self.commands])
+        return sum_of([cost_of(programs, command, touched) for command in self.commands])
 
 
-def side_by_side(programs, ours, theirs, rounds):
+def side_by_side(programs, ours, theirs, rounds, touched=0):
     """Alternating runs, so that what else the machine does meets both; the first round only fills the caches."""
     costs = ([], [])
     for number in range(rounds + 1):
         for kept, side in zip(costs, (ours, theirs)):
-            cost = side.once(programs)
+            cost = side.once(programs, touched)
             if number > 0:
                 kept.append(cost)
     return median_of(costs[0]), median_of(costs[1])
