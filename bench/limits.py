@@ -138,9 +138,9 @@ def archive_of(members, level):
     return buffer.getvalue()
 
 
-def pair(chance, size_max):
+def pair(chance, least, size_max):
     """Two files and what they are."""
-    size_min = chance.choice((1, size_max // 16))  # edge cases are small, trouble is large
+    size_min = max(least, chance.choice((1, size_max // 16)))  # edge cases are small, trouble is large
     size = round(math.exp(chance.uniform(math.log(size_min), math.log(size_max))))
     source, change = chance.choice(SOURCES), chance.choice(CHANGES)
     old = source(chance, size)
@@ -160,19 +160,19 @@ def size_by_tool(options, old, new):
     return len(done.stdout) if done.returncode == 0 else sys.maxsize  # it refuses an empty old file
 
 
-def play(programs, report, folder, numbers, size_max):
+def play(programs, report, folder, numbers, least, size_max):
     """The same numbers give the same files, where the system's files are the same. Ends with failure when a difference
     is too large."""
     report.begin("Limits: our differences beside the smallest of the zstd tool's", COLUMNS)
     with tempfile.TemporaryDirectory(dir=folder) as place:
-        beyond = sum(not is_small(programs, report, place, number, size_max) for number in numbers)
+        beyond = sum(not is_small(programs, report, place, number, least, size_max) for number in numbers)
     report.note(f"{len(numbers)} pairs, {beyond} beyond {ALLOWED} bytes more than the tool's")
     return beyond == 0
 
 
-def is_small(programs, report, place, number, size_max):
+def is_small(programs, report, place, number, least, size_max):
     old, new, out = (os.path.join(place, name) for name in ("old", "new", "out"))
-    before, after, kind = pair(random.Random(number), size_max)
+    before, after, kind = pair(random.Random(number), least, size_max)
     for path, content in ((old, before), (new, after)):
         with open(path, "wb") as file:
             file.write(content)

@@ -7,8 +7,8 @@
     bench/run.py pairs OLD NEW         differences between two files of your own
     bench/run.py install               a whole install beside other updaters of the distribution
     bench/run.py limits --numbers 0 200
-                                       pairs 0 to 199 of endlessly many that are made by chance, of up to the first of
-                                       --sizes: is a difference ever larger than zstd's?
+                                       pairs 0 to 199 of endlessly many that are made by chance, of --least to the first
+                                       of --sizes: is a difference ever larger than zstd's?
 
 Every figure is the median of runs that alternate between ours and theirs. CPU is user and system together. Needs what
 the build needs, and openssl, zip, unzip, zstd; for pairs npm, bsdiff and xdelta3; for install, as root, swupdate and
@@ -42,6 +42,7 @@ def main():
     parser.add_argument("--counts", type=numbers, default=[10, 100, 1000], help="of applications, for growth")
     parser.add_argument("--numbers", type=int, nargs=2, default=[0, 200], metavar=("FIRST", "END"),
                         help="of pairs, for limits")
+    parser.add_argument("--least", type=int, default=0, help="MiB of the old file, for limits")
     parser.add_argument("--rounds", type=int, default=5, help="runs that a median is taken of")
     parser.add_argument("--json", action="store_true", help="a line of JSON for each row")
     options = parser.parse_args()
@@ -62,7 +63,9 @@ def main():
     if "pairs" in chosen:
         pairs.play(programs, report, cache, options.files)
     if "limits" in chosen:
-        return 0 if limits.play(programs, report, cache, range(*options.numbers), options.sizes[0] << 20) else 1
+        is_kept = limits.play(programs, report, cache, range(*options.numbers), options.least << 20,
+                              options.sizes[0] << 20)
+        return 0 if is_kept else 1
     return 0
 
 
