@@ -1,29 +1,54 @@
 #include "diff/loaded_file.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "handles/unique_descriptor.h"
-
 namespace ORVX::Difference {
+namespace {
+// False while somebody has it open for writing, and on file systems that have no leases. Of who wants to write to it
+// later we are told by a signal: one that does nothing, where the usual one would end the process.
+bool KeepWritersOut(int file)
+{
+    return fcntl(file, F_SETSIG, SIGURG) == 0 && fcntl(file, F_SETLEASE, F_RDLCK) == 0;
+}
+} // namespace
+
 std::optional<LoadedFile> LoadedFile::Read(const std::string& path)
 {
     // Not to wait at a pipe that nobody writes to.
-    const Handles::UniqueDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    Handles::UniqueDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const bool isHeld = file.IsValid() && KeepWritersOut(file.Get());
     struct stat status {};
     if (!file.IsValid() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return std::nullopt;
     }
-    LoadedFile loaded(static_cast<size_t>(status.st_size));
-    for (size_t done = 0; done < loaded.size_;) {
-        const ssize_t count = read(file.Get(), loaded.bytes_.get() + done, loaded.size_ - done);
+    LoadedFile loaded(std::move(file), static_cast<size_t>(status.st_size));
+    return (isHeld && loaded.Map()) || loaded.ReadAll() ? std::optional<LoadedFile>(std::move(loaded)) : std::nullopt;
+}
+
+bool LoadedFile::Map()
+{
+    std::optional<MappedFile> mapped = MappedFile::Of(file_.Get());
+    if (!mapped || !mapped->Lock()) {
+        return false; // reading finds out what the disk says
+    }
+    mapped_.emplace(std::move(*mapped));
+    return true;
+}
+
+bool LoadedFile::ReadAll()
+{
+    bytes_.reset(new uint8_t[size_]);
+    for (size_t done = 0; done < size_;) {
+        const ssize_t count = read(file_.Get(), bytes_.get() + done, size_ - done);
         if (count == 0 || (count < 0 && errno != EINTR)) {
-            return std::nullopt;
+            return false;
         }
         done += count > 0 ? static_cast<size_t>(count) : 0;
     }
-    return loaded;
+    return true;
 }
 } // namespace ORVX::Difference

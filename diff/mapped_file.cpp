@@ -12,15 +12,20 @@ std::optional<MappedFile> MappedFile::Open(const std::string& path)
 {
     // Not to wait at a pipe that nobody writes to.
     const Handles::UniqueDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    return file.IsValid() ? Of(file.Get()) : std::nullopt;
+}
+
+std::optional<MappedFile> MappedFile::Of(int file)
+{
     struct stat status {};
-    if (!file.IsValid() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) {
         return std::nullopt;
     }
     if (status.st_size == 0) {
         return MappedFile(ByteView{});
     }
     const auto size = static_cast<size_t>(status.st_size);
-    void* const memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.Get(), 0);
+    void* const memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
     if (memory == MAP_FAILED) {
         return std::nullopt;
     }
@@ -34,6 +39,11 @@ void MappedFile::Rest() const
     if (view_.size != 0) {
         madvise(const_cast<uint8_t*>(view_.data), view_.size, MADV_DONTNEED);
     }
+}
+
+bool MappedFile::Lock() const
+{
+    return view_.size == 0 || mlock(view_.data, view_.size) == 0;
 }
 
 MappedFile::~MappedFile()

@@ -14,6 +14,8 @@ class MappedFile {
 public:
     // Nothing when the path names no readable regular file. An empty file gives an empty view.
     [[nodiscard]] static std::optional<MappedFile> Open(const std::string& path);
+    // The same of a file that is open for reading; it may be closed then.
+    [[nodiscard]] static std::optional<MappedFile> Of(int file);
     MappedFile(MappedFile&& other) noexcept;
     MappedFile& operator=(MappedFile&&) = delete;
     MappedFile(const MappedFile&) = delete;
@@ -24,6 +26,8 @@ public:
     [[nodiscard]] ByteView View() const { return view_; }
     // Its pages need not stay in memory; they come again when they are touched.
     void Rest() const;
+    // Reads all of it and has it stay in memory. False when the disk fails, or more is locked already than one may.
+    [[nodiscard]] bool Lock() const;
 
 private:
     explicit MappedFile(ByteView view) : view_(view) {}

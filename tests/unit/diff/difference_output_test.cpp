@@ -1,11 +1,13 @@
 // The output and its writer where the system misbehaves.
 #include <cerrno>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "diff/difference_applier.h"
 #include "diff/output_writer.h"
+#include "handles/unique_descriptor.h"
 #include "tests/unit/diff/misbehaving_system.h"
 #include "tests/unit/diff/scratch_directory.h"
 
@@ -102,6 +104,7 @@ TEST_F(DifferenceOutputTest, NothingIsLeftAfterAnyFailure)
     };
     for (const auto& [name, fault, difference, code] : cases) {
         const std::string kept = KEPT_DIFFERENCES "/" + std::string(difference);
+        g_system.mlock.error = fault == &g_system.read ? ENOMEM : 0; // or it is not read
         fault->error = ENOSPC;
         EXPECT_EQ(ApplyDifference(kept + ".difference", kept + ".old", scratch_.Path("out")), code) << name;
         EXPECT_FALSE(scratch_.Has("out")) << name;
@@ -116,6 +119,34 @@ TEST_F(DifferenceOutputTest, NothingIsLeftAfterAnyFailure)
     EXPECT_EQ(ApplyDifference(kept + ".difference", kept + ".old", scratch_.Path("out")), DIFFERENCE_OUTPUT_UNWRITABLE);
     g_system.Mend();
     EXPECT_FALSE(scratch_.Has("out"));
+}
+
+// A base that is mapped cannot be cut off under its reader, and one that somebody is writing to is not mapped.
+TEST_F(DifferenceOutputTest, ABaseStaysAsItIsWhileItIsRead)
+{
+    const std::string base = scratch_.Path("old");
+    const auto open = [&base] { return Handles::UniqueDescriptor(::open(base.c_str(), O_WRONLY | O_NONBLOCK)); };
+    for (const std::string kind : {"plain", "archive"}) {
+        const std::string kept = KEPT_DIFFERENCES "/" + kind;
+        scratch_.Run("cp " + kept + ".old old && cp " + kept + ".difference difference");
+        const auto outcome = [&](const ApplyProgress& progress) {
+            EXPECT_EQ(ApplyDifference(scratch_.Path("difference"), base, scratch_.Path("out"), progress),
+                      DIFFERENCE_OK);
+            g_system.read.error = 0;
+            return scratch_.Read("out");
+        };
+        const Handles::UniqueDescriptor reader(::open(base.c_str(), O_RDONLY));
+        const bool hasLeases = fcntl(reader.Get(), F_SETLEASE, F_RDLCK) == 0; // as most file systems have
+        ASSERT_TRUE(!hasLeases || fcntl(reader.Get(), F_SETLEASE, F_UNLCK) == 0);
+        g_system.read.error = hasLeases ? EIO : 0; // nothing is read
+        size_t refused = 0;
+        const std::string fresh = outcome([&](uint64_t, uint64_t) { refused += open().IsValid() ? 0U : 1U; });
+        EXPECT_FALSE(fresh.empty());
+        EXPECT_EQ(refused != 0, hasLeases) << kind;
+        const Handles::UniqueDescriptor writer = open();
+        ASSERT_TRUE(writer.IsValid()) << kind; // again
+        EXPECT_EQ(outcome([&](uint64_t, uint64_t) { EXPECT_EQ(ftruncate(writer.Get(), 0), 0); }), fresh) << kind;
+    }
 }
 
 OutputWriter::Step StepOf(const std::string& bytes, int level, bool isLast)

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -49,5 +50,10 @@ ssize_t pread(int file, void* room, size_t size, off_t offset)
 {
     static const auto real = Real<ssize_t (*)(int, void*, size_t, off_t)>("pread");
     return g_system.pread.Take() != 0 ? -1 : real(file, room, std::min(size, g_system.bytesMax.load()), offset);
+}
+int mlock(const void* memory, size_t size)
+{
+    static const auto real = Real<int (*)(const void*, size_t)>("mlock");
+    return g_system.mlock.Take() != 0 ? -1 : real(memory, size);
 }
 }

@@ -33,13 +33,14 @@ struct MisbehavingSystem {
     Fault write;
     Fault read;
     Fault pread;
+    Fault mlock;
     std::atomic<size_t> bytesMax{SIZE_MAX};       // of one write, read or pread
     std::atomic<void (*)()> beforeWrite{nullptr}; // called at each write
 
     // Everything works again, and no call was counted.
     void Mend()
     {
-        for (Fault* const fault : {&fsync, &fallocate, &write, &read, &pread}) {
+        for (Fault* const fault : {&fsync, &fallocate, &write, &read, &pread, &mlock}) {
             fault->calls = 0;
             fault->error = 0;
         }
