@@ -49,6 +49,7 @@ bool LoadedFile::ReadAll()
         }
         done += count > 0 ? static_cast<size_t>(count) : 0;
     }
+    file_ = Handles::UniqueDescriptor(); // nobody need wait for what is read already
     return true;
 }
 } // namespace ORVX::Difference

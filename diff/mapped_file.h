@@ -8,8 +8,8 @@
 #include "diff/byte_view.h"
 
 namespace ORVX::Difference {
-// The file must not shrink while it is mapped: reading beyond its end then kills the process. Whoever hands a file to
-// the applier or the maker keeps others from writing to it.
+// The file must not shrink while it is mapped: reading beyond its end then kills the process. Whoever maps one
+// keeps others from writing to it; LoadedFile does so itself, and of the maker whoever calls it.
 class MappedFile {
 public:
     // Nothing when the path names no readable regular file. An empty file gives an empty view.

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -136,13 +137,18 @@ TEST_F(DifferenceOutputTest, ABaseStaysAsItIsWhileItIsRead)
             return scratch_.Read("out");
         };
         const Handles::UniqueDescriptor reader(::open(base.c_str(), O_RDONLY));
-        const bool hasLeases = fcntl(reader.Get(), F_SETLEASE, F_RDLCK) == 0; // as most file systems have
-        ASSERT_TRUE(!hasLeases || fcntl(reader.Get(), F_SETLEASE, F_UNLCK) == 0);
-        g_system.read.error = hasLeases ? EIO : 0; // nothing is read
+        const std::string probe = scratch_.Read("old");
+        const bool isMappable = fcntl(reader.Get(), F_SETLEASE, F_RDLCK) == 0 && mlock(probe.data(), probe.size()) == 0;
+        munlock(probe.data(), probe.size());
+        fcntl(reader.Get(), F_SETLEASE, F_UNLCK);
+        g_system.read.error = isMappable ? EIO : 0; // nothing is read
         size_t refused = 0;
         const std::string fresh = outcome([&](uint64_t, uint64_t) { refused += open().IsValid() ? 0U : 1U; });
         EXPECT_FALSE(fresh.empty());
-        EXPECT_EQ(refused != 0, hasLeases) << kind;
+        EXPECT_EQ(refused != 0, isMappable) << kind;
+        g_system.mlock.error = ENOMEM; // then it is read, and nobody need wait
+        EXPECT_EQ(outcome([&](uint64_t, uint64_t) { EXPECT_TRUE(open().IsValid()); }), fresh) << kind;
+        g_system.mlock.error = 0;
         const Handles::UniqueDescriptor writer = open();
         ASSERT_TRUE(writer.IsValid()) << kind; // again
         EXPECT_EQ(outcome([&](uint64_t, uint64_t) { EXPECT_EQ(ftruncate(writer.Get(), 0), 0); }), fresh) << kind;
