@@ -64,20 +64,19 @@ std::optional<BundleManifest> ReadManifest(const ZipArchive& archive, const std:
 }
 } // namespace
 
-std::optional<BundleManifest> BundleFile::Read(const std::string& path, std::string& error,
-                                               const KnownMembersOf& knownOf)
+std::optional<BundleManifest> BundleFile::Read(const std::string& path, std::string& error, const CompanyOf& companyOf)
 {
     const auto archive = ZipArchive::Open(path, error);
     if (!archive) {
         return std::nullopt;
     }
-    KnownMembers* known = nullptr;
-    if (knownOf != nullptr) {
+    Company company;
+    if (companyOf != nullptr) {
         std::string ignored; // damage is told first, and by the member's name
         const auto announced = ReadManifest(*archive, path, ignored);
-        known = announced ? knownOf(*announced) : nullptr;
+        company = announced ? companyOf(*announced) : Company();
     }
-    return archive->CheckWhole(error, known) ? ReadManifest(*archive, path, error) : std::nullopt;
+    return archive->CheckWhole(error, company.known, company.take) ? ReadManifest(*archive, path, error) : std::nullopt;
 }
 
 std::optional<BundleManifest> BundleFile::ParseManifest(const std::string& text, std::string& error)

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "formats/buffered_file.h"
 #include "formats/known_members.h"
 
 namespace ORVX::Formats {
@@ -29,14 +30,18 @@ struct BundleManifest {
 // Used by the bundle service for every file that it is given, and by the maker. Stateless.
 class BundleFile {
 public:
-    // What is known of the members of such a file; null for nothing.
-    using KnownMembersOf = std::function<KnownMembers*(const BundleManifest& manifest)>;
+    // What goes along with the reading of a file.
+    struct Company {
+        KnownMembers* known = nullptr; // of the members of such a file
+        ByteTaker take;                // is given the whole file, or a part of one that turns out not to be whole
+    };
+    using CompanyOf = std::function<Company(const BundleManifest& manifest)>;
 
     // The manifest of a whole file: one manifest.json, of at most 64 KiB, and every member is read through and its
-    // checksum compared. Nothing for any other file, with a line for people in `error` that names the file. knownOf is
-    // asked before the members are read, at most once, with what the manifest says so far.
+    // checksum compared. Nothing for any other file, with a line for people in `error` that names the file.
+    // companyOf: is asked before the members are read, at most once, with what the manifest says so far.
     [[nodiscard]] static std::optional<BundleManifest> Read(const std::string& path, std::string& error,
-                                                            const KnownMembersOf& knownOf = nullptr);
+                                                            const CompanyOf& companyOf = nullptr);
     // The manifest out of its JSON text. Nothing for a text that is no such manifest, with a line in `error`.
     [[nodiscard]] static std::optional<BundleManifest> ParseManifest(const std::string& text, std::string& error);
 };

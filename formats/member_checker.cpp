@@ -1,9 +1,5 @@
 #include "formats/member_checker.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <fcntl.h>
-#include <unistd.h>
 #ifdef TAVOMEND_HAS_ISAL
 #include <isa-l/crc.h>
 #include <isa-l/crc64.h>
@@ -35,19 +31,20 @@ inflate_state* NewInflater()
     return nullptr;
 }
 #endif
+
+const uint8_t* BytesOf(std::string_view text)
+{
+    return reinterpret_cast<const uint8_t*>(text.data());
+}
 } // namespace
 
-MemberChecker::MemberChecker(const std::string& path, KnownMembers* known)
-    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), inflater_(NewInflater()),
-      packed_(std::make_unique<Piece>()), unpacked_(std::make_unique<Piece>()), known_(known)
+MemberChecker::MemberChecker(BufferedFile& file, KnownMembers* known)
+    : file_(file), inflater_(NewInflater()), unpacked_(std::make_unique<Piece>()), known_(known)
 {
 }
 
 bool MemberChecker::IsWhole(const PackedMember& member)
 {
-    if (!file_.IsValid()) {
-        return false;
-    }
     return member.isDeflated ? IsKnown(member) || IsDeflatedWhole(member) : IsStoredWhole(member);
 }
 
@@ -89,14 +86,14 @@ bool MemberChecker::IsDeflatedWhole(const PackedMember& member)
     uint64_t taken = 0;
     do {
         if (inflater_->avail_in == 0 && taken < member.packedSize) {
-            const size_t count = ReadPacked(member, taken);
-            if (count == 0) {
+            const std::string_view packed = PackedAt(member, taken);
+            if (packed.empty()) {
                 return false;
             }
-            sum = known_ == nullptr ? 0 : crc64_ecma_refl(sum, packed_->data(), count);
-            inflater_->next_in = packed_->data();
-            inflater_->avail_in = static_cast<uint32_t>(count);
-            taken += count;
+            sum = known_ == nullptr ? 0 : crc64_ecma_refl(sum, BytesOf(packed), packed.size());
+            inflater_->next_in = const_cast<uint8_t*>(BytesOf(packed)); // which ISA-L only reads
+            inflater_->avail_in = static_cast<uint32_t>(packed.size());
+            taken += packed.size();
         }
         const uint32_t fed = inflater_->avail_in;
         inflater_->next_out = unpacked_->data();
@@ -136,23 +133,18 @@ bool MemberChecker::ReadThrough(const PackedMember& member, const std::function<
 {
     uint64_t done = 0;
     while (done < member.packedSize) {
-        const size_t count = ReadPacked(member, done);
-        if (count == 0) {
+        const std::string_view packed = PackedAt(member, done);
+        if (packed.empty()) {
             return false;
         }
-        use(packed_->data(), count);
-        done += count;
+        use(BytesOf(packed), packed.size());
+        done += packed.size();
     }
     return true;
 }
 
-size_t MemberChecker::ReadPacked(const PackedMember& member, uint64_t done)
+std::string_view MemberChecker::PackedAt(const PackedMember& member, uint64_t done)
 {
-    const auto size = static_cast<size_t>(std::min<uint64_t>(packed_->size(), member.packedSize - done));
-    ssize_t count = 0;
-    do {
-        count = pread(file_.Get(), packed_->data(), size, static_cast<off_t>(member.offset + done));
-    } while (count < 0 && errno == EINTR);
-    return count < 0 ? 0 : static_cast<size_t>(count);
+    return file_.View(member.offset + done, member.packedSize - done);
 }
 } // namespace ORVX::Formats

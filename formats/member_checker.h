@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
+#include <string_view>
 
+#include "formats/buffered_file.h"
 #include "formats/known_members.h"
 #include "formats/packed_member.h"
-#include "handles/unique_descriptor.h"
 
 struct inflate_state;
 
@@ -18,9 +18,9 @@ namespace ORVX::Formats {
 // Used by ZipArchive. For one archive and one thread; in a build without ISA-L it finds no deflated member whole.
 class MemberChecker {
 public:
-    // known: what earlier readings found whole, and where what this one finds is noted; it outlives the checker. Null:
-    // every member is unpacked.
-    explicit MemberChecker(const std::string& path, KnownMembers* known = nullptr);
+    // file: the archive. known: what earlier readings found whole, and where what this one finds is noted. Null: every
+    // member is unpacked. Both outlive the checker.
+    explicit MemberChecker(BufferedFile& file, KnownMembers* known = nullptr);
 
     // True for a member that unpacks to its size and checksum, or is known to. False says nothing: it may be damaged or
     // impossible to read now, and whoever reads it with zlib finds out.
@@ -37,12 +37,11 @@ private:
     [[nodiscard]] bool IsDeflatedWhole(const PackedMember& member);
     // Gives the member's packed bytes to `use`, piece by piece; false when they cannot be read.
     [[nodiscard]] bool ReadThrough(const PackedMember& member, const std::function<void(const uint8_t*, size_t)>& use);
-    // Reads the next piece of a member, of which so much has been read; its size, 0 when that fails.
-    [[nodiscard]] size_t ReadPacked(const PackedMember& member, uint64_t done);
+    // The next bytes of a member, of which so many have been read, until the next call; empty when that fails.
+    [[nodiscard]] std::string_view PackedAt(const PackedMember& member, uint64_t done);
 
-    Handles::UniqueDescriptor file_;
+    BufferedFile& file_;
     std::unique_ptr<inflate_state, InflaterDeleter> inflater_; // null without ISA-L
-    std::unique_ptr<Piece> packed_;
     std::unique_ptr<Piece> unpacked_;
     KnownMembers* const known_;
 };

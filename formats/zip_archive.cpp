@@ -11,7 +11,7 @@
 #include <zlib.h>
 
 #include "formats/archive_stream.h"
-#include "formats/buffered_file.h"
+#include "formats/member_checker.h"
 #include "handles/file_error.h"
 #include "handles/sha256.h"
 #include "platform/utility/file_utils.h"
@@ -24,6 +24,7 @@ namespace {
 constexpr size_t CHUNK_SIZE = 65536;
 constexpr size_t MAX_NAME_SIZE = 4096;
 constexpr uint32_t FILE_MODE = 0644;
+constexpr uLong IS_ENCRYPTED = 1;
 
 bool ReadEntry(unzFile zip, ArchiveMember& member)
 {
@@ -34,7 +35,12 @@ bool ReadEntry(unzFile zip, ArchiveMember& member)
         unzGetFilePos64(zip, &position) != UNZ_OK) {
         return false;
     }
-    member = {name.data(), info.uncompressed_size, info.compressed_size, position.pos_in_zip_directory,
+    member = {name.data(),
+              info.uncompressed_size,
+              info.compressed_size,
+              static_cast<uint32_t>(info.crc),
+              (info.flag & IS_ENCRYPTED) != 0,
+              position.pos_in_zip_directory,
               position.num_of_file};
     return member.name.size() == info.size_filename; // shorter with a NUL in it, or when it did not fit
 }
@@ -53,7 +59,7 @@ std::optional<ZipArchive> ZipArchive::Open(const std::string& path, std::string&
     }
     ZipArchive archive;
     archive.path_ = path;
-    const auto file = std::make_shared<BufferedFile>(path);
+    const auto file = archive.file_ = std::make_shared<BufferedFile>(path);
     if (file->IsValid()) {
         archive.zip_.reset(OpenArchive(
             {file->Size(), [file](uint64_t at, char* room, size_t size) { return file->ReadAt(at, room, size); }}));
@@ -197,28 +203,35 @@ bool ZipArchive::ExtractMember(const std::string& name, const std::string& outPa
 
 bool ZipArchive::Locate(const ArchiveMember& member, PackedMember& packed) const
 {
-    constexpr uLong IS_ENCRYPTED = 1;
     const unz64_file_pos position{member.directoryOffset, member.directoryIndex};
-    unz_file_info64 info{};
     int method = 0;
-    if (unzGoToFilePos64(zip_.get(), &position) != UNZ_OK ||
-        unzGetCurrentFileInfo64(zip_.get(), &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK ||
-        (info.flag & IS_ENCRYPTED) != 0 || unzOpenCurrentFile2(zip_.get(), &method, nullptr, 1) != UNZ_OK) {
+    if (member.isEncrypted || unzGoToFilePos64(zip_.get(), &position) != UNZ_OK ||
+        unzOpenCurrentFile2(zip_.get(), &method, nullptr, 1) != UNZ_OK) {
         return false;
     }
-    packed = {unzGetCurrentFileZStreamPos64(zip_.get()), member.packedSize, member.size,
-              static_cast<uint32_t>(info.crc), method == Z_DEFLATED};
+    packed = {unzGetCurrentFileZStreamPos64(zip_.get()), member.packedSize, member.size, member.checksum,
+              method == Z_DEFLATED};
     return unzCloseCurrentFile(zip_.get()) == UNZ_OK;
 }
 
-bool ZipArchive::CheckWhole(std::string& error, KnownMembers* known) const
+bool ZipArchive::CheckWhole(std::string& error, KnownMembers* known, const ByteTaker& take) const
 {
     const auto drop = [](const char*, size_t) { return true; };
-    MemberChecker checker(path_, known);
+    MemberChecker checker(*file_, known);
     PackedMember packed;
-    return std::all_of(members_.begin(), members_.end(), [&](const auto& member) {
+    file_->BeginPass(take);
+    const bool isWhole = std::all_of(members_.begin(), members_.end(), [&](const auto& member) {
         return (Locate(member, packed) && checker.IsWhole(packed)) || ReadThrough(member, drop, error);
     });
+    if (!isWhole) {
+        file_->DropPass();
+        return false;
+    }
+    if (!file_->EndPass()) {
+        error = path_ + " cannot be read to its end";
+        return false;
+    }
+    return true;
 }
 
 void ZipWriter::Closer::operator()(void* zip) const

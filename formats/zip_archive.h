@@ -10,8 +10,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "formats/buffered_file.h"
 #include "formats/device_paths.h"
-#include "formats/member_checker.h"
+#include "formats/known_members.h"
+#include "formats/packed_member.h"
 
 namespace ORVX::Formats {
 constexpr uint64_t MAX_CONFIG_SIZE = uint64_t{16} << 20U; // bytes, far above any real one
@@ -20,6 +22,8 @@ struct ArchiveMember {
     std::string name;        // without a leading "/"
     uint64_t size = 0;       // bytes
     uint64_t packedSize = 0; // bytes in the archive
+    uint32_t checksum = 0;   // CRC-32 of the content
+    bool isEncrypted = false;
     // Where its entry is in the archive's directory, in minizip's terms.
     uint64_t directoryOffset = 0;
     uint64_t directoryIndex = 0;
@@ -50,7 +54,9 @@ public:
     // failure what was at outPath before is still there, and nothing beside it.
     [[nodiscard]] bool ExtractMember(const std::string& name, const std::string& outPath, std::string& error) const;
     // Reads every member to its end and compares its checksum, also where two have one name. known: see MemberChecker.
-    [[nodiscard]] bool CheckWhole(std::string& error, KnownMembers* known = nullptr) const;
+    // take: is given the whole file meanwhile; of one that is not whole, perhaps only a part.
+    [[nodiscard]] bool CheckWhole(std::string& error, KnownMembers* known = nullptr,
+                                  const ByteTaker& take = nullptr) const;
 
 private:
     struct Closer {
@@ -67,6 +73,7 @@ private:
     [[nodiscard]] bool ReadThrough(const ArchiveMember& member, const Sink& sink, std::string& error) const;
 
     std::string path_;
+    std::shared_ptr<BufferedFile> file_; // minizip's, too
     std::unique_ptr<void, Closer> zip_;
     std::vector<ArchiveMember> members_;
     std::unordered_map<std::string, size_t> indexes_; // of the first member of each name

@@ -1,5 +1,8 @@
 #include "ports/host/bundle_file_set.h"
 
+#include <functional>
+#include <optional>
+
 #include "ports/host/known_bundle_file.h"
 
 namespace ORVX::TavomendHost {
@@ -9,10 +12,14 @@ InstallResult AddToBundleFileSet(const std::string& path, const Formats::BundleM
     return set.Add(path, manifest, message) ? INSTALL_OK : INSTALL_MIXED_SET;
 }
 
-InstallResult ReadBundleFileSet(const std::vector<std::string>& paths, BundleFileSet& set, std::string& message)
+namespace {
+using Read = std::function<std::optional<Formats::BundleManifest>(const std::string& path, std::string& message)>;
+
+InstallResult ReadWith(const Read& read, const std::vector<std::string>& paths, BundleFileSet& set,
+                       std::string& message)
 {
     for (const auto& path : paths) {
-        const auto manifest = ReadBundleFile(path, message);
+        const auto manifest = read(path, message);
         if (!manifest) {
             return INSTALL_BROKEN_BUNDLE_FILE;
         }
@@ -22,6 +29,21 @@ InstallResult ReadBundleFileSet(const std::vector<std::string>& paths, BundleFil
         }
     }
     return INSTALL_OK;
+}
+} // namespace
+
+InstallResult ReadBundleFileSet(const std::vector<std::string>& paths, BundleFileSet& set, std::string& message)
+{
+    return ReadWith(ReadBundleFile, paths, set, message);
+}
+
+InstallResult StageBundleFileSet(const std::vector<std::string>& paths, BundleFileSet& set, StagedFiles& staged,
+                                 std::string& message)
+{
+    const auto read = [&staged](const std::string& path, std::string& why) {
+        return StageBundleFile(path, staged, why);
+    };
+    return ReadWith(read, paths, set, message);
 }
 
 InstallResult CheckUpdate(const BundleFileSet& set, const InstalledBundle& installed, std::string& message)

@@ -8,9 +8,10 @@
 #include "formats/bundle_file_set.h"
 #include "ports/host/bundle_store.h"
 #include "ports/host/install_result.h"
+#include "ports/host/staged_files.h"
 
 namespace ORVX::TavomendHost {
-// Used by the installer and by the boot scan.
+// Used by the installer, the boot scan and whoever makes the store anew.
 using Formats::BundleFileSet;
 
 // INSTALL_OK, or a verdict whose `message` for people names the file or the module; from any thread.
@@ -19,6 +20,9 @@ using Formats::BundleFileSet;
 // before the refused file.
 [[nodiscard]] InstallResult ReadBundleFileSet(const std::vector<std::string>& paths, BundleFileSet& set,
                                               std::string& message);
+// The same; each file is copied as it is read.
+[[nodiscard]] InstallResult StageBundleFileSet(const std::vector<std::string>& paths, BundleFileSet& set,
+                                               StagedFiles& staged, std::string& message);
 // Adds one file that has been read already: of the same bundle, version and flags, and of a module that the set does
 // not have yet. A refused file leaves the set as it was.
 [[nodiscard]] InstallResult AddToBundleFileSet(const std::string& path, const Formats::BundleManifest& manifest,

@@ -7,19 +7,30 @@ namespace {
 constexpr int32_t PROGRESS_READ = 40;
 constexpr int32_t PROGRESS_DONE = 100;
 
+// Its copies are gone when it returns: with the verdict nothing is left of a refused install.
+InstallResult ReadAndPlace(BundlePlacer& placer, const std::vector<std::string>& paths, const InstallParam& param,
+                           IStatusReceiver& receiver, std::string& message)
+{
+    BundleFileSet set;
+    StagedFiles staged = placer.Stage();
+    InstallResult result = StageBundleFileSet(paths, set, staged, message);
+    if (result == INSTALL_OK) {
+        receiver.OnStatusNotify(PROGRESS_READ);
+        result = placer.Install(set, staged, param.userId, param.installFlag == InstallFlag::REPLACE_EXISTING, message);
+    }
+    if (result == INSTALL_OK) {
+        message = "installed " + set.manifest.bundleName + " version " + std::to_string(set.manifest.versionCode);
+    }
+    return result;
+}
+
 void CarryOut(BundlePlacer& placer, const std::vector<std::string>& paths, const InstallParam& param,
               const sptr<IStatusReceiver>& receiver)
 {
-    BundleFileSet set;
     std::string message;
-    InstallResult result = ReadBundleFileSet(paths, set, message);
-    if (result == INSTALL_OK) {
-        receiver->OnStatusNotify(PROGRESS_READ);
-        result = placer.Install(set, param.userId, param.installFlag == InstallFlag::REPLACE_EXISTING, message);
-    }
+    const InstallResult result = ReadAndPlace(placer, paths, param, *receiver, message);
     if (result == INSTALL_OK) {
         receiver->OnStatusNotify(PROGRESS_DONE);
-        message = "installed " + set.manifest.bundleName + " version " + std::to_string(set.manifest.versionCode);
     }
     HostMessage(result == INSTALL_OK ? KALOG_INFO : KALOG_ERROR, message);
     receiver->OnFinished(result, message);

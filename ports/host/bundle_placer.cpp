@@ -16,9 +16,7 @@ using Formats::INSTALLED_APP_DIR;
 using TavomendEngine::FileUtils;
 
 namespace {
-constexpr const char* STAGING_DIR = "/data/app/.staging";
 constexpr const char* REMOVED_DIR = "/data/app/.removed";
-constexpr uint32_t BUNDLE_FILE_MODE = 0644;
 constexpr const char* CANNOT_READ_STORE = "the bundle store cannot be read";
 
 // A directory for the version that is not there yet: a re-install must not touch the files in use.
@@ -60,20 +58,19 @@ void RemoveFormer(const std::optional<InstalledBundle>& installed)
     }
 }
 
-// Copies the files to staging and from there, in one rename, to `dir`; the bundle's paths become those in `dir`.
-bool CopyIntoPlace(InstalledBundle& bundle, const std::string& dir)
+// Moves the files, in one rename, to `dir`; the bundle's paths become those in `dir`.
+bool MoveIntoPlace(InstalledBundle& bundle, StagedFiles& staged, const std::string& dir)
 {
-    FileUtils::CleanDir(STAGING_DIR, true);
     for (auto& [module, path] : bundle.modules) {
         const std::string name = module + Formats::BUNDLE_FILE_SUFFIX;
-        if (!FileUtils::ReplaceFileByCopy(path, std::string(STAGING_DIR) + "/" + name, BUNDLE_FILE_MODE)) {
+        if (!staged.Finish(path, name)) {
             return false;
         }
         path = dir + "/" + name;
     }
     const std::string parent = fs::path(dir).parent_path().string();
-    return WriteVersionNote(STAGING_DIR, bundle) && FileUtils::MakeDirs(parent) &&
-           FileUtils::SyncDir(INSTALLED_APP_DIR) && FileUtils::RenameFile(STAGING_DIR, dir) &&
+    return WriteVersionNote(staged.Dir(), bundle) && FileUtils::MakeDirs(parent) &&
+           FileUtils::SyncDir(INSTALLED_APP_DIR) && FileUtils::RenameFile(staged.Dir(), dir) &&
            FileUtils::SyncDir(parent);
 }
 } // namespace
@@ -97,7 +94,8 @@ InstallResult BundlePlacer::CheckUser(const Formats::BundleManifest& manifest, i
     return INSTALL_OK;
 }
 
-InstallResult BundlePlacer::Install(const BundleFileSet& set, int32_t userId, bool mayReplace, std::string& message)
+InstallResult BundlePlacer::Install(const BundleFileSet& set, StagedFiles& staged, int32_t userId, bool mayReplace,
+                                    std::string& message)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     InstallResult result = CheckUser(set.manifest, userId, message);
@@ -123,7 +121,7 @@ InstallResult BundlePlacer::Install(const BundleFileSet& set, int32_t userId, bo
     if (std::find(bundle.users.begin(), bundle.users.end(), userId) == bundle.users.end()) {
         bundle.users.push_back(userId);
     }
-    return Place(std::move(bundle), installed, message);
+    return Place(std::move(bundle), installed, staged, message);
 }
 
 InstallResult BundlePlacer::Update(const BundleFileSet& set, std::string& message)
@@ -144,19 +142,19 @@ InstallResult BundlePlacer::Update(const BundleFileSet& set, std::string& messag
     }
     InstalledBundle bundle = MakeInstalledBundle(set);
     bundle.users = installed->users;
-    return Place(std::move(bundle), installed, message);
+    StagedFiles staged = Stage();
+    return Place(std::move(bundle), installed, staged, message);
 }
 
 InstallResult BundlePlacer::Place(InstalledBundle bundle, const std::optional<InstalledBundle>& installed,
-                                  std::string& message)
+                                  StagedFiles& staged, std::string& message)
 {
     if (installed) {
         bundle.factoryVersion = installed->factoryVersion;
     }
     const std::string dir = NewVersionDir(bundle);
-    if (!CopyIntoPlace(bundle, dir)) {
+    if (!MoveIntoPlace(bundle, staged, dir)) {
         message = "the files of " + bundle.bundleName + " could not be copied into place: " + strerror(errno);
-        FileUtils::CleanDir(STAGING_DIR, true);
         return INSTALL_IO_ERROR;
     }
     if (!store_->ReplaceBundle(bundle)) {
@@ -223,7 +221,7 @@ bool BundlePlacer::RemoveLeftovers()
             fs::remove(bundle->path(), inner); // goes when it is empty
         }
     }
-    FileUtils::CleanDir(STAGING_DIR, true);
+    staging_->RemoveLeftovers();
     FileUtils::CleanDir(REMOVED_DIR, true);
     return true;
 }

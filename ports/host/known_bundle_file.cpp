@@ -14,9 +14,8 @@ std::string KnownMembersPath(const std::string& bundleName, const std::string& m
 {
     return std::string(KNOWN_MEMBERS_DIR) + "/" + bundleName + "@" + module;
 }
-} // namespace
 
-std::optional<BundleManifest> ReadBundleFile(const std::string& path, std::string& error)
+std::optional<BundleManifest> Read(const std::string& path, const Formats::ByteTaker& take, std::string& error)
 {
     KnownMembers known;
     std::string knownPath;
@@ -25,7 +24,7 @@ std::optional<BundleManifest> ReadBundleFile(const std::string& path, std::strin
         knownPath = KnownMembersPath(announced.bundleName, announced.module);
         former = ReadCacheFile(knownPath);
         known = KnownMembers(former);
-        return &known;
+        return Formats::BundleFile::Company{&known, take};
     });
     const std::string noted = manifest ? known.Print() : "";
     if (!noted.empty() && noted != former) {
@@ -34,6 +33,17 @@ std::optional<BundleManifest> ReadBundleFile(const std::string& path, std::strin
         WriteCacheFile(knownPath, noted);
     }
     return manifest;
+}
+} // namespace
+
+std::optional<BundleManifest> ReadBundleFile(const std::string& path, std::string& error)
+{
+    return Read(path, nullptr, error);
+}
+
+std::optional<BundleManifest> StageBundleFile(const std::string& path, StagedFiles& staged, std::string& error)
+{
+    return Read(path, staged.CopyOf(path), error);
 }
 
 void ForgetBundleFiles(const InstalledBundle& bundle)

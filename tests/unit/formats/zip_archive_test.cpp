@@ -182,6 +182,60 @@ TEST_F(ZipArchiveTest, ChecksMembersAsTheyAreRead)
     }
 }
 
+// In front of the members, between them and behind the directory lies what no member has.
+TEST_F(ZipArchiveTest, AFileThatIsCheckedIsPassedOnAsItIs)
+{
+    const std::string text(2000000, 't');
+    const std::string large = Noise(1400000, 3);
+    const std::string tail =
+        ZipBuilder().Add("one", "1").Add("lines", text).Add("large", large).Add("kept", large, 0).Build();
+    struct Case {
+        const char* name;
+        std::string bytes;
+        bool isWhole;
+        size_t smallReads; // at most, beside those of 256 KiB
+    };
+    std::string damaged = tail;
+    damaged[tail.size() / 2] ^= 1;
+    ZipBuilder many;
+    for (int i = 0; i < 200; ++i) {
+        many.Add(std::string(3000, 'n') + std::to_string(i), "", 0);
+    }
+    const Case cases[] = {
+        {"as it is", tail, true, 2},
+        {"with a long directory", many.Build(), true, 202},
+        {"behind other bytes", Noise(700000, 4) + tail, true, 2},
+        {"small", ZipBuilder().Add("one", "1", 0).Build(), true, 2},
+        {"damaged", damaged, false, 1000},
+    };
+    for (const auto& [name, bytes, isWhole, smallReads] : cases) {
+        const auto archive = OpenBytes(bytes);
+        KnownMembers known;
+        for (int round = 0; round < 3; ++round) { // with nothing known, all, and what does not fit the packed bytes
+            std::string passed;
+            const auto take = [&passed](const char* piece, size_t size) { passed.append(piece, size); };
+            TavomendTest::FaultyFileLayer layer("/tmp");
+            EXPECT_EQ(archive.CheckWhole(error_, &known, take), isWhole) << name << ": " << error_;
+            EXPECT_EQ(passed.size() == bytes.size(), isWhole) << name;
+            EXPECT_TRUE(bytes.compare(0, passed.size(), passed) == 0) << name << " in round " << round;
+            EXPECT_TRUE(round > 0 || layer.Calls().size() <= bytes.size() / (256 << 10) + smallReads)
+                << name << ": " << layer.Calls().size(); // and not all of it once more for who is given it
+            std::string marks = known.Print();
+            for (size_t at = 20; round == 1 && at < marks.size(); at += 28) {
+                marks[at] ^= 1; // in the sum of the packed bytes
+            }
+            known = KnownMembers(marks);
+        }
+    }
+    const auto archive = OpenBytes(tail);
+    size_t passed = 0;
+    std::filesystem::resize_file(PATH, tail.size() - 1); // the last byte is that of the archive's comment's size
+    EXPECT_FALSE(archive.CheckWhole(error_, nullptr, [&passed](const char*, size_t size) { passed += size; }));
+    EXPECT_EQ(error_, "/tmp/a.zip cannot be read to its end");
+    EXPECT_LT(passed, tail.size());
+    EXPECT_TRUE(archive.CheckWhole(error_)) << error_; // which nobody needs
+}
+
 #ifdef TAVOMEND_HAS_ISAL
 uint64_t Crc64(const std::string& bytes)
 {

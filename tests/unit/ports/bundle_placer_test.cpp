@@ -2,11 +2,13 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include "ports/host/bundle_placer.h"
 #include "ports/host/installed_notes.h"
 #include "tests/support/device_fixture.h"
 #include "tests/support/faulty_file_layer.h"
+#include "tests/support/noise.h"
 #include "tests/support/vab_builder.h"
 
 namespace ORVX::TavomendTest {
@@ -72,9 +74,23 @@ protected:
         EXPECT_EQ(ReadBundleFileSet(paths, set, message), INSTALL_OK) << message;
         return set;
     }
+    // As the installer does it: copied while it is read.
+    InstallResult StageAndInstall(const std::vector<std::string>& paths)
+    {
+        BundleFileSet set;
+        StagedFiles staged = placer_->Stage();
+        const InstallResult result = StageBundleFileSet(paths, set, staged, message_);
+        return result == INSTALL_OK ? placer_->Install(set, staged, 100, true, message_) : result;
+    }
     InstallResult Install(const std::vector<Vab>& vabs, int32_t userId = 100)
     {
-        return placer_->Install(SetOf(vabs), userId, true, message_);
+        return InstallSet(SetOf(vabs), userId);
+    }
+    // Of which nothing has been copied yet.
+    InstallResult InstallSet(const BundleFileSet& set, int32_t userId)
+    {
+        StagedFiles staged = placer_->Stage();
+        return placer_->Install(set, staged, userId, true, message_);
     }
     std::optional<InstalledBundle> Find(const std::string& name)
     {
@@ -175,8 +191,59 @@ TEST_F(BundlePlacerTest, AVersionThatTheStoreFailedOnStaysForTheNextScan)
     EXPECT_EQ(Files(), Names{"com.a/v5/entry.vab"});
 }
 
+TEST_F(BundlePlacerTest, WhatIsPlacedIsWhatWasChecked)
+{
+    AddUsers();
+    WriteFile("/data/app/.staging/7/left.vab", "of a power cut");
+    Vab large{"com.large"};
+    large.payload = Noise(800000, 5);
+    WriteFile("/tmp/a.vab", entry_.Bytes());
+    WriteFile("/tmp/large.vab", large.Bytes());
+    BundleFileSet sets[2];
+    {
+        StagedFiles first = placer_->Stage();
+        StagedFiles second = placer_->Stage();
+        ASSERT_EQ(StageBundleFileSet({"/tmp/large.vab"}, sets[0], first, message_), INSTALL_OK) << message_;
+        ASSERT_EQ(StageBundleFileSet({"/tmp/a.vab"}, sets[1], second, message_), INSTALL_OK) << message_;
+        WriteFile("/tmp/large.vab", large.At(2).Bytes()); // somebody else's, now
+        std::filesystem::remove("/tmp/a.vab");
+        EXPECT_TRUE(placer_->RemoveLeftovers());
+        EXPECT_EQ(StageAndInstall({"/tmp/large.vab", "/tmp/large.vab"}), INSTALL_MIXED_SET);
+        EXPECT_EQ(placer_->Install(sets[0], first, 100, true, message_), INSTALL_OK) << message_;
+        EXPECT_EQ(placer_->Install(sets[1], second, 100, true, message_), INSTALL_OK) << message_;
+    }
+    EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.large/v1/entry.vab"}));
+    EXPECT_TRUE(ReadFile("/data/app/com.large/v1/entry.vab") == large.Bytes());
+    EXPECT_EQ(ReadFile("/data/app/com.a/v5/entry.vab"), entry_.Bytes());
+    EXPECT_FALSE(Exists("/data/app/.staging"));
+}
+
+TEST_F(BundlePlacerTest, ACopyThatFailsIsToldAndLeavesNothing)
+{
+    AddUsers();
+    std::filesystem::create_directory("/data/app");
+    WriteFile("/tmp/a.vab", entry_.Bytes());
+    WriteFile("/tmp/b.vab", feature_.Bytes());
+    for (const char* call : {"mkdir", "write", "fchmod", "fsync", "rename"}) {
+        FaultyFileLayer files("/data/app");
+        files.FailCall(call, 1, ENOSPC);
+        EXPECT_EQ(StageAndInstall({"/tmp/a.vab", "/tmp/b.vab"}), INSTALL_IO_ERROR) << call;
+        EXPECT_EQ(message_, "the files of com.a could not be copied into place: No space left on device") << call;
+        EXPECT_TRUE(ListTree("/data/app").empty()) << call;
+        EXPECT_FALSE(Find("com.a")) << call;
+    }
+    umask(S_IRWXG | S_IRWXO);
+    EXPECT_EQ(StageAndInstall({"/tmp/a.vab", "/tmp/b.vab"}), INSTALL_OK) << message_;
+    EXPECT_EQ(std::filesystem::status("/data/app/com.a/v5/entry.vab").permissions(), std::filesystem::perms(0644));
+    WriteFile("/tmp/a.vab", entry_.At(4).Bytes());
+    EXPECT_EQ(StageAndInstall({"/tmp/a.vab", "/tmp/b.vab"}), INSTALL_MIXED_SET);
+    EXPECT_EQ(Files(), (Names{"com.a/v5/entry.vab", "com.a/v5/feature.vab"}));
+}
+
 // The power goes at every call in turn: what the store names is there, whole, and everything else can be cleaned up.
-TEST_F(BundlePlacerTest, APowerCutLeavesWhatTheStoreNames)
+class BundlePlacerPowerTest : public BundlePlacerTest, public testing::WithParamInterface<bool> {};
+
+TEST_P(BundlePlacerPowerTest, APowerCutLeavesWhatTheStoreNames)
 {
     AddUsers();
     std::filesystem::create_directory("/data/app");
@@ -190,7 +257,8 @@ TEST_F(BundlePlacerTest, APowerCutLeavesWhatTheStoreNames)
         {
             FaultyFileLayer files("/data/app");
             files.FailFrom(++cuts);
-            static_cast<void>(placer_->Install(set, 100, true, message_));
+            static_cast<void>(GetParam() ? StageAndInstall({set.modules.at("entry"), set.modules.at("feature")})
+                                         : InstallSet(set, 100));
             isWhole = files.Calls().size() < cuts;
             files.CutPower();
         }
@@ -212,6 +280,8 @@ TEST_F(BundlePlacerTest, APowerCutLeavesWhatTheStoreNames)
     EXPECT_GT(cuts, 20U);
     EXPECT_GT(taken, 1U); // cuts behind the store's commit
 }
+INSTANTIATE_TEST_SUITE_P(Copies, BundlePlacerPowerTest, testing::Bool(),
+                         [](const auto& copied) { return copied.param ? "WhileRead" : "Afterwards"; });
 
 TEST_F(BundlePlacerTest, GivesBackWhatWasStored)
 {

@@ -301,6 +301,31 @@ TEST_F(HostPlatformTest, InstallsUpdatesAndAnswers)
     EXPECT_TRUE(service_->GetBundleInfo("com.b", 0, info, 101) && info.isPreInstallApp);
 }
 
+// Puts another version in the file's place as soon as it has been read.
+class Exchanger : public VerdictReceiver {
+public:
+    void OnStatusNotify(int32_t progress) override
+    {
+        VerdictReceiver::OnStatusNotify(progress);
+        if (progress == 40) {
+            WriteFile("/tmp/a.vab", Vab{"com.a", 6}.Bytes());
+        }
+    }
+};
+
+TEST_F(HostPlatformTest, WhatIsInstalledIsWhatWasRead)
+{
+    InitAndStart();
+    WriteFile("/tmp/a.vab", entry_.Bytes());
+    const auto receiver = MakeSptr<Exchanger>();
+    InstallParam param;
+    param.userId = 100;
+    ASSERT_EQ(service_->GetBundleInstaller()->Install({"/tmp/a.vab"}, param, receiver), 0);
+    ASSERT_EQ(receiver->Wait().first, 0);
+    EXPECT_EQ(ReadFile("/tmp/a.vab"), (Vab{"com.a", 6}).Bytes());
+    EXPECT_EQ(ReadFile("/data/app/com.a/v5/entry.vab"), entry_.Bytes());
+}
+
 TEST_F(HostPlatformTest, ARefusedInstallChangesNothing)
 {
     InitAndStart();
