@@ -9,6 +9,11 @@ import tempfile
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
+# Of a command that takes little time a median of few runs says little: both sides run until they have taken so many
+# seconds by the clock, or so many times.
+SECONDS_MIN = 4
+ROUNDS_MAX = 25
+
 # Seconds by the clock and of CPU, peak in KiB, bytes read and written by system calls.
 Cost = collections.namedtuple("Cost", "wall cpu peak read written")
 
@@ -68,7 +73,7 @@ def sum_of(costs):
 
 
 def median_of(costs):
-    return Cost(*(statistics.median(values) for values in zip(*costs)))
+    return Cost(*(type(values[0])(statistics.median(values)) for values in zip(*costs)))
 
 
 class Side:
@@ -84,13 +89,17 @@ class Side:
 
 
 def side_by_side(programs, ours, theirs, rounds, touched=0):
-    """Alternating runs, so that what else the machine does meets both; the first round only fills the caches."""
+    """Alternating runs, at least so many, so that what else the machine does meets both; the first round only fills
+    the caches."""
+    sides = (ours, theirs)
+    for side in sides:
+        side.once(programs, touched)
     costs = ([], [])
-    for number in range(rounds + 1):
-        for kept, side in zip(costs, (ours, theirs)):
-            cost = side.once(programs, touched)
-            if number > 0:
-                kept.append(cost)
+    taken = 0
+    while len(costs[0]) < rounds or (taken < SECONDS_MIN and len(costs[0]) < ROUNDS_MAX):
+        for kept, side in zip(costs, sides):
+            kept.append(side.once(programs, touched))
+            taken += kept[-1].wall
     return median_of(costs[0]), median_of(costs[1])
 
 
