@@ -6,12 +6,13 @@ import statistics
 import subprocess
 import sys
 import tempfile
+import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
-# Of a command that takes little time a median of few runs says little: both sides run until they have taken so many
-# seconds by the clock, or so many times.
-SECONDS_MIN = 4
+# Of a command that takes little time a median of few runs says little: both sides run, with what prepares them, until
+# so many seconds are over, or so many times.
+SECONDS_MIN = 10
 ROUNDS_MAX = 25
 
 # Seconds by the clock and of CPU, peak in KiB, bytes read and written by system calls.
@@ -95,11 +96,10 @@ def side_by_side(programs, ours, theirs, rounds, touched=0):
     for side in sides:
         side.once(programs, touched)
     costs = ([], [])
-    taken = 0
-    while len(costs[0]) < rounds or (taken < SECONDS_MIN and len(costs[0]) < ROUNDS_MAX):
+    end = time.monotonic() + SECONDS_MIN
+    while len(costs[0]) < rounds or (time.monotonic() < end and len(costs[0]) < ROUNDS_MAX):
         for kept, side in zip(costs, sides):
             kept.append(side.once(programs, touched))
-            taken += kept[-1].wall
     return median_of(costs[0]), median_of(costs[1])
 
 
