@@ -43,7 +43,8 @@ def main():
     parser.add_argument("--numbers", type=int, nargs=2, default=[0, 200], metavar=("FIRST", "END"),
                         help="of pairs, for limits")
     parser.add_argument("--least", type=int, default=0, help="MiB of the old file, for limits")
-    parser.add_argument("--rounds", type=int, default=5, help="runs that a median is taken of, at least: more of short ones")
+    parser.add_argument("--rounds", type=int, default=5,
+                        help="runs that a median is taken of, at least: more of short ones")
     parser.add_argument("--json", action="store_true", help="a line of JSON for each row")
     options = parser.parse_args()
     if options.files and (options.part != "pairs" or len(options.files) != 2):

@@ -18,8 +18,9 @@ public:
     BundleInstaller(std::shared_ptr<BundlePlacer> placer, std::shared_ptr<InstallThreads> threads);
 
     // Refuses at once only an empty list and an empty receiver (INSTALL_BAD_ARGUMENTS), and every request once the
-    // service has ended (INSTALL_SERVICE_ENDED). Progress is 40 when the files are read and 100 before a good verdict;
-    // the verdict is one of InstallResult with one line for people.
+    // service has ended (INSTALL_SERVICE_ENDED). Each file is read once and copied meanwhile: what its path leads to
+    // later is not installed, and with a bad verdict no copy is left. Progress is 40 when the files are read and 100
+    // before a good verdict; the verdict is one of InstallResult with one line for people.
     int32_t Install(const std::vector<std::string>& bundleFilePaths, const InstallParam& installParam,
                     const sptr<IStatusReceiver>& statusReceiver) override;
 

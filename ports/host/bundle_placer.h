@@ -22,8 +22,9 @@ public:
 
     // For the files of one install, while they are read.
     [[nodiscard]] StagedFiles Stage() { return StagedFiles(staging_); }
-    // Installs for one user more, keeping those that have the bundle already; staged: what Stage gave. On failure the
-    // installed version is the former one.
+    // Installs for one user more, keeping those that have the bundle already. staged: what Stage gave, with the copies
+    // of the set's files or without; it serves one install. On failure the installed version is the former one, and the
+    // copies go with `staged`.
     [[nodiscard]] InstallResult Install(const BundleFileSet& set, StagedFiles& staged, int32_t userId, bool mayReplace,
                                         std::string& message);
     // Takes a newer version in for the users who have the bundle.

@@ -234,6 +234,13 @@ TEST_F(ZipArchiveTest, AFileThatIsCheckedIsPassedOnAsItIs)
     EXPECT_EQ(error_, "/tmp/a.zip cannot be read to its end");
     EXPECT_LT(passed, tail.size());
     EXPECT_TRUE(archive.CheckWhole(error_)) << error_; // which nobody needs
+
+    std::string small = ZipBuilder().Add("one", "first", 0).Build();
+    const auto again = OpenBytes(small);
+    EXPECT_TRUE(again.CheckWhole(error_)) << error_;
+    small[small.find("first")] = 'F';
+    WriteFile(PATH, small);
+    EXPECT_FALSE(again.CheckWhole(error_, nullptr, [](const char*, size_t) {})); // not what an earlier check has seen
 }
 
 #ifdef TAVOMEND_HAS_ISAL
