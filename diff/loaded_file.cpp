@@ -1,26 +1,18 @@
 #include "diff/loaded_file.h"
 
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace ORVX::Difference {
-namespace {
-// False while somebody has it open for writing, and on file systems that have no leases. Of who wants to write to it
-// later we are told by a signal: one that does nothing, where the usual one would end the process.
-bool KeepWritersOut(int file)
-{
-    return fcntl(file, F_SETSIG, SIGURG) == 0 && fcntl(file, F_SETLEASE, F_RDLCK) == 0;
-}
-} // namespace
+#include "handles/read_lease.h"
 
+namespace ORVX::Difference {
 std::optional<LoadedFile> LoadedFile::Read(const std::string& path)
 {
     // Not to wait at a pipe that nobody writes to.
     Handles::UniqueDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    const bool isHeld = file.IsValid() && KeepWritersOut(file.Get());
+    const bool isHeld = file.IsValid() && Handles::TakeReadLease(file.Get());
     struct stat status {};
     if (!file.IsValid() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return std::nullopt;

@@ -19,7 +19,7 @@ PieceSealer::PieceSealer() : context_(EVP_CIPHER_CTX_new())
     OPENSSL_cleanse(key.data(), key.size());
 }
 
-bool PieceSealer::Make(uint64_t number, const std::vector<char>& piece, Seal& seal) const
+bool PieceSealer::Make(uint64_t number, std::string_view piece, Seal& seal) const
 {
     std::array<uint8_t, NONCE_SIZE> nonce{};
     for (size_t i = 0; i < sizeof(number); ++i) {
@@ -34,7 +34,7 @@ bool PieceSealer::Make(uint64_t number, const std::vector<char>& piece, Seal& se
            EVP_CIPHER_CTX_ctrl(context_.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(seal.size()), seal.data()) == 1;
 }
 
-bool PieceSealer::Fits(uint64_t number, const std::vector<char>& piece, const Seal& seal) const
+bool PieceSealer::Fits(uint64_t number, std::string_view piece, const Seal& seal) const
 {
     Seal now{};
     return Make(number, piece, now) && CRYPTO_memcmp(now.data(), seal.data(), seal.size()) == 0;

@@ -4,7 +4,7 @@
 
 #include <array>
 #include <cstdint>
-#include <vector>
+#include <string_view>
 
 #include "handles/crypto.h"
 
@@ -18,9 +18,9 @@ public:
     PieceSealer();
 
     // Needs a number that no other piece of this sealer has. False when the library failed.
-    [[nodiscard]] bool Make(uint64_t number, const std::vector<char>& piece, Seal& seal) const;
+    [[nodiscard]] bool Make(uint64_t number, std::string_view piece, Seal& seal) const;
     // False for other data, or the same under another number.
-    [[nodiscard]] bool Fits(uint64_t number, const std::vector<char>& piece, const Seal& seal) const;
+    [[nodiscard]] bool Fits(uint64_t number, std::string_view piece, const Seal& seal) const;
 
 private:
     Handles::Crypto<EVP_CIPHER_CTX> context_; // null without a key

@@ -6,6 +6,8 @@
 namespace ORVX::TavomendEngine {
 namespace {
 constexpr size_t PIECE_SIZE = size_t{64} * 1024;
+// Of pieces that are mapped at once: what a process may lock is limited.
+constexpr size_t WINDOW_SIZE = 16 * PIECE_SIZE;
 } // namespace
 
 std::unique_ptr<SealedFile> SealedFile::Read(const std::string& path, const Taker& take)
@@ -23,15 +25,47 @@ bool SealedFile::SealAll(const Taker& take)
     for (Piece& piece : pieces_) {
         piece.bytes.reserve(PIECE_SIZE); // no later read needs memory
     }
-    std::vector<char>& bytes = pieces_.front().bytes;
-    seals_.resize((Size() + PIECE_SIZE - 1) / PIECE_SIZE);
-    for (uint64_t number = 0; number < seals_.size(); ++number) {
-        if (!Load(number, bytes) || !sealer_.Make(number, bytes, seals_[number])) {
+    const uint64_t count = (Size() + PIECE_SIZE - 1) / PIECE_SIZE;
+    seals_.reserve(count);
+    // The taker and the sealer look at a mapped piece one after the other. Both saw the same only if nobody was let in
+    // to write, from the first piece to the last.
+    if (file_.Hold()) {
+        const bool isSealed = SealMapped(take);
+        if (!file_.Release() || !isSealed) {
             return false;
         }
-        take(bytes.data(), bytes.size());
+    }
+    std::vector<char>& bytes = pieces_.front().bytes;
+    while (seals_.size() < count) {
+        if (!Load(seals_.size(), bytes) || !SealNext({bytes.data(), bytes.size()}, take)) {
+            return false;
+        }
     }
     return true;
+}
+
+bool SealedFile::SealMapped(const Taker& take)
+{
+    for (uint64_t at = 0; at < Size() && file_.IsHeld(); at += WINDOW_SIZE) {
+        const Handles::FilePages pages = file_.Map(at, std::min<uint64_t>(WINDOW_SIZE, Size() - at));
+        if (!pages.IsValid()) {
+            break;
+        }
+        for (std::string_view rest = pages.View(); !rest.empty();
+             rest.remove_prefix(std::min(PIECE_SIZE, rest.size()))) {
+            if (!SealNext(rest.substr(0, PIECE_SIZE), take)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+bool SealedFile::SealNext(std::string_view piece, const Taker& take)
+{
+    take(piece.data(), piece.size());
+    seals_.emplace_back();
+    return sealer_.Make(seals_.size() - 1, piece, seals_.back());
 }
 
 bool SealedFile::Load(uint64_t number, std::vector<char>& bytes) const
@@ -49,7 +83,8 @@ const std::vector<char>* SealedFile::PieceOf(uint64_t number)
     std::swap(pieces_.front(), pieces_.back());
     Piece& piece = pieces_.front();
     if (piece.number != number) {
-        const bool isKnown = Load(number, piece.bytes) && sealer_.Fits(number, piece.bytes, seals_[number]);
+        const bool isKnown =
+            Load(number, piece.bytes) && sealer_.Fits(number, {piece.bytes.data(), piece.bytes.size()}, seals_[number]);
         piece.number = isKnown ? number : UINT64_MAX;
     }
     return piece.number == number ? &piece.bytes : nullptr;

@@ -20,11 +20,13 @@ namespace ORVX::TavomendEngine {
 // For one thread.
 class SealedFile {
 public:
-    // Is given all of the file, in order, while it is sealed.
+    // Is given all of the file, in order, while it is sealed. The bytes may be those that the system shows to
+    // everybody: to be read at once, and never written.
     using Taker = std::function<void(const void* bytes, size_t size)>;
 
-    // Reads a regular file once. Null when it is none, cannot be read to the end that it had when it was opened, or
-    // cannot be sealed; the taker may have been given a part of it then.
+    // Reads a regular file once. Null when it is none, cannot be read to the end that it had when it was opened, cannot
+    // be sealed, or may have been changed between what the taker saw and what was sealed; the taker may have been given
+    // a part of it then. Whoever wants to write to the file meanwhile waits for a moment.
     [[nodiscard]] static std::unique_ptr<SealedFile> Read(const std::string& path, const Taker& take);
 
     [[nodiscard]] uint64_t Size() const { return file_.Size(); }
@@ -42,13 +44,16 @@ private:
 
     explicit SealedFile(const std::string& path) : file_(path) {}
     [[nodiscard]] bool SealAll(const Taker& take);
+    // From the beginning on, as far as it is held and can be mapped. False when a piece cannot be sealed.
+    [[nodiscard]] bool SealMapped(const Taker& take);
+    [[nodiscard]] bool SealNext(std::string_view piece, const Taker& take);
     [[nodiscard]] bool Load(uint64_t number, std::vector<char>& bytes) const;
     // Null where it is not what it was.
     [[nodiscard]] const std::vector<char>* PieceOf(uint64_t number);
 
     InputFile file_;
     PieceSealer sealer_;
-    std::vector<Seal> seals_;
+    std::vector<Seal> seals_; // of as many pieces as are sealed
     // Those used last, the latest first: an archive's reader goes to and fro between its directory and its members.
     std::array<Piece, 2> pieces_;
 };

@@ -31,6 +31,7 @@ public:
     }
     ssize_t Read(int file, void* room, size_t size) override { return read(file, room, size); }
     ssize_t ReadAt(int file, void* room, size_t size, off_t at) override { return pread(file, room, size, at); }
+    Handles::FilePages Map(int file, size_t size, off_t at) override { return {file, size, at}; }
     ssize_t Write(int file, const void* bytes, size_t size) override { return write(file, bytes, size); }
     ssize_t CopyRange(int from, int to, size_t size) override
     {

@@ -8,6 +8,8 @@
 #include <sys/types.h>
 #include <vector>
 
+#include "handles/file_pages.h"
+
 namespace ORVX::TavomendEngine {
 // Each operation is the call of its name: it gives the call's result, -1 with the reason in errno after a failure, and
 // nothing has changed then that the call itself would not have changed. None repeats what was interrupted, finishes
@@ -38,6 +40,8 @@ public:
     virtual ssize_t Read(int file, void* room, size_t size) = 0;
     // pread(2).
     virtual ssize_t ReadAt(int file, void* room, size_t size, off_t at) = 0;
+    // mmap(2) and mlock(2).
+    virtual Handles::FilePages Map(int file, size_t size, off_t at) = 0;
     virtual ssize_t Write(int file, const void* bytes, size_t size) = 0;
     // copy_file_range(2) from one descriptor's place to the other's.
     virtual ssize_t CopyRange(int from, int to, size_t size) = 0;

@@ -44,6 +44,8 @@ public:
     {
         return Fails("read", PathOf(file)) ? -1 : real_.ReadAt(file, room, std::min(size, bytesMax_), at);
     }
+    // Nothing can be mapped: what is read instead can fail.
+    Handles::FilePages Map(int /*file*/, size_t /*size*/, off_t /*at*/) override { return {}; }
     ssize_t Write(int file, const void* bytes, size_t size) override
     {
         return Fails("write", PathOf(file)) ? -1 : real_.Write(file, bytes, std::min(size, bytesMax_));
