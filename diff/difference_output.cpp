@@ -1,10 +1,17 @@
 #include "diff/difference_output.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <utility>
 
 namespace ORVX::Difference {
+namespace {
+// Not more than the system keeps for a moment without writing it out: the pages have no content yet.
+constexpr uint64_t AT_ONCE_MAX = uint64_t{64} << 20;
+} // namespace
+
 std::unique_ptr<DifferenceOutput> DifferenceOutput::Create(const std::string& path, uint64_t size,
                                                            DifferenceResult& result)
 {
@@ -30,9 +37,7 @@ DifferenceOutput::DifferenceOutput(const std::string& path, uint64_t size) : pla
 
 DifferenceOutput::~DifferenceOutput()
 {
-    if (memory_ != nullptr) {
-        munmap(memory_, size_);
-    }
+    Unmap();
     if (file_.IsValid() && !isKept_) {
         unlinkat(place_.Directory(), place_.Name(), 0);
     }
@@ -74,15 +79,30 @@ uint8_t* DifferenceOutput::Map()
     if (memory_ == nullptr) { // nothing to map of an empty file: nullptr again
         void* const memory = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, file_.Get(), 0);
         memory_ = memory == MAP_FAILED ? nullptr : memory;
+        if (memory_ != nullptr && !BringPages()) {
+            Unmap();
+        }
     }
     return static_cast<uint8_t*>(memory_);
 }
 
+// Many at once cost far less than one by one, and a disk that fails then is an error, where touching the page would
+// end the process. A kernel before 5.14 does not know it, and brings each as it is touched.
+bool DifferenceOutput::BringPages()
+{
+    return madvise(memory_, std::min(size_, AT_ONCE_MAX), MADV_POPULATE_WRITE) == 0 || errno != EFAULT;
+}
+
+void DifferenceOutput::Unmap()
+{
+    if (memory_ != nullptr) {
+        munmap(std::exchange(memory_, nullptr), size_);
+    }
+}
+
 bool DifferenceOutput::Keep()
 {
-    if (memory_ != nullptr && msync(memory_, size_, MS_SYNC) != 0) {
-        return false;
-    }
+    Unmap(); // first: what is mapped costs more to flush
     isKept_ = fsync(file_.Get()) == 0;
     return isKept_;
 }

@@ -31,13 +31,15 @@ public:
     [[nodiscard]] uint64_t Room() const { return size_ - written_; }
     // SHA-256 of what is in the file. False when it cannot be read.
     [[nodiscard]] bool Digest(Handles::Sha256Digest& digest) const;
-    // The whole file, mapped for writing; null when it is empty or cannot be mapped.
+    // The whole file, mapped for writing until Keep; null when it is empty, cannot be mapped, or the disk fails.
     [[nodiscard]] uint8_t* Map();
     // Flushes the content to the disk and lets the file stay. After a failure it still deletes itself.
     [[nodiscard]] bool Keep();
 
 private:
     DifferenceOutput(const std::string& path, uint64_t size);
+    [[nodiscard]] bool BringPages();
+    void Unmap();
 
     Handles::Place place_;
     Handles::UniqueDescriptor file_;

@@ -56,6 +56,10 @@ TEST_F(DifferenceOutputTest, IsCreatedWithItsRoomOrNotAtAll)
         EXPECT_EQ(output->Map(), output->Map());
     }
     EXPECT_FALSE(scratch_.Has("out")); // it was not kept
+    g_system.populate.error = EINVAL;  // an old kernel
+    EXPECT_NE(Create(100)->Map(), nullptr);
+    g_system.populate.error = EFAULT; // a disk that fails
+    EXPECT_EQ(Create(100)->Map(), nullptr);
     scratch_.Write("out", "somebody's");
     EXPECT_EQ(Create(5), nullptr);
     EXPECT_EQ(scratch_.Read("out"), "somebody's");

@@ -56,4 +56,9 @@ int mlock(const void* memory, size_t size)
     static const auto real = Real<int (*)(const void*, size_t)>("mlock");
     return g_system.mlock.Take() != 0 ? -1 : real(memory, size);
 }
+int madvise(void* memory, size_t size, int advice)
+{
+    static const auto real = Real<int (*)(void*, size_t, int)>("madvise");
+    return advice == MADV_POPULATE_WRITE && g_system.populate.Take() != 0 ? -1 : real(memory, size, advice);
+}
 }

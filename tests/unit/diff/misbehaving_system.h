@@ -34,13 +34,14 @@ struct MisbehavingSystem {
     Fault read;
     Fault pread;
     Fault mlock;
+    Fault populate;                               // madvise, MADV_POPULATE_WRITE
     std::atomic<size_t> bytesMax{SIZE_MAX};       // of one write, read or pread
     std::atomic<void (*)()> beforeWrite{nullptr}; // called at each write
 
     // Everything works again, and no call was counted.
     void Mend()
     {
-        for (Fault* const fault : {&fsync, &fallocate, &write, &read, &pread, &mlock}) {
+        for (Fault* const fault : {&fsync, &fallocate, &write, &read, &pread, &mlock, &populate}) {
             fault->calls = 0;
             fault->error = 0;
         }
