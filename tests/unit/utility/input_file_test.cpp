@@ -39,7 +39,7 @@ TEST_F(InputFileTest, IsHeldOnlyWhereThatSaysThatItStaysAsItIs)
     }
     unsigned char isThere = 0;
     EXPECT_EQ(mincore(const_cast<char*>(content.data()), 1, &isThere), -1); // the pages have gone with their owner
-    if (mlock(nullptr, 1) != 0) { // a sanitizer's own does nothing
+    if (mlock(nullptr, 1) != 0) {                                           // a sanitizer's own does nothing
         EXPECT_FALSE(file.Map(0, 1000000).IsValid()); // looked at, the pages behind the end would end the process
     }
     EXPECT_FALSE(CanBeWritten());
