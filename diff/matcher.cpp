@@ -13,6 +13,9 @@ constexpr size_t COMPARED_MAX = 4096;
 constexpr size_t THREE_BYTES_FROM = size_t{8} << 20;
 // Places of the same length that are looked at on either side.
 constexpr size_t NEIGHBOURS_MAX = 64;
+// How far back a new alignment may take over from the one before. Where content repeats itself for megabytes, each
+// could from the beginning on, and the time would grow with the square of their length.
+constexpr size_t BACKWARD_MAX = size_t{256} << 10;
 // Binary digits of a seek that each takes, and those that cost as much as an extra byte.
 constexpr int NEAR_DIGITS = 8;
 constexpr int DIGITS_OF_A_BYTE = 4;
@@ -184,7 +187,7 @@ private:
                                [this](size_t i) { return old_.data[lastOld_ + i] == fresh_.data[lastNew_ + i]; });
         size_t backward = 0;
         if (position < fresh_.size) {
-            backward = Reach(std::min(between, oldPosition), [this, position, oldPosition](size_t i) {
+            backward = Reach(std::min({between, oldPosition, BACKWARD_MAX}), [this, position, oldPosition](size_t i) {
                 return old_.data[oldPosition - 1 - i] == fresh_.data[position - 1 - i];
             });
         }
