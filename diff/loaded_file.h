@@ -14,8 +14,8 @@
 namespace ORVX::Difference {
 // The base of the applier, and its plain difference. A disk that fails, or a file that shrinks, under a mapping kills
 // the process. So a file is mapped only where its pages can be locked into memory and nobody can write to it meanwhile
-// (handles/read_lease.h), and otherwise read. Either way it is in memory as a whole; mapped, it is there once only, in the system's own cache.
-// For one thread at a time; what it views may be read by any.
+// (handles/read_lease.h), and otherwise read. Either way it is in memory as a whole; mapped, it is there once only, in
+// the system's own cache. For one thread at a time; what it views may be read by any.
 class LoadedFile {
 public:
     // Nothing when the path names no regular file, or it cannot be read to its end. An empty file gives an empty view.

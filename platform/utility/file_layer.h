@@ -40,7 +40,7 @@ public:
     virtual ssize_t Read(int file, void* room, size_t size) = 0;
     // pread(2).
     virtual ssize_t ReadAt(int file, void* room, size_t size, off_t at) = 0;
-    // mmap(2) and mlock(2).
+    // mmap(2), for reading, and mlock(2); not valid where one of them failed.
     virtual Handles::FilePages Map(int file, size_t size, off_t at) = 0;
     virtual ssize_t Write(int file, const void* bytes, size_t size) = 0;
     // copy_file_range(2) from one descriptor's place to the other's.
